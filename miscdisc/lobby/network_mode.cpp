@@ -1,0 +1,61 @@
+#include "miscdisc/lobby/lobby_utils.h"
+#include "miscdisc/platform/config.h"
+#include "miscdisc/platform/os.h"
+#include "miscdisc/platform/paths.h"
+#include "miscdisc/platform/project_folders.h"
+#include "miscdisc/platform/string_compare.h"
+
+bool LobbyUtils::networkMode_ = false;
+const char* LobbyUtils::NetProjRootRegKey = "network project root";
+const char* LobbyUtils::NetMatRootRegKey = "network material root";
+
+namespace {
+
+constexpr const char* kSection = "Configuration";
+
+WString withSeparator(WString folder) {
+  const wchar_t separator = OS()->fileManager().getPathSeparator();
+  if (!Qx::endsWith(folder, separator, true)) folder += separator;
+  return folder;
+}
+
+}  // namespace
+
+bool LobbyUtils::machineIsInNetworkMode() { return networkMode_; }
+
+bool LobbyUtils::inLobby() { return roomFileName_.empty(); }
+
+WString LobbyUtils::getNetworkProjectsRoot() {
+  const WString root =
+      Qx::WStringFromUTF8(UserConfig().getValue(NetProjRootRegKey, String(), kSection));
+  return root.empty() ? OS()->getDefaultNetworkProjectsFolder(true) : root;
+}
+
+WString LobbyUtils::getNetworkMaterialRoot() {
+  const WString root = Qx::WStringFromUTF8(UserConfig().getValue(NetMatRootRegKey, "", kSection));
+  return root.empty() ? OS()->fileManager().getDefaultNetworkMaterialFolder() : root;
+}
+
+WString LobbyUtils::getCurrentNetworkLobbyName() {
+  return Qx::WStringFromUTF8(UserConfig().getValue("network lobby name", String(), kSection));
+}
+
+WString LobbyUtils::getNetworkLobbyFullPath(const WString& name, bool trailingSeparator) {
+  WString path = withSeparator(getNetworkProjectsRoot()) + name;
+  // Whatever the name ends in: without a lobby the root comes out with two separators, which
+  // no folder of a lobby ever equals.
+  if (trailingSeparator) path += OS()->fileManager().getPathSeparator();
+  return path;
+}
+
+WString LobbyUtils::getCurrentNetworkLobbyFullPath(bool trailingSeparator) {
+  return getNetworkLobbyFullPath(getCurrentNetworkLobbyName(), trailingSeparator);
+}
+
+WString LobbyUtils::getCurrentLobbyName() {
+  return networkMode_ ? getCurrentNetworkLobbyFullPath(true) : getLocalProjectsDir();
+}
+
+bool LobbyUtils::isNetworkLobby(WString folder) {
+  return fileExists(withSeparator(folder) + getMediaLocationsFilename());
+}
