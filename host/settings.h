@@ -18,11 +18,11 @@ struct Settings {
     std::string folder;
   };
 
-  std::vector<Volume> volumes;  // [volumes], by letter
-  std::vector<Share> shares;    // [shares]
-  std::string user;             // [machine] user; empty: the login name
-  bool shortNamesOnly = false;  // [listing] short_names_only
-  bool allowLocalOnly = false;  // [locks] allow_local_only
+  std::vector<Volume> volumes;             // [volumes], by letter
+  std::vector<Share> shares;               // [shares]
+  std::string user;                        // [machine] user; empty: the login name
+  bool shortNamesOnly = false;             // [listing] short_names_only
+  bool allowLocalOnly = false;             // [locks] allow_local_only
   std::vector<std::string> remoteFolders;  // [locks] remote: treated as remote storage
 };
 

@@ -63,9 +63,7 @@ void validate_directory_cache() {
 
 void invalidate_directory_cache() { getSystemCache()->invalidate(0, WString()); }
 
-void invalidate_directory_cache(wchar_t volume) {
-  getSystemCache()->invalidate(volume, WString());
-}
+void invalidate_directory_cache(wchar_t volume) { getSystemCache()->invalidate(volume, WString()); }
 
 // Whether the local patch worked is no reason to keep the others in the dark: they may cache a
 // folder that this machine does not.

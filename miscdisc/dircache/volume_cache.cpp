@@ -6,9 +6,7 @@
 
 namespace {
 
-directory_cache* directoryAt(const DLListIterator& i) {
-  return static_cast<directory_cache*>(*i);
-}
+directory_cache* directoryAt(const DLListIterator& i) { return static_cast<directory_cache*>(*i); }
 
 // Does visit for every directory that dir selects; true when there was one.
 template <typename Visit>

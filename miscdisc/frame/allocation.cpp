@@ -40,9 +40,8 @@ MISCDISC_EXPORT void* operator new(std::size_t size) {
 }
 
 MISCDISC_EXPORT void* operator new(std::size_t size, std::align_val_t alignment) {
-  return orEnd([=] {
-    return OS()->allocator().allocateAligned(size, static_cast<std::size_t>(alignment));
-  });
+  return orEnd(
+      [=] { return OS()->allocator().allocateAligned(size, static_cast<std::size_t>(alignment)); });
 }
 
 MISCDISC_EXPORT void operator delete(void* memory) noexcept { OS()->allocator().release(memory); }
@@ -69,9 +68,8 @@ MISCDISC_EXPORT void* operator new[](std::size_t size, const std::nothrow_t& tag
 
 MISCDISC_EXPORT void* operator new(std::size_t size, std::align_val_t alignment,
                                    const std::nothrow_t&) noexcept {
-  return orNull([=] {
-    return OS()->allocator().allocateAligned(size, static_cast<std::size_t>(alignment));
-  });
+  return orNull(
+      [=] { return OS()->allocator().allocateAligned(size, static_cast<std::size_t>(alignment)); });
 }
 
 MISCDISC_EXPORT void* operator new[](std::size_t size, std::align_val_t alignment,

@@ -53,8 +53,7 @@ class MISCDISC_EXPORT LobbyUtils {
 
   // From now on the observer tells the client of every set of the room name, on the thread that
   // sets it; it stops watching what it watched before.  Doing it twice registers it once.
-  static void registerForRoomNameChanges(ValObserver<WString>& observer,
-                                         ValObserverClient& client);
+  static void registerForRoomNameChanges(ValObserver<WString>& observer, ValObserverClient& client);
 
   // The path of the open room file; empty while the user is in the lobby itself.
   static void setRoomFileName(const WString& path);

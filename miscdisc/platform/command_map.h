@@ -12,8 +12,8 @@ class MISCDISC_EXPORT CommandMap {
 
   // From now on the console calls the function with the context when the name is entered.  The
   // three numbers are the console's.  A name that is there already gets the new function.
-  virtual void registerCommand(const char* name, void (*function)(void*), void* context,
-                               unsigned, unsigned, unsigned, const MapItem& item) = 0;
+  virtual void registerCommand(const char* name, void (*function)(void*), void* context, unsigned,
+                               unsigned, unsigned, const MapItem& item) = 0;
 
  protected:
   ~CommandMap() = default;

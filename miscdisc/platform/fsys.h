@@ -11,7 +11,7 @@
 #include "miscdisc/platform/values/text.h"
 
 struct VOLUME_INFO {
-  uint64_t freeBytes = 0;   // what this user may still write
+  uint64_t freeBytes = 0;  // what this user may still write
   uint64_t totalBytes = 0;
 };
 

@@ -12,9 +12,9 @@ namespace ground {
 // A folder of this test process alone, empty when the process starts; ends in the separator.
 const WString& folder();
 
-void makeFolder(const WString& path);                     // and those above it
+void makeFolder(const WString& path);                      // and those above it
 void writeFile(const WString& path, const String& bytes);  // in place of what was there
-std::optional<String> readFile(const WString& path);      // nothing: there is no such file
+std::optional<String> readFile(const WString& path);       // nothing: there is no such file
 void removeFile(const WString& path);
 
 // From now on the folder is the volume of that letter, beside those added before.

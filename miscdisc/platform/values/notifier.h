@@ -19,9 +19,9 @@ class Notifier;
 namespace Notification {
 
 struct TypeDictionary {
-  int general;              // messages told apart by their name
-  int valueChanged;         // a value server has a new value
-  int valueAboutToChange;   // a value server will get one
+  int general;             // messages told apart by their name
+  int valueChanged;        // a value server has a new value
+  int valueAboutToChange;  // a value server will get one
 };
 
 MISCDISC_EXPORT const TypeDictionary& typeDictionary();
@@ -36,8 +36,8 @@ class NotifyMsg {
 
   const String& name() const { return name_; }
   const Qx::Ptr<iObject>& payload() const { return payload_; }
-  int type() const { return type_; }                   // 0 until it is delivered
-  const Notifier* sender() const { return sender_; }   // null until it is delivered
+  int type() const { return type_; }                  // 0 until it is delivered
+  const Notifier* sender() const { return sender_; }  // null until it is delivered
 
  private:
   friend class Notifier;

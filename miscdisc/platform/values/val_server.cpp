@@ -14,8 +14,7 @@ void announce(Notifier& notifier, int type) {
 }  // namespace
 
 const int ValServerBase::valChangedMsgType_ = Notification::typeDictionary().valueChanged;
-const int ValServerBase::preValChangedMsgType_ =
-    Notification::typeDictionary().valueAboutToChange;
+const int ValServerBase::preValChangedMsgType_ = Notification::typeDictionary().valueAboutToChange;
 
 ValServerBase::~ValServerBase() = default;
 

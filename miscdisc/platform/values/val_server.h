@@ -91,8 +91,8 @@ class ValServer : public ValServerBase, public LastValServer {
 // Somebody who is registered with value servers.
 class MISCDISC_EXPORT ValClientBase : public Notifiable {
  public:
-  void registerWith(ValServerBase& server);    // again: stays registered once
-  void deregisterFrom(ValServerBase* server);  // null, or one it is not registered with: nothing
+  void registerWith(ValServerBase& server);      // again: stays registered once
+  void deregisterFrom(ValServerBase* server);    // null, or one it is not registered with: nothing
   ValServerBase* getValServer(int index) const;  // in order of registration; null past the end
 
   void destroy(const NotifyMsg& msg) override;

@@ -21,7 +21,10 @@ TEST(Text, KeepsBytesThatAreNotUtf8) {
       {"an overlong slash", "\xC0\xAF", {0xDCC0, 0xDCAF}},
       {"a surrogate", "\xED\xB2\x80", {0xDCED, 0xDCB2, 0xDC80}},
       {"above the last code point", "\xF4\x90\x80\x80", {0xDCF4, 0xDC90, 0xDC80, 0xDC80}},
-      {"a broken sequence, then text", "\xC3" "b", {0xDCC3, L'b'}},
+      {"a broken sequence, then text",
+       "\xC3"
+       "b",
+       {0xDCC3, L'b'}},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(Qx::WStringFromUTF8(c.bytes), c.text) << c.why;

@@ -1,0 +1,133 @@
+#include "miscdisc/platform/directory.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <vector>
+
+#include "miscdisc/platform/fsys.h"
+#include "miscdisc/platform/paths.h"
+#include "tests/fakes/fake_platform.h"
+
+namespace {
+
+struct Release {
+  void operator()(file_info* entry) const { std::free(entry); }
+};
+using Entry = std::unique_ptr<file_info, Release>;
+
+constexpr uint32_t kListed = 0;
+constexpr uint32_t kUnlisted = 1;
+
+Entry makeEntry(std::wstring_view name, uint64_t size, int64_t modified, uint32_t attributes) {
+  void* memory = std::malloc(sizeof(file_info) + (name.size() + 1) * sizeof(wchar_t));
+  if (!memory) throw std::bad_alloc();
+  auto* entry = new (memory) file_info;
+  entry->size = size;
+  entry->modified = entry->changed = modified;
+  entry->attributes = attributes;
+  entry->nameLength = static_cast<uint32_t>(name.size());
+  entry->state = kListed;
+  wchar_t* text = reinterpret_cast<wchar_t*>(entry + 1);
+  std::copy(name.begin(), name.end(), text);
+  text[name.size()] = L'\0';
+  return Entry(entry);
+}
+
+bool hasWildcard(const WString& name) { return name.find_first_of(L"*?") != WString::npos; }
+
+}  // namespace
+
+struct Directory::Listing {
+  std::vector<Entry> entries;  // also those that are listed no more
+
+  file_info* find(std::wstring_view name) {
+    for (const Entry& entry : entries) {
+      if (entry->state == kListed && entry->nameView() == name) return entry.get();
+    }
+    return nullptr;
+  }
+
+  void addIfChosen(const WString& folder, const WString& name, unsigned selector) {
+    const auto it = fakePlatform().nodes.find(folder + name);
+    if (it == fakePlatform().nodes.end()) return;
+    uint32_t attributes = 0;
+    if (it->second.isFolder) attributes |= file_info::kFolder;
+    if (name.starts_with(L".")) attributes |= file_info::kHidden;
+    if (attributes & ~selector) return;
+    entries.push_back(makeEntry(name, it->second.bytes.size(), it->second.modified, attributes));
+  }
+};
+
+Directory::Directory(const WString& path, unsigned selector, int, eLocking)
+    : listing_(new Listing) {
+  FakePlatform& platform = fakePlatform();
+  const std::lock_guard hold(platform.lock);
+  platform.listed.push_back(path);
+  if (platform.listingsThrow) {
+    delete listing_;
+    throw std::runtime_error("the listing failed");
+  }
+  const WString folder = getPath(path);
+  const WString mask = stripPath(path);
+  if (!hasWildcard(mask)) {
+    listing_->addIfChosen(folder, mask, selector);
+    return;
+  }
+  for (const WString& name : platform.namesIn(folder)) {
+    if (fakeMaskMatches(mask, name)) listing_->addIfChosen(folder, name, selector);
+  }
+}
+
+Directory::Directory(const WString& path, eLocking locking) : Directory(path, 0, 0, locking) {}
+
+Directory::~Directory() { delete listing_; }
+
+FsysDirectory::FsysDirectory(const WString& mask, unsigned selector, int option, eLocking locking)
+    : Directory(FsysFilenameToWin32Filename(mask), selector, option, locking) {}
+
+file_info* Directory::find(const WString& name) { return listing_->find(stripPath(name)); }
+
+unsigned Directory::getcount() const {
+  return static_cast<unsigned>(
+      std::count_if(listing_->entries.begin(), listing_->entries.end(),
+                    [](const Entry& entry) { return entry->state == kListed; }));
+}
+
+bool Directory::addFile(const file_info* entry) {
+  removeFile(entry);
+  listing_->entries.push_back(
+      makeEntry(entry->nameView(), entry->size, entry->modified, entry->attributes));
+  return true;
+}
+
+bool Directory::removeFile(const file_info* entry) {
+  file_info* listed = listing_->find(entry->nameView());
+  if (!listed) return false;
+  listed->state = kUnlisted;
+  return true;
+}
+
+void DirectoryIterator::set(Directory* directory) {
+  directory_ = directory;
+  current_ = nullptr;
+}
+
+file_info* DirectoryIterator::first() {
+  place_[0] = 0;
+  return next();
+}
+
+file_info* DirectoryIterator::next() {
+  current_ = nullptr;
+  if (!directory_) return nullptr;
+  const std::vector<Entry>& entries = directory_->listing_->entries;
+  while (place_[0] < entries.size() && !current_) {
+    file_info* entry = entries[place_[0]++].get();
+    if (entry->state == kListed) current_ = entry;
+  }
+  return current_;
+}

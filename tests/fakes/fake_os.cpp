@@ -1,0 +1,225 @@
+#include <algorithm>
+#include <cstdlib>
+#include <new>
+#include <stdexcept>
+
+#include "miscdisc/platform/os.h"
+#include "miscdisc/platform/paths.h"
+#include "miscdisc/platform/project_folders.h"
+#include "miscdisc/platform/string_compare.h"
+#include "tests/fakes/fake_platform.h"
+
+namespace {
+
+struct FakeAllocator final : iAllocator {
+  void* allocate(size_t size) override { return allocateAligned(size, alignof(std::max_align_t)); }
+
+  void* allocateAligned(size_t size, size_t alignment) override {
+    if (fake_allocator::throwsOther) throw std::runtime_error("no allocator");
+    if (fake_allocator::left == 0) throw std::bad_alloc();
+    if (fake_allocator::left > 0) --fake_allocator::left;
+    ++fake_allocator::allocations;
+    void* memory = nullptr;
+    if (posix_memalign(&memory, std::max(alignment, sizeof(void*)), std::max<size_t>(size, 1))) {
+      throw std::bad_alloc();
+    }
+    return memory;
+  }
+
+  void release(void* memory) noexcept override {
+    ++fake_allocator::releases;
+    std::free(memory);
+  }
+};
+
+struct FakeNetworkService final : iNetworkService {
+  struct Messager : iNetMessager {
+    void send(const std::string& text) override { fakePlatform().sent.push_back(text); }
+    ~Messager() override { fakePlatform().receiver = nullptr; }
+  };
+
+  Qx::Ptr<iNetMessager> getMessager(Qx::Ptr<iNetMessageReceiver> receiver) override {
+    FakePlatform& platform = fakePlatform();
+    ++platform.messengersAsked;
+    if (!platform.hasMessenger) return nullptr;
+    platform.receiver = receiver;
+    return new Messager;
+  }
+};
+
+// Files that are locks: -1 in FakePlatform::locks is an exclusive holder, n are n shared ones.
+// A shared lock stays with the path until the path is removed.
+class FakeFile final : public iFile {
+ public:
+  FakeFile(const WString& path, bool locksExclusively)
+      : path_(path), locksExclusively_(locksExclusively) {}
+  ~FakeFile() override {
+    if (locksExclusively_) fakePlatform().locks.erase(path_);
+  }
+
+  bool valid() const override { return true; }
+  int64_t size() override { return static_cast<int64_t>(node().bytes.size()); }
+
+  size_t read(void* bytes, size_t count) override {
+    const String& all = node().bytes;
+    count = std::min(count, all.size() - std::min(position_, all.size()));
+    std::copy_n(all.data() + position_, count, static_cast<char*>(bytes));
+    position_ += count;
+    return count;
+  }
+
+  bool write(const void* bytes, size_t count) override {
+    if (fakePlatform().callFails("write " + Qx::UTF8FromWString(path_))) return false;
+    String& all = node().bytes;
+    all.resize(std::max(all.size(), position_ + count));
+    std::copy_n(static_cast<const char*>(bytes), count, all.data() + position_);
+    position_ += count;
+    return true;
+  }
+
+ private:
+  FakePlatform::Node& node() { return fakePlatform().nodes[path_]; }
+
+  WString path_;
+  bool locksExclusively_;
+  size_t position_ = 0;
+};
+
+struct InvalidFile final : iFile {
+  bool valid() const override { return false; }
+  int64_t size() override { return 0; }
+  size_t read(void*, size_t) override { return 0; }
+  bool write(const void*, size_t) override { return false; }
+};
+
+struct FakeFileManager final : iFileManager {
+  wchar_t getPathSeparator() override { return L'/'; }
+
+  Qx::Ptr<iFile> open(const WString& path, unsigned access, unsigned sharing, unsigned creation,
+                      unsigned flags) override {
+    FakePlatform& platform = fakePlatform();
+    platform.opened.push_back({path, access, sharing, creation, flags});
+    if (platform.callFails("open " + Qx::UTF8FromWString(path))) return new InvalidFile;
+    const bool locks = flags == 32 && sharing == 3;
+    const bool probes = flags == 32 && sharing == 1;
+    const auto existing = platform.nodes.find(path);
+    const bool exists = existing != platform.nodes.end();
+    const auto folder = platform.nodes.find(path.substr(0, path.rfind(L'/')));
+    const bool folderThere = folder != platform.nodes.end() && folder->second.isFolder;
+    if (exists ? existing->second.isFolder : !folderThere) return new InvalidFile;
+    if (!exists && access == 0 && creation == 1) return new InvalidFile;
+    if (probes) return new FakeFile(path, false);
+    if (locks && !takes(platform, path, creation == 4)) return new InvalidFile;
+    FakePlatform::Node& node = platform.nodes[path];
+    if (creation == 4) node.bytes.clear();
+    if (locks && creation == 4) node.marked = false;
+    return new FakeFile(path, locks && creation == 0);
+  }
+
+  bool createDirectory(const WString& path) override {
+    FakePlatform& platform = fakePlatform();
+    if (platform.callFails("createDirectory " + Qx::UTF8FromWString(path))) return false;
+    const WString bare = withoutSeparator(path);
+    if (platform.has(bare) || !platform.has(bare.substr(0, bare.rfind(L'/')))) return false;
+    platform.addFolder(bare);
+    return true;
+  }
+
+  bool copy(const WString& source, const WString& destination, unsigned, unsigned,
+            unsigned) override {
+    FakePlatform& platform = fakePlatform();
+    if (platform.callFails("copy " + Qx::UTF8FromWString(source))) return false;
+    const FakePlatform::Node* from = platform.file(source);
+    if (!from || platform.has(destination)) return false;
+    if (!platform.has(destination.substr(0, destination.rfind(L'/')))) return false;
+    platform.nodes[destination].bytes = from->bytes;
+    return true;
+  }
+
+  bool remove(const WString& path) override {
+    FakePlatform& platform = fakePlatform();
+    platform.removed.push_back(path);
+    if (platform.callFails("remove " + Qx::UTF8FromWString(path))) return false;
+    platform.locks.erase(path);
+    const std::vector<WString>& elsewhere = platform.heldElsewhere;
+    if (std::find(elsewhere.begin(), elsewhere.end(), path) != elsewhere.end()) return false;
+    if (!platform.file(path)) return false;
+    platform.nodes.erase(path);
+    return true;
+  }
+
+  bool list(const WString& pattern, Vector<DirectoryItem>& items, unsigned, unsigned) override {
+    FakePlatform& platform = fakePlatform();
+    items.clear();
+    const WString folder = getPath(pattern);
+    if (!directoryUsable(folder)) return false;
+    for (const WString& name : platform.namesIn(folder)) {
+      const FakePlatform::Node* node = platform.file(folder + name);
+      const bool temporary = name.ends_with(L".tmp");
+      if (!node || temporary || !matchesCaseBlind(stripPath(pattern), name)) continue;
+      items.add({name, node->marked ? 2u : 0u});
+    }
+    return true;
+  }
+
+  bool mark(const WString& path, unsigned value) override {
+    FakePlatform& platform = fakePlatform();
+    if (platform.callFails("mark " + Qx::UTF8FromWString(path))) return false;
+    const WString full = path.starts_with(L"/") ? path : getProjectsBaseDirectory() + path;
+    if (path.empty() || !platform.file(full)) return false;
+    platform.nodes[full].marked = (value & 2) != 0;
+    return true;
+  }
+
+  bool directoryUsable(const WString& path) override {
+    const auto it = fakePlatform().nodes.find(withoutSeparator(path));
+    return it != fakePlatform().nodes.end() && it->second.isFolder;
+  }
+
+  WString getDefaultNetworkMaterialFolder() override { return L"/home/ann/network/material/"; }
+
+ private:
+  static WString withoutSeparator(const WString& path) {
+    return path.size() > 1 && path.ends_with(L'/') ? path.substr(0, path.size() - 1) : path;
+  }
+
+  static bool matchesCaseBlind(const WString& pattern, const WString& name) {
+    if (pattern.starts_with(L"*") && pattern.find_first_of(L"*?", 1) == WString::npos) {
+      return Qx::endsWith(name, pattern.substr(1), false);
+    }
+    return fakeMaskMatches(pattern, name);
+  }
+
+  static bool takes(FakePlatform& platform, const WString& path, bool shared) {
+    const std::vector<WString>& elsewhere = platform.heldElsewhere;
+    if (std::find(elsewhere.begin(), elsewhere.end(), path) != elsewhere.end()) return false;
+    int& holders = platform.locks[path];
+    if (holders < 0 || (holders > 0 && !shared)) return false;
+    holders = shared ? holders + 1 : -1;
+    return true;
+  }
+};
+
+constinit FakeAllocator theAllocator;
+constinit FakeFileManager theFileManager;
+constinit FakeNetworkService theNetworkService;
+
+struct FakeOS final : iOS {
+  iFileManager& fileManager() override { return theFileManager; }
+  iAllocator& allocator() override { return theAllocator; }
+  WString getUserName() override { return fakePlatform().userName; }
+  WString getDefaultNetworkProjectsFolder(bool) override { return L"/home/ann/network/projects/"; }
+  void reportFailure() override { ++fakePlatform().failuresReported; }
+};
+
+struct FakeOSPrivate final : iOSPrivate {
+  iNetworkService& networkService() override { return theNetworkService; }
+};
+
+constinit FakeOS theOS;
+constinit FakeOSPrivate theOSPrivate;
+
+}  // namespace
+
+iOS* OS() { return &theOS; }
+iOSPrivate* OSPrivate() { return &theOSPrivate; }

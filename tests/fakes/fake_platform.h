@@ -1,0 +1,97 @@
+// A pretended platform: files, volumes, settings and machines that exist in memory only.
+//
+// A test tells it facts and reads back what it saw, in order.  There is one in each process; every
+// test is a process of its own.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "miscdisc/platform/fsys.h"
+#include "miscdisc/platform/messenger.h"
+#include "miscdisc/platform/values/text.h"
+
+struct FakePlatform {
+  struct Node {
+    bool isFolder = false;
+    String bytes{};
+    bool marked = false;
+    int64_t modified = 0;
+  };
+  struct Volume {
+    wchar_t id;
+    WString folder;
+    bool present = true;
+    VOLUME_INFO space{};
+    bool discovered = true;
+  };
+  struct Open {
+    WString path;
+    unsigned access, sharing, creation, flags;
+    bool operator==(const Open&) const = default;
+  };
+
+  // Facts.  Folders are native paths without a separator at their end; making a file or a volume
+  // makes the folders above it.
+  void addVolume(wchar_t id, const WString& folder, uint64_t freeBytes = 0);
+  Volume* volume(wchar_t id);
+  void addFolder(const WString& path);
+  void addFile(const WString& path, const String& bytes = "");
+  bool has(const WString& path) const { return nodes.contains(path); }
+  const Node* file(const WString& path) const;                // null: no such ordinary file
+  std::vector<WString> namesIn(const WString& folder) const;  // sorted
+
+  std::map<WString, Node> nodes{{L"/", {.isFolder = true}}};
+  std::vector<Volume> volumes;
+  std::map<std::pair<String, String>, String> settings;  // by section and key
+  std::map<String, WString> preferences;
+  WString userName = L"ann";
+  WString localProjects = L"/home/ann/projects/";
+  WString baseDirectory = L"/home/ann/projects/";
+  uint32_t clock = 0;      // milliseconds
+  uint32_t clockStep = 0;  // added at each reading
+  bool hasMessenger = true;
+  std::vector<WString> heldElsewhere;  // lock files that another machine holds
+  int failingCall = 0;                 // this call of the file manager fails; 0: none
+  bool listingsThrow = false;
+
+  // What it saw.
+  std::vector<String> log;   // Log, LogBoth and tolv_printf
+  std::vector<String> sent;  // texts to other machines
+  std::vector<Open> opened;
+  std::vector<WString> removed;
+  std::vector<WString> listed;  // native paths of the listings that were read
+  std::vector<String> calls;    // everything the file manager was asked
+  int failuresReported = 0;
+  int messengersAsked = 0;
+  std::map<String, void (*)(void*)> commands;
+  std::vector<std::vector<unsigned>> commandNumbers;  // given with each registration
+
+  // A text from another machine, delivered on the calling thread.
+  void deliver(const String& text);
+
+  bool callFails(const String& call);  // notes the call; true when it is the failing one
+
+  Qx::Ptr<iNetMessageReceiver> receiver;
+  std::recursive_mutex lock;     // listings and texts come from several threads
+  std::map<WString, int> locks;  // held by this process: -1 exclusively, n > 0 shared n times
+
+ private:
+  int callCount_ = 0;
+};
+
+FakePlatform& fakePlatform();
+
+// The wildcards of Directory.
+bool fakeMaskMatches(const WString& mask, const WString& name);
+
+// The allocator's facts stand apart, for it answers before the platform is built.
+namespace fake_allocator {
+inline thread_local int left = -1;             // allocations until std::bad_alloc; -1: no end
+inline thread_local bool throwsOther = false;  // something that is no std::bad_alloc
+inline thread_local int allocations = 0;
+inline thread_local int releases = 0;
+}  // namespace fake_allocator
