@@ -1,0 +1,11 @@
+# Every header compiles on its own: one source per header that includes nothing else.
+function(miscdisc_check_headers target)
+  foreach(header ${ARGN})
+    string(MAKE_C_IDENTIFIER ${header} name)
+    set(source ${PROJECT_BINARY_DIR}/headers/${name}.cpp)
+    file(CONFIGURE OUTPUT ${source} CONTENT "#include \"@header@\"\n" @ONLY)
+    list(APPEND sources ${source})
+  endforeach()
+  add_library(${target} OBJECT ${sources})
+  target_link_libraries(${target} PRIVATE miscdisc_includes miscdisc_settings)
+endfunction()
