@@ -5,6 +5,10 @@
 
 #include "tests/fakes/fake_platform.h"
 
+// Not every compiler declares the sized forms by itself.
+void operator delete(void* memory, std::size_t size) noexcept;
+void operator delete[](void* memory, std::size_t size) noexcept;
+
 namespace {
 
 struct alignas(64) Wide {
