@@ -21,7 +21,8 @@ struct file_info {
   int64_t changed;      // likewise: contents, name or rights
   uint32_t attributes;  // kReadOnly, kHidden, kFolder
   uint32_t nameLength;  // characters
-  uint32_t state;       // the listing's own
+  uint32_t state;       // the listing's own, as is nameHash
+  uint32_t nameHash;
 
   file_info() = default;
   file_info(const file_info&) = delete;

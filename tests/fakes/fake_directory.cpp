@@ -31,6 +31,7 @@ Entry makeEntry(std::wstring_view name, uint64_t size, int64_t modified, uint32_
   entry->attributes = attributes;
   entry->nameLength = static_cast<uint32_t>(name.size());
   entry->state = kListed;
+  entry->nameHash = 0;
   wchar_t* text = reinterpret_cast<wchar_t*>(entry + 1);
   std::copy(name.begin(), name.end(), text);
   text[name.size()] = L'\0';
@@ -98,6 +99,8 @@ unsigned Directory::getcount() const {
 }
 
 bool Directory::addFile(const file_info* entry) {
+  const file_info* old = listing_->find(entry->nameView());
+  if (old && old->size == entry->size && old->modified == entry->modified) return true;
   removeFile(entry);
   listing_->entries.push_back(
       makeEntry(entry->nameView(), entry->size, entry->modified, entry->attributes));

@@ -18,7 +18,7 @@ void FakePlatform::addFolder(const WString& path) {
 
 void FakePlatform::addFile(const WString& path, const String& bytes) {
   addFolder(path.substr(0, path.rfind(L'/') + 1));
-  nodes[path] = Node{.bytes = bytes};
+  nodes[path] = Node{.bytes = bytes, .modified = ++clock_};
 }
 
 void FakePlatform::addVolume(wchar_t id, const WString& folder, uint64_t freeBytes) {
@@ -59,26 +59,26 @@ void FakePlatform::deliver(const String& text) {
 
 namespace {
 
+constexpr wchar_t kOneOrNone = L'\1';
+
 bool matches(std::wstring_view mask, std::wstring_view name) {
   if (mask.empty()) return name.empty();
-  if (mask[0] == L'*') {
-    return matches(mask.substr(1), name) || (!name.empty() && matches(mask, name.substr(1)));
-  }
   if (name.empty() && mask == L".*") return true;
-  if (mask[0] == L'?') {
-    const bool stemEnds = name.empty() || name[0] == L'.';
-    if (stemEnds && matches(mask.substr(1), name)) return true;
-    return !name.empty() && matches(mask.substr(1), name.substr(1));
-  }
-  return !name.empty() && mask[0] == name[0] && matches(mask.substr(1), name.substr(1));
+  const std::wstring_view rest = mask.substr(1);
+  const bool mayBeNone = mask[0] == L'*' || mask[0] == kOneOrNone;
+  if (mayBeNone && matches(rest, name)) return true;
+  if (name.empty()) return false;
+  if (mask[0] == L'*') return matches(mask, name.substr(1));
+  const bool any = mask[0] == L'?' || mask[0] == kOneOrNone;
+  return (any || mask[0] == name[0]) && matches(rest, name.substr(1));
 }
 
 }  // namespace
 
 bool fakeMaskMatches(const WString& mask, const WString& name) {
-  constexpr std::wstring_view kAnyStem = L"????????";
-  if (mask.starts_with(kAnyStem) && (mask.size() == 8 || mask[8] == L'.')) {
-    return matches(L"*" + mask.substr(8), name);
-  }
-  return matches(mask, name);
+  WString stem = mask.substr(0, mask.rfind(L'.'));
+  const WString extension = mask.substr(stem.size());
+  if (stem == L"????????") stem = L"*";
+  for (size_t i = stem.size(); i > 0 && stem[i - 1] == L'?'; --i) stem[i - 1] = kOneOrNone;
+  return matches(stem + extension, name);
 }

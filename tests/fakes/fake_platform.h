@@ -19,7 +19,7 @@ struct FakePlatform {
     bool isFolder = false;
     String bytes{};
     bool marked = false;
-    int64_t modified = 0;
+    int64_t modified = 0;  // nanoseconds
   };
   struct Volume {
     wchar_t id;
@@ -81,6 +81,7 @@ struct FakePlatform {
 
  private:
   int callCount_ = 0;
+  int64_t clock_ = 1'600'000'000'000'000'000;  // of modification times
 };
 
 FakePlatform& fakePlatform();
