@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "miscdisc/platform/values/export.h"
+
 namespace host {
 
 // Native folders, absolute, without a separator at their end.  MISCDISC_HOME, when set and not
@@ -15,6 +17,6 @@ struct Places {
 };
 
 // Taken from the environment at the first call of the process.  From any thread.
-const Places& places();
+MISCDISC_EXPORT const Places& places();
 
 }  // namespace host

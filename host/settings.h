@@ -5,9 +5,12 @@
 #include <string>
 #include <vector>
 
+#include "miscdisc/platform/values/export.h"
+
 namespace host {
 
-// Texts are UTF-8 bytes as they stand in the file.
+// Texts are bytes as they stand in the file; folders are absolute, without a separator at their
+// end (except the root itself).
 struct Settings {
   struct Volume {
     char letter;  // 'A' to 'Z'
@@ -27,14 +30,16 @@ struct Settings {
 };
 
 // The settings as last read; the file is read at the first call of the process.  Never null: a
-// file that is missing or does not parse gives the defaults.  From any thread.
-std::shared_ptr<const Settings> settings();
+// file that is missing gives the defaults, and so does one with anything wrong in it: half of what
+// somebody meant is worse than none.  Entries that nobody here knows are left to their readers.
+// From any thread.
+MISCDISC_EXPORT std::shared_ptr<const Settings> settings();
 
 // Reads the file again; who holds the old settings keeps them.
-void reloadSettings();
+MISCDISC_EXPORT void reloadSettings();
 
 // Why config.toml or state.toml could not be read: "FILE:LINE:COLUMN: what was expected";
-// empty when nothing is wrong.
-std::string settingsProblem();
+// empty when nothing is wrong.  One line per file.
+MISCDISC_EXPORT std::string settingsProblem();
 
 }  // namespace host

@@ -1,0 +1,198 @@
+#include "host/settings.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <mutex>
+
+#include "host/places.h"
+#include "host/read_file.h"
+#include "host/state_file.h"
+#include "host/toml.h"
+
+namespace host {
+namespace {
+
+struct Problem {
+  std::string text;
+};
+
+// Turns the tables of config.toml into settings; throws the first Problem it meets.
+class SettingsReader {
+ public:
+  SettingsReader(const std::string& file, const toml::table& root) : file_(file), root_(root) {}
+
+  Settings read() const {
+    Settings found;
+    readVolumes(found);
+    readShares(found);
+    readMachine(found);
+    found.shortNamesOnly = flag("listing", "short_names_only");
+    found.allowLocalOnly = flag("locks", "allow_local_only");
+    readRemoteFolders(found);
+    return found;
+  }
+
+ private:
+  [[noreturn]] void expected(const toml::source_region& where, const std::string& what) const {
+    throw Problem{describeProblem(file_, where.begin, what)};
+  }
+
+  // Null when there is no such section.
+  const toml::table* section(const char* name) const {
+    const toml::node* node = root_.get(name);
+    if (node && !node->is_table()) {
+      expected(node->source(), std::string(name) + " is a section: [" + name + "] was expected");
+    }
+    return node ? node->as_table() : nullptr;
+  }
+
+  const toml::node* entry(const char* sectionName, const char* key) const {
+    const toml::table* table = section(sectionName);
+    return table ? table->get(key) : nullptr;
+  }
+
+  bool flag(const char* sectionName, const char* key) const {
+    const toml::node* node = entry(sectionName, key);
+    if (!node) return false;
+    const auto value = node->value_exact<bool>();
+    if (!value) expected(node->source(), std::string(key) + ": true or false was expected");
+    return *value;
+  }
+
+  std::string folder(const toml::node& node, const std::string& name) const {
+    const auto value = node.value_exact<std::string>();
+    if (!value || value->empty() || value->front() != '/' || hasZero(*value)) {
+      expected(node.source(), name + ": the full path of a folder, in quotes, was expected");
+    }
+    std::string path = *value;
+    while (path.size() > 1 && path.back() == '/') path.pop_back();
+    return path;
+  }
+
+  static bool hasZero(const std::string& text) { return text.find('\0') != std::string::npos; }
+
+  void readVolumes(Settings& found) const {
+    const toml::table* volumes = section("volumes");
+    if (!volumes) return;
+    for (const auto& [key, node] : *volumes) {
+      const std::string_view letter = key.str();
+      if (letter.size() != 1 || letter[0] < 'A' || letter[0] > 'Z') {
+        expected(key.source(),
+                 "a volume's letter from A to Z was expected, not " + std::string(letter));
+      }
+      found.volumes.push_back({letter[0], folder(node, "volume " + std::string(letter))});
+    }
+    std::sort(found.volumes.begin(), found.volumes.end(),
+              [](const auto& a, const auto& b) { return a.letter < b.letter; });
+  }
+
+  void readShares(Settings& found) const {
+    const toml::table* shares = section("shares");
+    if (!shares) return;
+    for (const auto& [key, node] : *shares) {
+      std::string network(key.str());
+      while (!network.empty() && network.back() == '/') network.pop_back();
+      const size_t slash = network.find('/', 2);
+      const bool wellFormed = network.compare(0, 2, "//") == 0 && slash != std::string::npos &&
+                              slash > 2 && network[slash + 1] != '/' && !hasZero(network) &&
+                              network.find('\\') == std::string::npos;
+      if (!wellFormed) {
+        expected(key.source(), "a share as '//server/share' was expected, not " + network);
+      }
+      found.shares.push_back({network, folder(node, network)});
+    }
+  }
+
+  void readMachine(Settings& found) const {
+    const toml::node* user = entry("machine", "user");
+    if (!user) return;
+    const auto name = user->value_exact<std::string>();
+    if (!name || name->empty() || name->front() == '.' || hasZero(*name) ||
+        name->find('/') != std::string::npos) {
+      expected(user->source(),
+               "user: a name in quotes was expected, without '/' and not starting with '.'");
+    }
+    found.user = *name;
+  }
+
+  void readRemoteFolders(Settings& found) const {
+    const toml::node* remote = entry("locks", "remote");
+    if (!remote) return;
+    if (!remote->is_array()) {
+      expected(remote->source(), "remote: a list of folders in [ ] was expected");
+    }
+    for (const toml::node& node : *remote->as_array()) {
+      found.remoteFolders.push_back(folder(node, "remote"));
+    }
+  }
+
+  const std::string& file_;
+  const toml::table& root_;
+};
+
+struct Loaded {
+  std::shared_ptr<const Settings> settings = std::make_shared<Settings>();
+  std::string problem;
+};
+
+Loaded load() {
+  const std::string file = places().config + "/config.toml";
+  const FileContents contents = readFile(file);
+  Loaded loaded;
+  if (contents.error == ENOENT || contents.error == ENOTDIR) return loaded;
+  if (contents.error != 0) {
+    loaded.problem = describeProblem(
+        file, {1, 1}, std::string("a readable file was expected: ") + strerror(contents.error));
+    return loaded;
+  }
+  TomlFile parsed = parseToml(file, contents.bytes);
+  loaded.problem = parsed.problem;
+  if (!loaded.problem.empty()) return loaded;
+  try {
+    loaded.settings = std::make_shared<const Settings>(SettingsReader(file, parsed.table).read());
+  } catch (const Problem& problem) {
+    loaded.problem = problem.text;
+  }
+  return loaded;
+}
+
+// Never destroyed: settings are asked for by other libraries' last words too.
+struct Current {
+  std::mutex mutex;
+  Loaded loaded = load();
+};
+
+Current& current() {
+  static Current& instance = *new Current;
+  return instance;
+}
+
+}  // namespace
+
+std::shared_ptr<const Settings> settings() {
+  Current& now = current();
+  const std::lock_guard lock(now.mutex);
+  return now.loaded.settings;
+}
+
+void reloadSettings() {
+  Loaded fresh = load();
+  Current& now = current();
+  const std::lock_guard lock(now.mutex);
+  now.loaded = std::move(fresh);
+}
+
+std::string settingsProblem() {
+  std::string problem;
+  {
+    Current& now = current();
+    const std::lock_guard lock(now.mutex);
+    problem = now.loaded.problem;
+  }
+  const std::string stateProblem = StateFile::instance().problem();
+  if (!problem.empty() && !stateProblem.empty()) problem += "\n";
+  return problem + stateProblem;
+}
+
+}  // namespace host

@@ -1,0 +1,52 @@
+// state.toml: what the application keeps from start to start.
+//
+// Sections of keys with text values.  The file is written by us and may be read by anybody; it is
+// replaced as a whole, so a reader sees the old one or the new one.  A value may hold any bytes:
+// one that is not UTF-8 stands in the file as { bytes = "2f6d..." }, in hexadecimal.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "miscdisc/platform/values/export.h"
+
+namespace host {
+
+// From any thread and from several processes.
+class MISCDISC_EXPORT StateFile {
+ public:
+  static StateFile& instance();
+
+  std::string path() const;
+
+  // As the file stands now, whoever wrote it.  Nothing when absent, and when the file cannot be
+  // read or does not parse.
+  std::optional<std::string> value(const std::string& section, const std::string& key);
+
+  // All keys and values of a section, by key; and the names of the sections.
+  std::map<std::string, std::string> values(const std::string& section);
+  std::vector<std::string> sections();
+
+  // Stores one value, or removes it.  The newest contents are read first, under a guard lock, so
+  // that what others have stored meanwhile stays.  False, with the file as it was: it does not
+  // parse, it cannot be written, others were writing for 5 seconds, or a name is not UTF-8.
+  bool setValue(const std::string& section, const std::string& key, const std::string& value);
+  bool removeValue(const std::string& section, const std::string& key);
+
+  // "FILE:LINE:COLUMN: what was expected" while the file cannot be used; else empty.
+  std::string problem();
+
+ private:
+  StateFile();
+  ~StateFile() = delete;  // lives as long as the process
+
+  bool change(const std::string& section, const std::string& key, const std::string* value);
+
+  struct Contents;
+  Contents& newest();  // REQUIRES: contents_->mutex is held
+  Contents* contents_;
+};
+
+}  // namespace host
