@@ -1,0 +1,16 @@
+// The platform's file manager on Linux.
+#pragma once
+
+#include <string>
+
+#include "miscdisc/platform/file_manager.h"
+
+namespace host {
+
+// One object for all, without state; it may be asked at any time.
+iFileManager& fileManager();
+
+// Why the last open of this thread failed, and of what: "PATH: Permission denied".
+std::string lastOpenFailure();
+
+}  // namespace host

@@ -1,0 +1,184 @@
+#include "host/files/mount_facts.h"
+
+#include <fcntl.h>
+#include <libmount.h>
+#include <linux/magic.h>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/vfs.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+
+#include "host/files/open_file.h"
+#include "host/settings.h"
+
+namespace host {
+namespace {
+
+// Not every one of these has a name in the kernel's headers.
+constexpr unsigned kLustre = 0x0BD00BD0;
+constexpr unsigned kGpfs = 0x47504653;
+constexpr unsigned kGfs2 = 0x01161970;
+constexpr unsigned kOcfs2 = 0x7461636F;
+constexpr unsigned kExfat = 0x2011BAB0;
+
+bool isRemote(unsigned magic) {
+  switch (magic) {
+    case NFS_SUPER_MAGIC:
+    case SMB_SUPER_MAGIC:
+    case CIFS_SUPER_MAGIC:
+    case SMB2_SUPER_MAGIC:
+    case FUSE_SUPER_MAGIC:
+    case CEPH_SUPER_MAGIC:
+    case AFS_SUPER_MAGIC:
+    case AFS_FS_MAGIC:
+    case CODA_SUPER_MAGIC:
+    case V9FS_MAGIC:
+    case kLustre:
+    case kGpfs:
+    case kGfs2:
+    case kOcfs2:
+      return true;
+    default:
+      return false;
+  }
+}
+
+// SMB shows every file as 0755 unless told otherwise; the FAT family has no modes at all.
+bool hasOwnModes(unsigned magic) {
+  switch (magic) {
+    case SMB_SUPER_MAGIC:
+    case CIFS_SUPER_MAGIC:
+    case SMB2_SUPER_MAGIC:
+    case MSDOS_SUPER_MAGIC:
+    case kExfat:
+      return false;
+    default:
+      return true;
+  }
+}
+
+struct Mount {
+  std::string type;
+  std::string options;
+};
+
+Mount mountOf(dev_t device) {
+  const std::unique_ptr<libmnt_table, decltype(&mnt_unref_table)> table(
+      mnt_new_table_from_file("/proc/self/mountinfo"), &mnt_unref_table);
+  if (!table) return {};
+  libmnt_fs* found = mnt_table_find_devno(table.get(), device, MNT_ITER_BACKWARD);
+  if (!found) return {};
+  const char* type = mnt_fs_get_fstype(found);
+  const char* options = mnt_fs_get_options(found);
+  return {type ? type : "", options ? options : ""};
+}
+
+MountFacts readFacts(const std::string& folder, dev_t device) {
+  MountFacts facts;
+  struct statfs status;
+  if (statfs(folder.c_str(), &status) != 0) return facts;
+  const auto magic = static_cast<unsigned>(status.f_type);
+  facts.ownModes = hasOwnModes(magic);
+  if (!isRemote(magic)) return facts;
+
+  const Mount mount = mountOf(device);
+  if (mount.type == "fuseblk") return facts;  // a disk of this machine
+  facts.remote = true;
+  facts.locksStayLocal = keepsLocksLocal(mount.type, mount.options);
+  facts.name = mount.type + " (" + mount.options + ")";
+  return facts;
+}
+
+class Cache {
+ public:
+  static Cache& ofProcess() {
+    static Cache& cache = *new Cache;  // also asked by destructors of static objects
+    return cache;
+  }
+
+  MountFacts ask(const std::string& folder, dev_t device) {
+    const std::lock_guard guard(mutex_);
+    if (tableChanged()) known_.clear();  // the number of a network mount is used again
+    const auto known = known_.find(device);
+    if (known != known_.end()) return known->second;
+    return known_[device] = readFacts(folder, device);
+  }
+
+ private:
+  // A child must find the mutex free, and hears of changes through a descriptor of its own.
+  Cache() {
+    pthread_atfork([] { ofProcess().mutex_.lock(); }, [] { ofProcess().mutex_.unlock(); },
+                   [] {
+                     ofProcess().watch_.close();
+                     ofProcess().mutex_.unlock();
+                   });
+  }
+
+  bool tableChanged() {
+    if (!watch_) {
+      watch_ = Descriptor(::open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC));
+      return true;
+    }
+    pollfd watched{watch_.number(), POLLPRI, 0};
+    return poll(&watched, 1, 0) != 0;
+  }
+
+  std::mutex mutex_;
+  Descriptor watch_;
+  std::map<dev_t, MountFacts> known_;
+};
+
+// Without links, and without a separator at its end; the path itself when it names nothing.
+std::string realPath(const std::string& path) {
+  std::error_code missing;
+  const std::string real = std::filesystem::canonical(path, missing);
+  return missing ? path : real;
+}
+
+bool declaredRemote(const std::string& folder) {
+  const auto current = settings();
+  if (current->remoteFolders.empty()) return false;
+  const std::string inside = realPath(folder) + "/";
+  return std::any_of(
+      current->remoteFolders.begin(), current->remoteFolders.end(),
+      [&](const std::string& declared) { return inside.starts_with(realPath(declared) + "/"); });
+}
+
+bool hasOption(std::string_view options, std::string_view wanted) {
+  while (!options.empty()) {
+    const size_t comma = std::min(options.find(','), options.size());
+    if (options.substr(0, comma) == wanted) return true;
+    options.remove_prefix(std::min(comma + 1, options.size()));
+  }
+  return false;
+}
+
+}  // namespace
+
+bool keepsLocksLocal(std::string_view type, std::string_view options) {
+  // NFS: local_lock=flock concerns another kind of lock than ours.
+  if (type == "nfs" || type == "nfs4") {
+    return hasOption(options, "nolock") || hasOption(options, "local_lock=all") ||
+           hasOption(options, "local_lock=posix");
+  }
+  if (type == "cifs" || type == "smb3") return hasOption(options, "nobrl");
+  if (type == "lustre") return hasOption(options, "localflock");
+  if (type == "gfs2") return hasOption(options, "localflocks");
+  if (type == "coda") return true;
+  // The kernel does not say whether a FUSE server passes locks on; these are known to.
+  if (type == "fuse.glusterfs" || type == "fuse.ceph" || type == "fuse.ceph-fuse") return false;
+  return type.starts_with("fuse") && type != "fuseblk";
+}
+
+MountFacts mountFacts(const std::string& folder, dev_t device) {
+  MountFacts facts = Cache::ofProcess().ask(folder, device);
+  if (!facts.remote && declaredRemote(folder)) facts.remote = true;
+  return facts;
+}
+
+}  // namespace host

@@ -1,0 +1,123 @@
+#include "host/files/open_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <filesystem>
+
+#include "host/places.h"
+
+namespace host {
+namespace {
+
+constexpr int kAlways = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+
+std::string folderPath(const std::string& path) {
+  const size_t separator = path.rfind('/');
+  if (separator == std::string::npos) return ".";
+  std::string folder = path.substr(0, separator);
+  while (!folder.empty() && folder.back() == '/') folder.pop_back();
+  return folder.empty() ? "/" : folder;
+}
+
+// The folders that every user has from the first write on.
+bool makeDefaultFolder(const std::string& folder) {
+  const std::string& data = places().data;
+  const std::array defaults{data + "/projects", data + "/network/projects",
+                            data + "/network/material"};
+  if (std::find(defaults.begin(), defaults.end(), folder) == defaults.end()) return false;
+  std::error_code failure;
+  std::filesystem::create_directories(folder, failure);
+  return std::filesystem::is_directory(folder, failure);
+}
+
+}  // namespace
+
+bool Descriptor::close() {
+  if (number_ < 0) return true;
+  const int before = errno;
+  if (::close(std::exchange(number_, -1)) != 0) return false;
+  errno = before;
+  return true;
+}
+
+std::optional<Folder> folderOf(const std::string& path) {
+  const std::string folder = folderPath(path);
+  struct stat status;
+  if (stat(folder.c_str(), &status) != 0) return std::nullopt;
+  if (!S_ISDIR(status.st_mode)) {
+    errno = ENOTDIR;
+    return std::nullopt;
+  }
+  return Folder{folder, {status.st_dev, status.st_ino}, status.st_mode};
+}
+
+std::optional<Folder> folderToWrite(const std::string& path) {
+  std::optional<Folder> folder = folderOf(path);
+  if (!folder && errno == ENOENT && makeDefaultFolder(folderPath(path))) folder = folderOf(path);
+  return folder;
+}
+
+std::string lastComponent(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+
+std::optional<FileId> fileNamed(const std::string& path) {
+  struct stat status;
+  if (lstat(path.c_str(), &status) != 0) return std::nullopt;
+  return FileId{status.st_dev, status.st_ino};
+}
+
+Descriptor openExisting(const std::string& path, int access) {
+  Descriptor file(::open(path.c_str(), access | kAlways));
+  if (!file) return file;
+
+  struct stat status;
+  if (fstat(file.number(), &status) != 0) return {};
+  if (!S_ISREG(status.st_mode)) {
+    errno = EINVAL;
+    return {};
+  }
+  return file;
+}
+
+Descriptor createNew(const std::string& path, int access, const Folder& folder) {
+  // O_CREAT never without O_EXCL: in sticky folders the kernel refuses to "create" a file that
+  // another user already has there, even where opening it is allowed.
+  Descriptor file(::open(path.c_str(), access | O_CREAT | O_EXCL | kAlways, 0666));
+  if (!file) return file;
+
+  const mode_t wanted = ((folder.mode & S_IWGRP) ? 0060 : 0) | ((folder.mode & S_IWOTH) ? 0006 : 0);
+  struct stat status;
+  if (wanted != 0 && fstat(file.number(), &status) == 0 && (status.st_mode & wanted) != wanted) {
+    // A file system without modes of its own refuses this, and needs it as little.
+    (void)!fchmod(file.number(), (status.st_mode & 07777) | wanted);
+  }
+  return file;
+}
+
+size_t readFully(int descriptor, void* bytes, size_t count) {
+  size_t done = 0;
+  while (done < count) {
+    const ssize_t got = ::read(descriptor, static_cast<char*>(bytes) + done, count - done);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) break;
+    done += static_cast<size_t>(got);
+  }
+  return done;
+}
+
+bool writeFully(int descriptor, const void* bytes, size_t count) {
+  size_t done = 0;
+  while (done < count) {
+    const ssize_t put = ::write(descriptor, static_cast<const char*>(bytes) + done, count - done);
+    if (put < 0 && errno == EINTR) continue;
+    if (put < 0) return false;
+    done += static_cast<size_t>(put);
+  }
+  return true;
+}
+
+}  // namespace host
