@@ -1,0 +1,134 @@
+#include "miscdisc/platform/directory.h"
+
+#include <cstring>
+#include <memory>
+
+#include "host/listing/file_name.h"
+#include "host/listing/name_index.h"
+#include "host/listing/reader.h"
+#include "host/listing/record_store.h"
+#include "miscdisc/platform/fsys.h"
+#include "miscdisc/platform/paths.h"
+
+struct Directory::Listing {
+  host::RecordStore store;
+  host::NameIndex index{store};
+  unsigned count = 0;
+  bool indexed = false;
+
+  void read(const WString& path, unsigned selector) {
+    count = host::readEntries(path, selector, store);
+    // The listing of a single file only hands it over: nobody searches it.
+    if (count > 1) buildIndex();
+  }
+
+  const host::NameIndex& searchable() {
+    if (!indexed) buildIndex();
+    return index;
+  }
+
+ private:
+  void buildIndex() {
+    index.reserve(count);
+    size_t block = 0;
+    for (file_info* record = store.first(block); record; record = store.after(record, block)) {
+      if (index.insert(store.handleOf(record, block))) continue;
+      // A folder that changes while it is read may give a name twice.
+      host::RecordStore::remove(record);
+      --count;
+    }
+    indexed = true;
+  }
+};
+
+namespace {
+
+bool sameDetails(const file_info& a, const file_info& b) {
+  return a.size == b.size && a.modified == b.modified && a.changed == b.changed &&
+         a.attributes == b.attributes;
+}
+
+}  // namespace
+
+Directory::Directory(const WString& path, unsigned selector, int, eLocking) : listing_(nullptr) {
+  auto listing = std::make_unique<Listing>();
+  listing->read(path, selector);
+  listing_ = listing.release();
+}
+
+Directory::Directory(const WString& path, eLocking locking) : Directory(path, 0, 0, locking) {}
+
+Directory::~Directory() { delete listing_; }
+
+file_info* Directory::find(const WString& name) {
+  const std::wstring_view lastPart = std::wstring_view(name).substr(name.rfind(L'/') + 1);
+  const auto* found = listing_->searchable().find(lastPart);
+  return found ? listing_->store.at(*found) : nullptr;
+}
+
+unsigned Directory::getcount() const { return listing_->count; }
+
+bool Directory::addFile(const file_info* entry) {
+  const std::wstring_view name = entry->nameView();
+  const uint32_t hash = host::hashOf(name);
+  const auto* listed = listing_->searchable().find(name, hash);
+  file_info* old = listed ? listing_->store.at(*listed) : nullptr;
+  if (old && sameDetails(*old, *entry)) return true;
+
+  file_info* record = listing_->store.prepare(name.size());
+  record->size = entry->size;
+  record->modified = entry->modified;
+  record->changed = entry->changed;
+  record->attributes = entry->attributes;
+  record->nameLength = entry->nameLength;
+  record->nameHash = hash;
+  std::memcpy(reinterpret_cast<wchar_t*>(record + 1), entry->name(),
+              (name.size() + 1) * sizeof(wchar_t));
+
+  if (old) {
+    host::NameIndex::replace(listed, listing_->store.preparedHandle());
+    host::RecordStore::remove(old);
+  } else {
+    listing_->index.insert(listing_->store.preparedHandle());
+    ++listing_->count;
+  }
+  listing_->store.commit();
+  return true;
+}
+
+bool Directory::removeFile(const file_info* entry) {
+  const auto* listed = listing_->searchable().find(entry->nameView());
+  if (!listed) return false;
+  host::RecordStore::remove(listing_->store.at(*listed));
+  listing_->index.erase(listed);
+  --listing_->count;
+  return true;
+}
+
+FsysDirectory::FsysDirectory(const WString& mask, unsigned selector, int option, eLocking locking)
+    : Directory(FsysFilenameToWin32Filename(mask), selector, option, locking) {}
+
+void DirectoryIterator::set(Directory* directory) {
+  directory_ = directory;
+  current_ = nullptr;
+}
+
+file_info* DirectoryIterator::first() {
+  if (!directory_) return nullptr;
+  return current_ = directory_->listing_->store.first(place_[0]);
+}
+
+file_info* DirectoryIterator::next() {
+  if (!current_) return nullptr;
+  return current_ = directory_->listing_->store.after(current_, place_[0]);
+}
+
+void getDirectoryContents(const WString& folder, const WString& pattern, Vector<WString>& names,
+                          unsigned flags) {
+  const bool separated = folder.empty() || folder.back() == L'/';
+  FsysDirectory listing(folder + (separated ? L"" : L"/") + pattern, flags, 0,
+                        Directory::eUnlocked);
+  for (DirectoryIterator entry(&listing); *entry; entry.next()) {
+    names.add(WString((*entry)->nameView()));
+  }
+}

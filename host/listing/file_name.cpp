@@ -1,0 +1,123 @@
+#include "host/listing/file_name.h"
+
+#include <cstring>
+
+#ifdef __SSE2__
+  #include <emmintrin.h>
+#endif
+
+namespace host {
+namespace {
+
+constexpr wchar_t kInvalidByte = 0xDC00;
+
+uint64_t loadTwo(const wchar_t* characters) {
+  uint64_t value;
+  std::memcpy(&value, characters, sizeof value);
+  return value;
+}
+
+// Both halves of the 128-bit product: every bit of the one operand meets every bit of the other.
+uint64_t mix(uint64_t a, uint64_t b) {
+  __extension__ using Product = unsigned __int128;
+  const Product product = static_cast<Product>(a) * b;
+  return static_cast<uint64_t>(product) ^ static_cast<uint64_t>(product >> 64);
+}
+
+#ifdef __SSE2__
+void storeFour(__m128i characters, wchar_t* out) {
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), characters);
+}
+
+void storeEight(__m128i halves, wchar_t* out) {
+  const __m128i zero = _mm_setzero_si128();
+  storeFour(_mm_unpacklo_epi16(halves, zero), out);
+  storeFour(_mm_unpackhi_epi16(halves, zero), out + 4);
+}
+
+// The number of leading bytes that were ASCII and are written now, in whole steps.
+size_t widenAsciiSteps(const char* bytes, size_t count, wchar_t* out) {
+  const __m128i zero = _mm_setzero_si128();
+  size_t done = 0;
+  for (; done + 16 <= count; done += 16) {
+    const __m128i step = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + done));
+    if (_mm_movemask_epi8(step) != 0) return done;
+    storeEight(_mm_unpacklo_epi8(step, zero), out + done);
+    storeEight(_mm_unpackhi_epi8(step, zero), out + done + 8);
+  }
+  if (done + 8 <= count) {
+    const __m128i step = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes + done));
+    if (_mm_movemask_epi8(step) != 0) return done;
+    storeEight(_mm_unpacklo_epi8(step, zero), out + done);
+    done += 8;
+  }
+  return done;
+}
+#else
+size_t widenAsciiSteps(const char*, size_t, wchar_t*) { return 0; }
+#endif
+
+}  // namespace
+
+wchar_t takeCharacter(std::string_view& bytes) {
+  const auto byteAt = [&](size_t i) { return static_cast<unsigned char>(bytes[i]); };
+  const unsigned char lead = byteAt(0);
+  size_t length = 1;
+  wchar_t character = lead;
+  wchar_t least = 0;
+  if ((lead & 0xE0) == 0xC0) {
+    length = 2, least = 0x80, character = lead & 0x1F;
+  } else if ((lead & 0xF0) == 0xE0) {
+    length = 3, least = 0x800, character = lead & 0x0F;
+  } else if ((lead & 0xF8) == 0xF0) {
+    length = 4, least = 0x10000, character = lead & 0x07;
+  }
+  bool valid = length > 1 ? bytes.size() >= length : lead < 0x80;
+  for (size_t i = 1; valid && i < length; ++i) {
+    valid = (byteAt(i) & 0xC0) == 0x80;
+    character = (character << 6) | (byteAt(i) & 0x3F);
+  }
+  // Overlong forms, surrogates and what lies above the last code point are not UTF-8.
+  const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
+  if (!valid || character < least || character > 0x10FFFF || surrogate) {
+    length = 1;
+    character = kInvalidByte + lead;
+  }
+  bytes.remove_prefix(length);
+  return character;
+}
+
+size_t widen(std::string_view bytes, wchar_t* out) {
+  size_t count = widenAsciiSteps(bytes.data(), bytes.size(), out);
+  bytes.remove_prefix(count);
+  while (!bytes.empty()) {
+    const char first = bytes[0];
+    if (first >= 0) {
+      out[count++] = first;
+      bytes.remove_prefix(1);
+    } else {
+      out[count++] = takeCharacter(bytes);
+    }
+  }
+  out[count] = 0;
+  return count;
+}
+
+uint32_t hashOf(std::wstring_view name) {
+  constexpr uint64_t kSeed = 0x8AE62F2B7C0DA4D3;
+  constexpr uint64_t kOdd = 0xD1B54A32D192ED03;
+  const wchar_t* at = name.data();
+  size_t left = name.size();
+  uint64_t hash = kSeed ^ left;
+  for (; left >= 4; left -= 4, at += 4) hash = mix(loadTwo(at) ^ hash, loadTwo(at + 2) ^ kOdd);
+  uint64_t tail = 0;
+  if (left & 2) {
+    tail = loadTwo(at);
+    at += 2;
+  }
+  const uint64_t last = left & 1 ? static_cast<uint64_t>(*at) : 0;
+  hash = mix(tail ^ hash, last ^ kOdd);
+  return static_cast<uint32_t>(hash ^ (hash >> 32));
+}
+
+}  // namespace host
