@@ -51,7 +51,7 @@ bool sameDetails(const file_info& a, const file_info& b) {
 }  // namespace
 
 Directory::Directory(const WString& path, unsigned selector, int, eLocking) : listing_(nullptr) {
-  auto listing = std::make_unique<Listing>();
+  auto listing = std::make_unique_for_overwrite<Listing>();
   listing->read(path, selector);
   listing_ = listing.release();
 }

@@ -6,6 +6,8 @@
   #include <emmintrin.h>
 #endif
 
+#include "miscdisc/platform/values/text.h"
+
 namespace host {
 namespace {
 
@@ -53,8 +55,29 @@ size_t widenAsciiSteps(const char* bytes, size_t count, wchar_t* out) {
   }
   return done;
 }
+
+// The same the other way round, for characters from 1 to 0x7F.
+size_t narrowAsciiSteps(const wchar_t* text, size_t count, char* out) {
+  const auto load = [&](size_t i) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + i));
+  };
+  const __m128i notAscii = _mm_set1_epi32(~0x7F);
+  const __m128i zero = _mm_setzero_si128();
+  size_t done = 0;
+  for (; done + 16 <= count; done += 16) {
+    const __m128i a = load(done), b = load(done + 4), c = load(done + 8), d = load(done + 12);
+    const __m128i all =
+        _mm_and_si128(notAscii, _mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d)));
+    const __m128i bytes = _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d));
+    const bool wide = _mm_movemask_epi8(_mm_cmpeq_epi32(all, zero)) != 0xFFFF;
+    if (wide || _mm_movemask_epi8(_mm_cmpeq_epi8(bytes, zero)) != 0) return done;
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + done), bytes);
+  }
+  return done;
+}
 #else
 size_t widenAsciiSteps(const char*, size_t, wchar_t*) { return 0; }
+size_t narrowAsciiSteps(const wchar_t*, size_t, char*) { return 0; }
 #endif
 
 }  // namespace
@@ -101,6 +124,28 @@ size_t widen(std::string_view bytes, wchar_t* out) {
   }
   out[count] = 0;
   return count;
+}
+
+NativePath::NativePath(std::wstring_view text) {
+  bytes_[0] = '\0';
+  if (text.size() >= sizeof bytes_) return;
+  size_t done = narrowAsciiSteps(text.data(), text.size(), bytes_);
+  while (done < text.size() && text[done] > 0 && text[done] < 0x80) {
+    bytes_[done] = static_cast<char>(text[done]);
+    ++done;
+  }
+  if (done < text.size()) {
+    const String rest = Qx::UTF8FromWString(text.substr(done));
+    const bool named = done + rest.size() < sizeof bytes_ && rest.find('\0') == String::npos;
+    if (!named) {
+      bytes_[0] = '\0';
+      return;
+    }
+    std::memcpy(bytes_ + done, rest.data(), rest.size());
+    done += rest.size();
+  }
+  bytes_[done] = '\0';
+  size_ = done;
 }
 
 uint32_t hashOf(std::wstring_view name) {

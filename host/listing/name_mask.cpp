@@ -1,5 +1,7 @@
 #include "host/listing/name_mask.h"
 
+#include <algorithm>
+
 #include "host/listing/file_name.h"
 
 namespace host {
@@ -13,7 +15,7 @@ std::wstring_view stemOf(std::wstring_view mask) { return mask.substr(0, mask.rf
 }  // namespace
 
 bool NameMask::isMask(std::wstring_view text) {
-  return text.find_first_of(L"*?") != std::wstring_view::npos;
+  return std::any_of(text.begin(), text.end(), [](wchar_t c) { return c == L'*' || c == L'?'; });
 }
 
 bool NameMask::hasShortStem(std::wstring_view text) { return stemOf(text) == kShortStem; }

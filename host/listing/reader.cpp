@@ -52,17 +52,17 @@ bool saysMissing(int error) {
 // One failure and one line of the log for each read, whatever it meets.
 class FailureReport {
  public:
-  explicit FailureReport(const String& path) : path_(path) {}
+  explicit FailureReport(const char* path) : path_(path) {}
 
   void add(int error) {
     if (saysMissing(error) || reported_) return;
     reported_ = true;
     ++readFailures;
-    Log("Listing of %s is not complete: %s\n", path_.c_str(), strerrordesc_np(error));
+    Log("Listing of %s is not complete: %s\n", path_, strerrordesc_np(error));
   }
 
  private:
-  const String& path_;
+  const char* path_;
   bool reported_ = false;
 };
 
@@ -148,20 +148,18 @@ void readFolder(const String& folder, NameMask& mask, EntryReader& reader,
 }  // namespace
 
 uint32_t readEntries(const WString& path, unsigned selector, RecordStore& store) {
-  const String bytes = Qx::UTF8FromWString(path);
-  if (bytes.find('\0') != String::npos) return 0;
-
-  FailureReport failures(bytes);
+  const NativePath native(path);
+  FailureReport failures(native.c_str());
   EntryReader reader(selector, store, failures);
   const std::wstring_view lastPart = std::wstring_view(path).substr(path.rfind(L'/') + 1);
-  const size_t nameAt = bytes.rfind('/') + 1;
+  const size_t nameAt = native.bytes().rfind('/') + 1;
+  const std::string_view name = native.bytes().substr(nameAt);
+  if (name.empty()) return 0;
   if (NameMask::isMask(lastPart)) {
     NameMask mask(lastPart, NameMask::hasShortStem(lastPart) && settings()->shortNamesOnly);
-    readFolder(bytes.substr(0, nameAt), mask, reader, failures);
-  } else if (const auto name = std::string_view(bytes).substr(nameAt);
-             reader.mayBeListed(name, DT_UNKNOWN)) {
-    store.expectOne();
-    reader.list(AT_FDCWD, bytes.c_str(), name, DT_UNKNOWN);
+    readFolder(String(native.bytes().substr(0, nameAt)), mask, reader, failures);
+  } else if (reader.mayBeListed(name, DT_UNKNOWN)) {
+    reader.list(AT_FDCWD, native.c_str(), name, DT_UNKNOWN);
   }
   return reader.count();
 }

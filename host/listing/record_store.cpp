@@ -1,19 +1,24 @@
 #include "host/listing/record_store.h"
 
-#include <algorithm>
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <new>
 
 namespace host {
 
+RecordStore::RecordStore() {
+  header(firstBlock_) = {sizeof(Header), kFirstBlockBytes};
+  blocks_.push_back(firstBlock_);
+}
+
 RecordStore::~RecordStore() {
-  for (std::byte* block : blocks_) ::operator delete(block);
+  for (size_t i = 1; i < blocks_.size(); ++i) ::operator delete(blocks_[i]);
 }
 
 file_info* RecordStore::prepare(size_t nameLength) {
   const size_t bytes = bytesOf(nameLength);
-  if (blocks_.empty() || header(blocks_.back()).used + bytes > header(blocks_.back()).size) {
-    addBlock(bytes);
-  }
+  if (header(blocks_.back()).used + bytes > header(blocks_.back()).size) addBlock(bytes);
   std::byte* block = blocks_.back();
   prepared_ = reinterpret_cast<file_info*>(block + header(block).used);
   return prepared_;
@@ -36,17 +41,23 @@ file_info* RecordStore::listedFrom(size_t offset, size_t& block) const {
   return nullptr;
 }
 
-void RecordStore::addBlock(size_t recordBytes) {
-  const size_t size = std::max(nextBlockBytes_, sizeof(Header) + recordBytes);
-  // Both are beyond what a Linux file name or the memory of a listing can come to.
-  if (size > kBlockBytes || blocks_.size() > UINT32_MAX >> kPlaceBits) throw std::bad_alloc();
+void RecordStore::mapPages(std::byte* block) {
+  static const auto pageBytes = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+  const auto begin = reinterpret_cast<uintptr_t>(block) / pageBytes * pageBytes;
+  const auto end = (reinterpret_cast<uintptr_t>(block) + kBlockBytes) / pageBytes * pageBytes;
+  madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE);
+}
 
-  if (blocks_.size() == blocks_.capacity())
-    blocks_.reserve(std::max<size_t>(1, 2 * blocks_.size()));
-  auto* block = static_cast<std::byte*>(::operator new(size));
-  header(block) = {sizeof(Header), static_cast<uint32_t>(size)};
+void RecordStore::addBlock(size_t recordBytes) {
+  // Both are beyond what a Linux file name or the memory of a listing can come to.
+  const bool tooLong = sizeof(Header) + recordBytes > kBlockBytes;
+  if (tooLong || blocks_.size() > UINT32_MAX >> kPlaceBits) throw std::bad_alloc();
+
+  if (blocks_.size() == blocks_.capacity()) blocks_.reserve(2 * blocks_.size());
+  auto* block = static_cast<std::byte*>(::operator new(kBlockBytes));
+  if (blocks_.size() > 1) mapPages(block);
+  header(block) = {sizeof(Header), kBlockBytes};
   blocks_.push_back(block);
-  nextBlockBytes_ = kBlockBytes;
 }
 
 }  // namespace host

@@ -1,28 +1,27 @@
 // The memory of a listing: its records, one after the other in the order in which they came.
 #pragma once
 
+#include <boost/container/small_vector.hpp>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 #include "miscdisc/platform/directory.h"
 
 namespace host {
 
 // Records lie in blocks of 64 KiB and never move, so walking them goes through memory without
-// any links, and 32 bits name one.  A record that is removed stays where it is and is passed
-// over from then on.  A store that cannot get memory throws std::bad_alloc and is unchanged.
+// any links, and 32 bits name one.  The first block is smaller and part of the store: the
+// listings of single files, of which every patch makes one, need no other.  A record that is
+// removed stays where it is and is passed over from then on.  A store that cannot get memory
+// throws std::bad_alloc and is unchanged.
 class RecordStore {
  public:
   using Handle = uint32_t;  // the block, and the record's place in it in units of 8 bytes
 
-  RecordStore() = default;
+  RecordStore();
   RecordStore(const RecordStore&) = delete;
   RecordStore& operator=(const RecordStore&) = delete;
   ~RecordStore();
-
-  // The next blocks are as small as one record: for a listing that will hold no more.
-  void expectOne() { nextBlockBytes_ = sizeof(Header); }
 
   // Room for a record with a name of at most nameLength characters; nothing of it is set.  It
   // joins the store with commit(), or makes way for the next prepare().
@@ -64,6 +63,7 @@ class RecordStore {
   static constexpr uint32_t kListed = 0;
   static constexpr uint32_t kRemoved = 1;
   static constexpr size_t kBlockBytes = 64 * 1024;
+  static constexpr size_t kFirstBlockBytes = 512;
   static constexpr size_t kUnit = 8;
   static constexpr unsigned kPlaceBits = 13;
   static constexpr uint32_t kPlaceMask = (1u << kPlaceBits) - 1;
@@ -77,10 +77,13 @@ class RecordStore {
   // The first record that lies at the offset or behind it.
   file_info* listedFrom(size_t offset, size_t& block) const;
   void addBlock(size_t recordBytes);
+  // One call instead of a page fault for every 4 KiB, which are half of what a listing costs
+  // beyond the kernel's answers.  Only a hint: a kernel that does not know it refuses.
+  static void mapPages(std::byte* block);
 
-  std::vector<std::byte*> blocks_;
+  boost::container::small_vector<std::byte*, 1> blocks_;
   file_info* prepared_ = nullptr;
-  size_t nextBlockBytes_ = kBlockBytes;
+  alignas(kUnit) std::byte firstBlock_[kFirstBlockBytes];
 };
 
 }  // namespace host

@@ -146,6 +146,20 @@ TEST(HostListing, APathWithoutAFolderLiesInTheCurrentOne) {
   ASSERT_EQ(chdir("/"), 0);
 }
 
+TEST(HostListing, FoldersMayHaveAnyNameAndPathsAnyLength) {
+  for (const std::string folder :
+       {"sch\xC3\xB6n", "caf\xE9", "a-folder-of-more-than-16-characters"}) {
+    fs::create_directory(native(folder));
+    makeFile(folder + "/a");
+    EXPECT_THAT(listed(folder + "/*"), ElementsAre(L"a"));
+    EXPECT_THAT(listed(folder + "/a"), ElementsAre(L"a"));
+  }
+  const std::string far = std::string(5000, '/') + "a";
+  EXPECT_THAT(listed(far), IsEmpty());
+  EXPECT_THAT(listed(std::string(1000, '/') + std::string(1200, '\xE9') + "/*"), IsEmpty());
+  EXPECT_EQ(host::listingReadFailures(), 0u);
+}
+
 TEST(HostListing, ALinkIsWhatItLeadsTo) {
   makeFile("file", "12345");
   fs::create_directory(native("sub"));
