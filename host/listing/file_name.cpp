@@ -1,5 +1,6 @@
 #include "host/listing/file_name.h"
 
+#include <algorithm>
 #include <cstring>
 
 #ifdef __SSE2__
@@ -37,21 +38,18 @@ void storeEight(__m128i halves, wchar_t* out) {
   storeFour(_mm_unpackhi_epi16(halves, zero), out + 4);
 }
 
-// The number of leading bytes that were ASCII and are written now, in whole steps.
+// The number of leading bytes that were ASCII and are written now.  The last step may write
+// some characters again.
 size_t widenAsciiSteps(const char* bytes, size_t count, wchar_t* out) {
   const __m128i zero = _mm_setzero_si128();
   size_t done = 0;
-  for (; done + 16 <= count; done += 16) {
-    const __m128i step = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + done));
+  while (done < count && count >= 16) {
+    const size_t at = std::min(done, count - 16);
+    const __m128i step = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + at));
     if (_mm_movemask_epi8(step) != 0) return done;
-    storeEight(_mm_unpacklo_epi8(step, zero), out + done);
-    storeEight(_mm_unpackhi_epi8(step, zero), out + done + 8);
-  }
-  if (done + 8 <= count) {
-    const __m128i step = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes + done));
-    if (_mm_movemask_epi8(step) != 0) return done;
-    storeEight(_mm_unpacklo_epi8(step, zero), out + done);
-    done += 8;
+    storeEight(_mm_unpacklo_epi8(step, zero), out + at);
+    storeEight(_mm_unpackhi_epi8(step, zero), out + at + 8);
+    done = at + 16;
   }
   return done;
 }
@@ -64,14 +62,16 @@ size_t narrowAsciiSteps(const wchar_t* text, size_t count, char* out) {
   const __m128i notAscii = _mm_set1_epi32(~0x7F);
   const __m128i zero = _mm_setzero_si128();
   size_t done = 0;
-  for (; done + 16 <= count; done += 16) {
-    const __m128i a = load(done), b = load(done + 4), c = load(done + 8), d = load(done + 12);
+  while (done < count && count >= 16) {
+    const size_t at = std::min(done, count - 16);
+    const __m128i a = load(at), b = load(at + 4), c = load(at + 8), d = load(at + 12);
     const __m128i all =
         _mm_and_si128(notAscii, _mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d)));
     const __m128i bytes = _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d));
     const bool wide = _mm_movemask_epi8(_mm_cmpeq_epi32(all, zero)) != 0xFFFF;
     if (wide || _mm_movemask_epi8(_mm_cmpeq_epi8(bytes, zero)) != 0) return done;
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + done), bytes);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + at), bytes);
+    done = at + 16;
   }
   return done;
 }
@@ -154,7 +154,17 @@ uint32_t hashOf(std::wstring_view name) {
   const wchar_t* at = name.data();
   size_t left = name.size();
   uint64_t hash = kSeed ^ left;
-  for (; left >= 4; left -= 4, at += 4) hash = mix(loadTwo(at) ^ hash, loadTwo(at + 2) ^ kOdd);
+  // Two chains at once, for each waits on its own products only.
+  uint64_t other = kOdd;
+  for (; left >= 8; left -= 8, at += 8) {
+    hash = mix(loadTwo(at) ^ hash, loadTwo(at + 2) ^ kOdd);
+    other = mix(loadTwo(at + 4) ^ other, loadTwo(at + 6) ^ kSeed);
+  }
+  hash ^= other;
+  if (left & 4) {
+    hash = mix(loadTwo(at) ^ hash, loadTwo(at + 2) ^ kOdd);
+    at += 4;
+  }
   uint64_t tail = 0;
   if (left & 2) {
     tail = loadTwo(at);

@@ -1,7 +1,5 @@
 #include "host/listing/name_mask.h"
 
-#include <algorithm>
-
 #include "host/listing/file_name.h"
 
 namespace host {
@@ -14,8 +12,8 @@ std::wstring_view stemOf(std::wstring_view mask) { return mask.substr(0, mask.rf
 
 }  // namespace
 
-bool NameMask::isMask(std::wstring_view text) {
-  return std::any_of(text.begin(), text.end(), [](wchar_t c) { return c == L'*' || c == L'?'; });
+bool NameMask::isMask(std::string_view name) {
+  return name.find('*') != name.npos || name.find('?') != name.npos;
 }
 
 bool NameMask::hasShortStem(std::wstring_view text) { return stemOf(text) == kShortStem; }

@@ -23,7 +23,7 @@ class NameMask {
   // matches any: where such masks come from, a longer name has an alias of eight.
   NameMask(std::wstring_view text, bool shortNames);
 
-  static bool isMask(std::wstring_view text);
+  static bool isMask(std::string_view name);
   // The stem of eight '?', whose meaning depends on shortNames.
   static bool hasShortStem(std::wstring_view text);
 

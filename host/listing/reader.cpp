@@ -151,13 +151,15 @@ uint32_t readEntries(const WString& path, unsigned selector, RecordStore& store)
   const NativePath native(path);
   FailureReport failures(native.c_str());
   EntryReader reader(selector, store, failures);
-  const std::wstring_view lastPart = std::wstring_view(path).substr(path.rfind(L'/') + 1);
-  const size_t nameAt = native.bytes().rfind('/') + 1;
-  const std::string_view name = native.bytes().substr(nameAt);
-  if (name.empty()) return 0;
-  if (NameMask::isMask(lastPart)) {
-    NameMask mask(lastPart, NameMask::hasShortStem(lastPart) && settings()->shortNamesOnly);
-    readFolder(String(native.bytes().substr(0, nameAt)), mask, reader, failures);
+  const std::string_view bytes = native.bytes();
+  const void* separator = memrchr(bytes.data(), '/', bytes.size());
+  const size_t nameAt =
+      separator ? static_cast<size_t>(static_cast<const char*>(separator) - bytes.data()) + 1 : 0;
+  const std::string_view name = bytes.substr(nameAt);
+  if (NameMask::isMask(name)) {
+    const std::wstring_view text = std::wstring_view(path).substr(path.rfind(L'/') + 1);
+    NameMask mask(text, NameMask::hasShortStem(text) && settings()->shortNamesOnly);
+    readFolder(String(bytes.substr(0, nameAt)), mask, reader, failures);
   } else if (reader.mayBeListed(name, DT_UNKNOWN)) {
     reader.list(AT_FDCWD, native.c_str(), name, DT_UNKNOWN);
   }
