@@ -97,7 +97,7 @@ bool deleteDirectory(const WString& path) {
   FakePlatform& platform = fakePlatform();
   const WString folder = withSeparator(path);
   const WString bare = folder.substr(0, folder.size() - 1);
-  if (!platform.has(bare)) return false;
+  if (!platform.has(bare) || platform.file(bare)) return false;
   std::erase_if(platform.nodes, [&](const auto& node) {
     return node.first == bare || node.first.starts_with(folder);
   });

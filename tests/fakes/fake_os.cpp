@@ -6,7 +6,6 @@
 #include "miscdisc/platform/os.h"
 #include "miscdisc/platform/paths.h"
 #include "miscdisc/platform/project_folders.h"
-#include "miscdisc/platform/string_compare.h"
 #include "tests/fakes/fake_platform.h"
 
 namespace {
@@ -51,8 +50,8 @@ struct FakeNetworkService final : iNetworkService {
 // A shared lock stays with the path until the path is removed.
 class FakeFile final : public iFile {
  public:
-  FakeFile(const WString& path, bool locksExclusively)
-      : path_(path), locksExclusively_(locksExclusively) {}
+  FakeFile(const WString& path, bool writable, bool locksExclusively)
+      : path_(path), writable_(writable), locksExclusively_(locksExclusively) {}
   ~FakeFile() override {
     if (locksExclusively_) fakePlatform().locks.erase(path_);
   }
@@ -70,6 +69,7 @@ class FakeFile final : public iFile {
 
   bool write(const void* bytes, size_t count) override {
     if (fakePlatform().callFails("write " + Qx::UTF8FromWString(path_))) return false;
+    if (!writable_) return false;
     String& all = node().bytes;
     all.resize(std::max(all.size(), position_ + count));
     std::copy_n(static_cast<const char*>(bytes), count, all.data() + position_);
@@ -81,6 +81,7 @@ class FakeFile final : public iFile {
   FakePlatform::Node& node() { return fakePlatform().nodes[path_]; }
 
   WString path_;
+  bool writable_;
   bool locksExclusively_;
   size_t position_ = 0;
 };
@@ -108,12 +109,13 @@ struct FakeFileManager final : iFileManager {
     const bool folderThere = folder != platform.nodes.end() && folder->second.isFolder;
     if (exists ? existing->second.isFolder : !folderThere) return new InvalidFile;
     if (!exists && access == 0 && creation == 1) return new InvalidFile;
-    if (probes) return new FakeFile(path, false);
+    if (probes) return new FakeFile(path, false, false);
     if (locks && !takes(platform, path, creation == 4)) return new InvalidFile;
     FakePlatform::Node& node = platform.nodes[path];
     if (creation == 4) node.bytes.clear();
     if (locks && creation == 4) node.marked = false;
-    return new FakeFile(path, locks && creation == 0);
+    noteInformation(platform, path, access != 0);
+    return new FakeFile(path, access != 0, locks && creation == 0);
   }
 
   bool createDirectory(const WString& path) override {
@@ -140,11 +142,19 @@ struct FakeFileManager final : iFileManager {
     FakePlatform& platform = fakePlatform();
     platform.removed.push_back(path);
     if (platform.callFails("remove " + Qx::UTF8FromWString(path))) return false;
+    const auto held = platform.locks.find(path);
+    if (held != platform.locks.end() && held->second < 0) return false;
     platform.locks.erase(path);
     const std::vector<WString>& elsewhere = platform.heldElsewhere;
     if (std::find(elsewhere.begin(), elsewhere.end(), path) != elsewhere.end()) return false;
+    if (removedWithItsLock(platform, path)) return !platform.has(path);
     if (!platform.file(path)) return false;
     platform.nodes.erase(path);
+    const auto informed = platform.informed.find(path);
+    if (informed != platform.informed.end() && informed->second) {
+      platform.nodes.erase(path + L".inf");
+      informed->second = false;
+    }
     return true;
   }
 
@@ -184,10 +194,23 @@ struct FakeFileManager final : iFileManager {
   }
 
   static bool matchesCaseBlind(const WString& pattern, const WString& name) {
-    if (pattern.starts_with(L"*") && pattern.find_first_of(L"*?", 1) == WString::npos) {
-      return Qx::endsWith(name, pattern.substr(1), false);
-    }
-    return fakeMaskMatches(pattern, name);
+    return fakeMaskMatches(fakeFolded(pattern), fakeFolded(name));
+  }
+
+  static void noteInformation(FakePlatform& platform, const WString& path, bool writable) {
+    if (!writable || !path.ends_with(L".inf")) return;
+    const auto lock = platform.locks.find(path.substr(0, path.size() - 4));
+    if (lock != platform.locks.end() && lock->second < 0) platform.informed[lock->first] = true;
+  }
+
+  // An information file that went with its lock; what has its name by now is the next holder's.
+  static bool removedWithItsLock(FakePlatform& platform, const WString& path) {
+    if (!path.ends_with(L".inf")) return false;
+    const auto informed = platform.informed.find(path.substr(0, path.size() - 4));
+    if (informed == platform.informed.end()) return false;
+    const bool there = informed->second;
+    platform.informed.erase(informed);
+    return !there;
   }
 
   static bool takes(FakePlatform& platform, const WString& path, bool shared) {

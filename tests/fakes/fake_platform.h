@@ -76,8 +76,9 @@ struct FakePlatform {
   bool callFails(const String& call);  // notes the call; true when it is the failing one
 
   Qx::Ptr<iNetMessageReceiver> receiver;
-  std::recursive_mutex lock;     // listings and texts come from several threads
-  std::map<WString, int> locks;  // held by this process: -1 exclusively, n > 0 shared n times
+  std::recursive_mutex lock;         // listings and texts come from several threads
+  std::map<WString, bool> informed;  // by lock: its information file is there, and ours
+  std::map<WString, int> locks;      // held by this process: -1 exclusively, n > 0 shared n times
 
  private:
   int callCount_ = 0;
@@ -85,6 +86,8 @@ struct FakePlatform {
 };
 
 FakePlatform& fakePlatform();
+
+WString fakeFolded(const WString& text);  // letter case taken out
 
 // The wildcards of Directory.
 bool fakeMaskMatches(const WString& mask, const WString& name);

@@ -87,16 +87,19 @@ WString resourceStrW(unsigned id) {
   return {};
 }
 
+WString fakeFolded(const WString& text) {
+  static const locale_t kUnicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  WString folded = text;
+  for (wchar_t& c : folded) {
+    c = static_cast<wchar_t>(towlower_l(static_cast<wint_t>(c), kUnicode));
+  }
+  return folded;
+}
+
 namespace Qx {
 
 bool compareCaseInsensitive(const WString& a, const WString& b) {
-  static const locale_t kUnicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i) {
-    const auto fold = [](wchar_t c) { return towlower_l(static_cast<wint_t>(c), kUnicode); };
-    if (fold(a[i]) != fold(b[i])) return false;
-  }
-  return true;
+  return fakeFolded(a) == fakeFolded(b);
 }
 
 }  // namespace Qx

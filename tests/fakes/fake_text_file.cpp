@@ -80,6 +80,7 @@ bool TextFile::save(const WString& path, eEOLStyle) {
   const WString target = path.empty() ? contents_->path : path;
   if (platform.callFails("save " + Qx::UTF8FromWString(target))) return false;
   if (!platform.has(target.substr(0, target.rfind(L'/')))) return false;
+  if (platform.has(target) && !platform.file(target)) return false;
   std::vector<String> lines = contents_->lines;
   const FakePlatform::Node* newest = platform.file(target);
   if (path.empty() && contents_->loaded) {
@@ -94,6 +95,6 @@ bool TextFile::save(const WString& path, eEOLStyle) {
     }
   }
   platform.nodes[target].bytes = bytesOf(lines);
-  contents_->edits.clear();
+  if (path.empty()) contents_->edits.clear();
   return true;
 }
