@@ -362,7 +362,7 @@ void measurePatch(const ClipFolder& clips, size_t files, bool listed) {
   const auto listing = list(clips);
   const Sample sample(clips, files, kPatches);
   const Pair cost = inTurns(
-      21,
+      101,
       [&] {
         if (!listed) {
           for (const WString& path : sample.widePaths) {

@@ -20,6 +20,11 @@ uint64_t loadTwo(const wchar_t* characters) {
   return value;
 }
 
+// A character has 21 bits in a place for 32, so that two pairs nearly fit into one.
+uint64_t loadFour(const wchar_t* characters) {
+  return loadTwo(characters) ^ (loadTwo(characters + 2) << 11);
+}
+
 // Both halves of the 128-bit product: every bit of the one operand meets every bit of the other.
 uint64_t mix(uint64_t a, uint64_t b) {
   __extension__ using Product = unsigned __int128;
@@ -154,15 +159,11 @@ uint32_t hashOf(std::wstring_view name) {
   const wchar_t* at = name.data();
   size_t left = name.size();
   uint64_t hash = kSeed ^ left;
-  // Two chains at once, for each waits on its own products only.
-  uint64_t other = kOdd;
   for (; left >= 8; left -= 8, at += 8) {
-    hash = mix(loadTwo(at) ^ hash, loadTwo(at + 2) ^ kOdd);
-    other = mix(loadTwo(at + 4) ^ other, loadTwo(at + 6) ^ kSeed);
+    hash = mix(loadFour(at) ^ hash, loadFour(at + 4) ^ kOdd);
   }
-  hash ^= other;
   if (left & 4) {
-    hash = mix(loadTwo(at) ^ hash, loadTwo(at + 2) ^ kOdd);
+    hash = mix(loadFour(at) ^ hash, kOdd);
     at += 4;
   }
   uint64_t tail = 0;
