@@ -22,7 +22,7 @@ struct Directory::Listing {
     if (count > 1) buildIndex();
   }
 
-  const host::NameIndex& searchable() {
+  host::NameIndex& searchable() {
     if (!indexed) buildIndex();
     return index;
   }
@@ -32,7 +32,8 @@ struct Directory::Listing {
     index.reserve(count);
     size_t block = 0;
     for (file_info* record = store.first(block); record; record = store.after(record, block)) {
-      if (index.insert(store.handleOf(record, block))) continue;
+      const auto handle = store.handleOf(record, block);
+      if (*index.insert(handle) == handle) continue;
       // A folder that changes while it is read may give a name twice.
       host::RecordStore::remove(record);
       --count;
@@ -69,30 +70,29 @@ file_info* Directory::find(const WString& name) {
 unsigned Directory::getcount() const { return listing_->count; }
 
 bool Directory::addFile(const file_info* entry) {
-  const std::wstring_view name = entry->nameView();
-  const uint32_t hash = host::hashOf(name);
-  const auto* listed = listing_->searchable().find(name, hash);
-  file_info* old = listed ? listing_->store.at(*listed) : nullptr;
-  if (old && sameDetails(*old, *entry)) return true;
-
-  file_info* record = listing_->store.prepare(name.size());
+  host::NameIndex& index = listing_->searchable();
+  host::RecordStore& store = listing_->store;
+  file_info* record = store.prepare(entry->nameLength);
   record->size = entry->size;
   record->modified = entry->modified;
   record->changed = entry->changed;
   record->attributes = entry->attributes;
   record->nameLength = entry->nameLength;
-  record->nameHash = hash;
+  record->nameHash = host::hashOf(entry->nameView());
   std::memcpy(reinterpret_cast<wchar_t*>(record + 1), entry->name(),
-              (name.size() + 1) * sizeof(wchar_t));
+              (size_t{entry->nameLength} + 1) * sizeof(wchar_t));
 
-  if (old) {
-    host::NameIndex::replace(listed, listing_->store.preparedHandle());
-    host::RecordStore::remove(old);
-  } else {
-    listing_->index.insert(listing_->store.preparedHandle());
+  const auto handle = store.preparedHandle();
+  const auto* listed = index.insert(handle);
+  if (*listed == handle) {
     ++listing_->count;
+  } else {
+    file_info* old = store.at(*listed);
+    if (sameDetails(*old, *record)) return true;
+    host::NameIndex::replace(listed, handle);
+    host::RecordStore::remove(old);
   }
-  listing_->store.commit();
+  store.commit();
   return true;
 }
 

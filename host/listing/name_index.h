@@ -20,14 +20,14 @@ class NameIndex {
 
   void reserve(size_t count) { handles_.reserve(count); }
 
-  const Handle* find(std::wstring_view name) const { return find(name, hashOf(name)); }
-  const Handle* find(std::wstring_view name, uint32_t hash) const {
-    const auto found = handles_.find(Key{name, hash});
+  const Handle* find(std::wstring_view name) const {
+    const auto found = handles_.find(Key{name, hashOf(name)});
     return found == handles_.end() ? nullptr : &*found;
   }
 
-  // False when the name is there already: it keeps its record.
-  bool insert(Handle handle) { return handles_.insert(handle).second; }
+  // The entry of the handle's name.  Another one than the handle, when the name is there
+  // already: it keeps its record.
+  const Handle* insert(Handle handle) { return &*handles_.insert(handle).first; }
 
   // From now on the name is found at another record, which has the same name.
   static void replace(const Handle* found, Handle other) { *const_cast<Handle*>(found) = other; }
