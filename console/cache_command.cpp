@@ -1,0 +1,129 @@
+#include <unistd.h>
+
+#include <filesystem>
+#include <set>
+
+#include "console/commands.h"
+#include "console/volumes.h"
+#include "host/command_map.h"
+#include "miscdisc/platform/project_folders.h"
+
+namespace console {
+namespace {
+
+uint64_t filesIn(const std::vector<CachedFolder>& folders) {
+  uint64_t files = 0;
+  for (const CachedFolder& folder : folders) files += folder.directory->count();
+  return files;
+}
+
+size_t presentVolumes(const std::vector<CachedFolder>& folders) {
+  std::set<wchar_t> volumes;
+  for (const CachedFolder& folder : folders) {
+    if (folder.present) volumes.insert(folder.volume);
+  }
+  return volumes.size();
+}
+
+Exit completeness(const std::vector<CachedFolder>& folders) {
+  return allRead(folders) ? kDone : kIncomplete;
+}
+
+Json asJson(const std::vector<CachedFolder>& folders) {
+  Json volumes = Json::array();
+  for (const CachedFolder& folder : folders) {
+    const std::string label = volumeLabel(folder.volume);
+    if (volumes.empty() || volumes.back()["id"] != label) {
+      volumes.push_back(
+          {{"id", label}, {"present", folder.present}, {"directories", Json::array()}});
+    }
+    Json directory;
+    addText(directory, "path", folder.path);
+    directory["files"] = folder.directory->count();
+    directory["valid"] = folder.readable;
+    volumes.back()["directories"].push_back(std::move(directory));
+  }
+  return Json{
+      {"schema", "miscdisc.cache/1"}, {"files", filesIn(folders)}, {"volumes", std::move(volumes)}};
+}
+
+std::string state(const CachedFolder& folder) {
+  if (!folder.present) return "not present";
+  return folder.readable ? "valid" : "not readable";
+}
+
+Exit stats(Context& context) {
+  if (configurationIsBroken()) return kUsage;
+  enterConfiguredSpace();
+  const auto folders = readVolumes(context.options, allVolumes());
+  if (context.options.json) {
+    context.output.printDocument(asJson(folders));
+    return completeness(folders);
+  }
+  std::vector<std::vector<std::string>> rows;
+  for (const CachedFolder& folder : folders) {
+    rows.push_back({volumeLabel(folder.volume), folder.name,
+                    std::to_string(folder.directory->count()), state(folder),
+                    printable(folder.path)});
+  }
+  context.output.printTable(context.options, {"VOLUME", "FOLDER", "FILES", "STATE", "PATH"}, rows);
+  return completeness(folders);
+}
+
+Exit validate(Context& context) {
+  if (configurationIsBroken()) return kUsage;
+  enterConfiguredSpace();
+  const auto folders = readVolumes(context.options, allVolumes());
+  if (context.options.json) {
+    context.output.printDocument(asJson(folders));
+  } else {
+    const uint64_t files = filesIn(folders);
+    const size_t volumes = presentVolumes(folders);
+    context.output.print(std::to_string(files) + (files == 1 ? " file on " : " files on ") +
+                         std::to_string(volumes) + (volumes == 1 ? " volume\n" : " volumes\n"));
+  }
+  return completeness(folders);
+}
+
+Exit dump(Context& context) {
+  if (configurationIsBroken()) return kUsage;
+  enterConfiguredSpace();
+  const auto folders = readVolumes(context.options, allVolumes());
+  std::error_code ignored;
+  const std::string folder = Qx::UTF8FromWString(getDumpFolder());
+  std::filesystem::create_directories(folder, ignored);
+  host::runCommand("debugFileSystemCache");
+
+  const std::string file = folder + "cache0.txt";  // the first dump of a process
+  const bool written =
+      std::filesystem::is_regular_file(file, ignored) && access(file.c_str(), W_OK) == 0;
+  if (!written) {
+    complain(printable(file) + " could not be written.  Check the rights of its folder.");
+    return kFailed;
+  }
+  if (context.options.json) {
+    Json document{{"schema", "miscdisc.dump/1"}, {"files", filesIn(folders)}};
+    addText(document, "path", Qx::WStringFromUTF8(file));
+    context.output.printDocument(document);
+  } else {
+    context.output.print(printable(file) + "\n");
+  }
+  return completeness(folders);
+}
+
+}  // namespace
+
+void addCache(CLI::App& app, Context& context, Command& chosen) {
+  CLI::App* cache = app.add_subcommand("cache", "Look at the cached listings");
+  cache->require_subcommand(1);
+  const auto add = [&](const char* name, const char* help, Exit (*run)(Context&)) {
+    cache->add_subcommand(name, help)->callback([&context, &chosen, run] {
+      chosen = [&context, run] { return run(context); };
+    });
+  };
+  add("stats", "Count the files of each folder", stats);
+  add("validate", "Read everything, and say how many files there are", validate);
+  add("dump", "Write all names to a file in the state folder", dump);
+}
+
+}  // namespace console

@@ -1,0 +1,21 @@
+// The commands: each family adds itself to the option tree and notes what is to be run.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+#include "console/context.h"
+
+namespace console {
+
+using Command = std::function<Exit()>;
+
+void addStatus(CLI::App& app, Context& context, Command& chosen);
+void addFind(CLI::App& app, Context& context, Command& chosen);
+void addCache(CLI::App& app, Context& context, Command& chosen);
+void addConfig(CLI::App& app, Context& context, Command& chosen);
+void addVersion(CLI::App& app, Context& context, Command& chosen);
+
+Exit showStatus(Context& context);  // what a bare "miscdisc" does
+
+}  // namespace console

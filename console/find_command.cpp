@@ -1,0 +1,109 @@
+#include "console/commands.h"
+#include "console/volumes.h"
+#include "miscdisc/platform/fsys.h"
+
+namespace console {
+namespace {
+
+struct Place {
+  const CachedFolder* folder;
+  const file_info* file;
+
+  WString path() const {
+    return FsysFilenameToWin32Filename(folder->directory->path + WString(file->nameView()));
+  }
+};
+
+std::vector<Place> placesOf(const std::string& name, const std::vector<CachedFolder>& folders) {
+  std::vector<Place> places;
+  for (const CachedFolder& folder : folders) {
+    if (!folder.readable) continue;
+    const file_info* file = folder.directory->find(Qx::WStringFromUTF8(name));
+    if (file) places.push_back({&folder, file});
+  }
+  return places;
+}
+
+Json asJson(const std::vector<Place>& places) {
+  Json files = Json::array();
+  for (const Place& place : places) {
+    Json file;
+    addText(file, "name", WString(place.file->nameView()));
+    file["volume"] = volumeLabel(place.folder->volume);
+    file["folder"] = place.folder->name;
+    addText(file, "path", place.path());
+    file["size"] = place.file->size;
+    file["modified"] = rfc3339(place.file->modified);
+    files.push_back(std::move(file));
+  }
+  return Json{{"schema", "miscdisc.find/1"}, {"files", std::move(files)}};
+}
+
+void show(Context& context, const std::vector<Place>& places) {
+  const bool people = context.output.forPeople(context.options);
+  std::vector<std::vector<std::string>> rows;
+  for (const Place& place : places) {
+    const uint64_t size = place.file->size;
+    rows.push_back({printable(WString(place.file->nameView())), volumeLabel(place.folder->volume),
+                    place.folder->name, printable(place.path()),
+                    people ? withUnit(size) : std::to_string(size), rfc3339(place.file->modified)});
+  }
+  context.output.printTable(context.options,
+                            {"NAME", "VOLUME", "FOLDER", "PATH", "SIZE", "MODIFIED"}, rows);
+}
+
+Exit find(Context& context, const std::vector<std::string>& names, const std::string& label) {
+  if (configurationIsBroken()) return kUsage;
+  enterConfiguredSpace();
+  std::vector<wchar_t> volumes = allVolumes();
+  if (!label.empty()) {
+    const auto volume = volumeFromLabel(label);
+    if (!volume) {
+      complain("there is no volume " + printable(label) + ".  The volumes are " +
+               labelsOf(volumes) + ".");
+      return kUsage;
+    }
+    volumes = {*volume};
+  }
+
+  const auto folders = readVolumes(context.options, volumes);
+  const bool complete = allRead(folders);
+  std::vector<Place> found;
+  bool everyNameFound = true;
+  for (const std::string& name : names) {
+    const auto places = placesOf(name, folders);
+    found.insert(found.end(), places.begin(), places.end());
+    if (!places.empty()) continue;
+    everyNameFound = false;
+    complain(printable(name) + (complete ? " is nowhere" : " is nowhere that could be read") +
+             ": not in Material or Sound of " + labelsOf(volumes) +
+             ".  Names are compared exactly, with their extension; \"miscdisc status\" shows the "
+             "volumes.");
+  }
+  if (context.options.json) {
+    context.output.printDocument(asJson(found));
+  } else {
+    show(context, found);
+  }
+  // What could not be read may hold the name, so "incomplete" is the honest answer then.
+  if (!complete) return kIncomplete;
+  return everyNameFound ? kDone : kNotFound;
+}
+
+}  // namespace
+
+void addFind(CLI::App& app, Context& context, Command& chosen) {
+  struct Arguments {
+    std::vector<std::string> names;
+    std::string volume;
+  };
+  const auto arguments = std::make_shared<Arguments>();
+  CLI::App* command = app.add_subcommand("find", "Say where media files are");
+  command->add_option("NAME", arguments->names, "A file's name, with its extension")->required();
+  command->add_option("--volume", arguments->volume, "Look on this volume only (E, or #1)");
+  command->callback([&context, &chosen, arguments] {
+    chosen = [&context, arguments] { return find(context, arguments->names, arguments->volume); };
+  });
+}
+
+}  // namespace console

@@ -1,0 +1,73 @@
+load helpers
+
+@test "a setting is kept, printed and listed" {
+  ask config set "network project root" /mnt/nas/projects
+  expect_code 0
+  expect_words '"network project root" is now "/mnt/nas/projects"'
+  [ ! -s data ]
+  ask config get "network project root"
+  expect_code 0
+  expect_data /mnt/nas/projects
+  ask config set colour grey --section Preferences -q
+  [ ! -s words ]
+  ask config list
+  expect_data "Configuration	network project root	/mnt/nas/projects" "Preferences	colour	grey"
+  ask config list --json
+  [ "$(jq -c .entries data)" = '[{"section":"Configuration","key":"network project root","value":"/mnt/nas/projects"},{"section":"Preferences","key":"colour","value":"grey"}]' ]
+}
+
+@test "an absent setting is exit 4" {
+  ask config get none
+  expect_code 4
+  expect_words '"none" is not set in section "Configuration".'
+  [ ! -s data ]
+}
+
+@test "a value of any bytes comes back" {
+  ask config set k $'a\xff\nb'
+  ask config get k
+  expect_data 'a\xFF\nb'
+  ask config get k --json
+  [ "$(jq -r .value_hex data)" = 61ff0a62 ]
+}
+
+@test "path says where the files are, also while they are broken" {
+  echo 'broken' >"$MISCDISC_HOME/config.toml"
+  ask config path
+  expect_code 0
+  expect_data "config	$MISCDISC_HOME/config.toml" "state	$MISCDISC_HOME/state.toml"
+}
+
+@test "a configuration that does not parse is exit 2 and stays as it is" {
+  printf '[volumes]\nE = 5\n' >"$MISCDISC_HOME/config.toml"
+  printf 'broken' >"$MISCDISC_HOME/state.toml"
+  snapshot >snapshot.before
+  for command in "find x" "cache stats" "cache validate" "cache dump" "config get k" \
+    "config set k v" "config list" "status"; do
+    ask $command
+    expect_code 2
+  done
+  ask config set k v
+  expect_words "$MISCDISC_HOME/config.toml:2:5: volume E: the full path of a folder, in quotes, was expected"
+  expect_words "$MISCDISC_HOME/state.toml:1:"
+  snapshot | diff snapshot.before -
+}
+
+@test "a home that cannot be written is a failure" {
+  rmdir "$MISCDISC_HOME"
+  touch "$MISCDISC_HOME"
+  ask config set k v
+  expect_code 1
+  expect_words '"k" could not be stored in'
+}
+
+@test "an unknown option or command is a usage error" {
+  ask --bogus
+  expect_code 2
+  ask bogus
+  expect_code 2
+  ask config
+  expect_code 2
+  ask --color blue status
+  expect_code 2
+}

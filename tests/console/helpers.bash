@@ -1,0 +1,61 @@
+# Each test has a machine home of its own and calls the command that CTest names.
+
+setup() {
+  export MISCDISC_HOME="$BATS_TEST_TMPDIR/home"
+  mkdir -p "$MISCDISC_HOME"
+  cd "$BATS_TEST_TMPDIR"
+  unset NO_COLOR XDG_CONFIG_HOME XDG_STATE_HOME XDG_DATA_HOME
+}
+
+miscdisc() { "$MISCDISC_COMMAND" "$@"; }
+
+# Runs the command; its exit code is in $code, its words in the file "words", its data in "data".
+ask() {
+  code=0
+  miscdisc "$@" >data 2>words || code=$?
+}
+
+expect_code() {
+  [ "$code" -eq "$1" ] || { echo "exit $code instead of $1"; cat words; return 1; }
+}
+
+expect_data() {
+  diff <(printf '%s\n' "$@") data
+}
+
+expect_words() { # the words contain the text
+  grep -qF -- "$1" words || { echo "not in the words: $1"; cat words; return 1; }
+}
+
+# Three volumes with known files; all of them are there.
+three_volumes() {
+  local v
+  for v in e f g; do mkdir -p "$v/Material" "$v/Sound"; done
+  printf 'one' >e/Material/A001.mxf
+  printf 'four' >f/Sound/A001.mxf
+  printf '' >g/Sound/B002.wav
+  touch -d '2026-01-02T03:04:05Z' e/Material/A001.mxf f/Sound/A001.mxf g/Sound/B002.wav
+  cat >"$MISCDISC_HOME/config.toml" <<END
+[volumes]
+E = "$PWD/e"
+F = "$PWD/f"
+G = "$PWD/g"
+END
+}
+
+# Everything below the test's folder but the log and what the test itself keeps.
+snapshot() {
+  find . -mindepth 1 ! -name miscdisc.log ! -name data ! -name words ! -name 'snapshot.*' \
+    -printf '%p %y %s %m %T@ %C@\n' | grep -v '^\./home d ' | sort
+}
+
+# As a user whom rights mean something to: root without its right to pass them over, which works
+# wherever the tests and the command lie.
+unprivileged() {
+  if [ "$(id -u)" -ne 0 ]; then
+    "$@"
+  else
+    setpriv --inh-caps=-dac_override,-dac_read_search \
+      --bounding-set=-dac_override,-dac_read_search "$@"
+  fi
+}

@@ -1,0 +1,77 @@
+load helpers
+
+@test "a first start shows the user's own media folder" {
+  ask
+  expect_code 0
+  grep -qx "home	$MISCDISC_HOME" data
+  grep -qx "project space	$MISCDISC_HOME/projects/" data
+  grep -qx "network mode	no" data
+  grep -qx "lobby	-" data
+  grep -qE "^volume	E	present	[0-9]+	[0-9]+	$MISCDISC_HOME/media$" data
+  [ ! -s words ]
+}
+
+@test "an absent volume is shown, with a warning, and is exit 3" {
+  three_volumes
+  rm -r f
+  ask status
+  expect_code 3
+  grep -qx "volume	F	not present	-	-	$PWD/f" data
+  grep -qx "warning	volume F is not present: $PWD/f is no folder" data
+  ask status --json
+  [ "$(jq -c '.volumes[1]' data)" = "{\"id\":\"F\",\"path\":\"$PWD/f\",\"present\":false,\"free\":null,\"capacity\":null}" ]
+  [ "$(jq -r '.schema' data)" = miscdisc.status/1 ]
+  [ "$(jq '.volumes[0].free <= .volumes[0].capacity' data)" = true ]
+}
+
+@test "a configured lobby is where the command works" {
+  mkdir -p net/Alpha
+  touch net/Alpha/DefNetDrive.txt
+  miscdisc -q config set "network project root" "$PWD/net"
+  miscdisc -q config set "network lobby name" Alpha
+  ask status
+  expect_code 0
+  grep -qx "project space	$PWD/net/Alpha/" data
+  grep -qx "network mode	yes" data
+  grep -qx "lobby	Alpha" data
+  ! grep -q warning data
+  rm net/Alpha/DefNetDrive.txt
+  ask status
+  grep -q "^warning	the lobby Alpha is not there" data
+}
+
+@test "a broken configuration is a warning on the page, and exit 2" {
+  printf 'volumes = 1\n' >"$MISCDISC_HOME/config.toml"
+  ask status
+  expect_code 2
+  grep -qx "warning	$MISCDISC_HOME/config.toml:1:11: volumes is a section: \[volumes\] was expected" data
+}
+
+@test "commands that read change nothing but the log" {
+  three_volumes
+  rm -r g
+  miscdisc -q config set "network lobby name" Alpha
+  miscdisc -q config set "network project root" "$PWD/net"
+  mkdir -p net/Alpha
+  touch net/Alpha/DefNetDrive.txt net/Alpha/ann.cli "net/Alpha/Edit 1.lck"
+  snapshot >snapshot.before
+  for command in "" status "status --json" "find A001.mxf nope" "cache stats" "cache validate" \
+    "config get x" "config list" "config path" version --help; do
+    ask $command
+  done
+  snapshot | diff snapshot.before -
+}
+
+@test "on a first start commands that read make nothing at all" {
+  rmdir "$MISCDISC_HOME"
+  for command in status "find x" "cache stats" "config list"; do ask $command; done
+  [ -z "$(find "$MISCDISC_HOME" -type f ! -name miscdisc.log 2>/dev/null)" ]
+}
+
+@test "version names the command and the library" {
+  ask version
+  expect_code 0
+  expect_data "miscdisc 0.1.0, library 12.0.2.0"
+  ask version --json
+  [ "$(jq -c . data)" = '{"schema":"miscdisc.version/1","version":"0.1.0","library":"12.0.2.0"}' ]
+}
