@@ -1,0 +1,90 @@
+// What a lock costs: a cycle of the file manager, as a lock's user makes it, against the bare
+// system calls of such a cycle, in turn.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "miscdisc/platform/os.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kCycles = 2000;
+constexpr char kName[] = "anna";
+constexpr size_t kNameLength = sizeof(kName) - 1;
+
+bool ours(const WString& path, const WString& info) {
+  iFileManager& files = OS()->fileManager();
+  Qx::Ptr<iFile> lock = files.open(path, 2, 3, 0, 32);
+  if (!lock || !lock->valid()) return false;
+  Qx::Ptr<iFile> file = files.open(info, 2, 3, 4, 0);
+  if (!file || !file->write(kName, kNameLength)) return false;
+  file = nullptr;
+  lock = nullptr;
+  files.remove(path);
+  files.remove(info);
+  return true;
+}
+
+bool bare(const char* path, const char* info) {
+  const int lock = open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  struct flock whole = {};
+  whole.l_type = F_WRLCK;
+  whole.l_whence = SEEK_SET;
+  whole.l_len = 1;
+  if (lock < 0 || fcntl(lock, F_OFD_SETLK, &whole) != 0) return false;
+  const int file = open(info, O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  const bool written = file >= 0 && write(file, kName, kNameLength) == ssize_t(kNameLength);
+  close(file);
+  unlink(info);
+  unlink(path);
+  close(lock);
+  return written;
+}
+
+template <typename Cycle>
+double microseconds(Cycle cycle) {
+  const auto start = Clock::now();
+  if (!cycle()) {
+    std::fprintf(stderr, "lock_bench: a cycle failed\n");
+    std::exit(2);
+  }
+  return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
+}
+
+double median(std::vector<double>& values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+}  // namespace
+
+int main() {
+  std::string folder = std::filesystem::temp_directory_path() / "lock_bench-XXXXXX";
+  if (!mkdtemp(folder.data())) return 2;
+  const std::string path = folder + "/Lock", info = path + ".inf";
+  const WString widePath = Qx::WStringFromUTF8(path), wideInfo = Qx::WStringFromUTF8(info);
+
+  std::vector<double> ourTimes, bareTimes;
+  for (int cycle = 0; cycle < kCycles; ++cycle) {
+    ourTimes.push_back(microseconds([&] { return ours(widePath, wideInfo); }));
+    bareTimes.push_back(microseconds([&] { return bare(path.c_str(), info.c_str()); }));
+  }
+  std::filesystem::remove_all(folder);
+
+  const double our = median(ourTimes), system = median(bareTimes);
+  constexpr double kBound = 2.5;
+  std::printf("%-24s %10s %10s %8s %8s\n", "measure", "ours", "bare", "ratio", "bound");
+  std::printf("%-24s %7.1f us %7.1f us %8.2f %8.2f\n", "lock cycle", our, system, our / system,
+              kBound);
+  return our / system <= kBound ? 0 : 1;
+}
