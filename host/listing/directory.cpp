@@ -73,14 +73,9 @@ bool Directory::addFile(const file_info* entry) {
   host::NameIndex& index = listing_->searchable();
   host::RecordStore& store = listing_->store;
   file_info* record = store.prepare(entry->nameLength);
-  record->size = entry->size;
-  record->modified = entry->modified;
-  record->changed = entry->changed;
-  record->attributes = entry->attributes;
-  record->nameLength = entry->nameLength;
-  record->nameHash = host::hashOf(entry->nameView());
-  std::memcpy(reinterpret_cast<wchar_t*>(record + 1), entry->name(),
-              (size_t{entry->nameLength} + 1) * sizeof(wchar_t));
+  // Whole, hash included: every entry is from a listing of this kind.
+  std::memcpy(static_cast<void*>(record), entry,
+              sizeof(file_info) + (size_t{entry->nameLength} + 1) * sizeof(wchar_t));
 
   const auto handle = store.preparedHandle();
   const auto* listed = index.insert(handle);
