@@ -3,6 +3,8 @@
 
 #include <sys/stat.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
 namespace host {
@@ -13,7 +15,8 @@ struct FileContents {
   struct stat identity {};  // of the file that was read
 };
 
-// Follows symbolic links; anything but an ordinary file is EISDIR or EINVAL, and is not waited for.
-FileContents readFile(const std::string& path);
+// Follows symbolic links; anything but an ordinary file is EISDIR or EINVAL, and is not waited for;
+// one of more than mostBytes is EFBIG.
+FileContents readFile(const std::string& path, size_t mostBytes = SIZE_MAX);
 
 }  // namespace host

@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <chrono>
@@ -15,6 +14,8 @@
 #include <mutex>
 #include <thread>
 
+#include "host/files/open_file.h"
+#include "host/files/replace_file.h"
 #include "host/places.h"
 #include "host/read_file.h"
 #include "host/toml.h"
@@ -26,21 +27,6 @@ namespace {
 constexpr auto kGuardPatience = std::chrono::seconds(5);
 constexpr auto kGuardPause = std::chrono::milliseconds(2);
 constexpr int64_t kClockGrain = 50'000'000;  // ns; coarser than any local file system's times
-
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  ~Descriptor() {
-    if (number_ >= 0) close(number_);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int number() const { return number_; }
-  bool opened() const { return number_ >= 0; }
-
- private:
-  int number_;
-};
 
 int64_t nanoseconds(const timespec& time) { return time.tv_sec * 1'000'000'000 + time.tv_nsec; }
 
@@ -121,8 +107,6 @@ std::string linkTarget(const std::string& path) {
   return error ? path : target.string();
 }
 
-std::string folderOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
-
 // A lock of the open file description, so that threads exclude each other as processes do.  The
 // lock file is hidden and never deleted: whoever waits for it and whoever comes later must mean
 // the same file.
@@ -136,37 +120,6 @@ bool takeGuard(const Descriptor& guard) {
     if (!held || std::chrono::steady_clock::now() >= deadline) return false;
     std::this_thread::sleep_for(kGuardPause);
   }
-  return true;
-}
-
-bool writeAll(int descriptor, const std::string& bytes) {
-  size_t done = 0;
-  while (done < bytes.size()) {
-    const ssize_t count = write(descriptor, bytes.data() + done, bytes.size() - done);
-    if (count < 0 && errno != EINTR) return false;
-    if (count > 0) done += static_cast<size_t>(count);
-  }
-  return true;
-}
-
-bool writeSynced(const std::string& path, const std::string& bytes, std::optional<mode_t> mode) {
-  const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-  if (!file.opened()) return false;
-  if (mode && fchmod(file.number(), *mode) != 0) return false;
-  return writeAll(file.number(), bytes) && fsync(file.number()) == 0;
-}
-
-// The old contents or the new ones, at any moment, also after a crash.
-bool replaceFile(const std::string& path, const std::string& bytes, std::optional<mode_t> mode) {
-  static std::atomic<unsigned> count = 0;
-  const std::string temporary = folderOf(path) + "/.state.toml." + std::to_string(getpid()) + "." +
-                                std::to_string(count++) + ".tmp";
-  if (!writeSynced(temporary, bytes, mode) || rename(temporary.c_str(), path.c_str()) != 0) {
-    unlink(temporary.c_str());
-    return false;
-  }
-  const Descriptor folder(open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (folder.opened()) fsync(folder.number());
   return true;
 }
 
@@ -292,9 +245,11 @@ bool StateFile::change(const std::string& section, const std::string& key,
   std::filesystem::create_directories(places().state, error);
   const std::string file = linkTarget(path());
 
-  const std::string guardPath = folderOf(file) + "/.state.toml.lk";
+  const std::optional<Folder> folder = folderOf(file);
+  if (!folder) return false;
+  const std::string guardPath = folder->path + "/.state.toml.lk";
   const Descriptor guard(open(guardPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0666));
-  if (!guard.opened() || !takeGuard(guard)) return false;
+  if (!guard || !takeGuard(guard)) return false;
 
   const std::lock_guard lock(contents_->mutex);
   contents_->uncertain = true;
@@ -307,10 +262,8 @@ bool StateFile::change(const std::string& section, const std::string& key,
   } else {
     sections[section].erase(key);
   }
-  std::optional<mode_t> mode;
-  if (old.identity.st_ino != 0) mode = old.identity.st_mode & 07777;
   contents_->uncertain = true;
-  return replaceFile(file, formatted(sections), mode);
+  return replaceFile(file, *folder, formatted(sections));
 }
 
 }  // namespace host

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <memory>
 
+#include "host/files/open_file.h"
 #include "host/listing/file_name.h"
 #include "host/listing/name_mask.h"
 #include "host/listing/read_failures.h"
@@ -23,20 +24,6 @@ std::atomic<uint64_t> readFailures{0};
 
 constexpr size_t kReadBytes = 64 * 1024;
 constexpr unsigned kDetails = STATX_TYPE | STATX_MODE | STATX_SIZE | STATX_MTIME | STATX_CTIME;
-
-class Descriptor {
- public:
-  explicit Descriptor(int fd) : fd_(fd) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    if (fd_ >= 0) close(fd_);
-  }
-  int get() const { return fd_; }
-
- private:
-  int fd_;
-};
 
 template <typename Call>
 auto uninterrupted(Call call) {
@@ -127,12 +114,12 @@ void readFolder(const String& folder, NameMask& mask, EntryReader& reader,
   const Descriptor descriptor(uninterrupted([&] {
     return open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   }));
-  if (descriptor.get() < 0) return failures.add(errno);
+  if (!descriptor) return failures.add(errno);
 
   const auto block = std::make_unique_for_overwrite<std::byte[]>(kReadBytes);
   for (;;) {
     const ssize_t bytes =
-        uninterrupted([&] { return getdents64(descriptor.get(), block.get(), kReadBytes); });
+        uninterrupted([&] { return getdents64(descriptor.number(), block.get(), kReadBytes); });
     if (bytes < 0) return failures.add(errno);
     if (bytes == 0) return;
     for (ssize_t at = 0; at < bytes;) {
@@ -140,7 +127,7 @@ void readFolder(const String& folder, NameMask& mask, EntryReader& reader,
       at += entry->d_reclen;
       const std::string_view name(entry->d_name);
       if (!reader.mayBeListed(name, entry->d_type) || !mask.matches(name)) continue;
-      reader.list(descriptor.get(), entry->d_name, name, entry->d_type);
+      reader.list(descriptor.number(), entry->d_name, name, entry->d_type);
     }
   }
 }
