@@ -73,7 +73,7 @@ std::optional<std::string> bytesFromHexadecimal(const std::string& text) {
 }
 
 std::optional<std::string> textOf(const toml::node& node) {
-  if (const auto text = node.value_exact<std::string>()) return text;
+  if (auto text = node.value_exact<std::string>()) return text;
   const toml::table* table = node.as_table();
   if (!table) return {};
   const auto digits = (*table)["bytes"].value_exact<std::string>();
