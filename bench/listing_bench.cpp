@@ -21,6 +21,7 @@
 #include <cstring>
 #include <ctime>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -29,6 +30,7 @@
 #include <string>
 #include <vector>
 
+#include "miscdisc/dircache/system_cache_iterator.h"
 #include "miscdisc/platform/directory.h"
 
 namespace {
@@ -317,8 +319,28 @@ void measureMisses(const ClipFolder& clips, size_t files) {
             nanoseconds(cost.bare / kMisses), 1 / cost.ratio, ">= 20", 1 / cost.ratio >= 20);
 }
 
-void measureWalk(const ClipFolder& clips, size_t files) {
-  const auto listing = list(clips);
+// The clips as the library caches them: the folder of the benchmark is volume E.
+struct CachedClips {
+  CachedClips() {
+    cache.add(directory_spec(L"E:/clips/"));
+    cache.validate(0, L"");
+    if (directory()->count() == 0) throw std::runtime_error("the clips are not on volume E");
+  }
+  // A cache leaves its listings alive.
+  ~CachedClips() { cache.invalidate(0, L""); }
+
+  directory_cache* directory() {
+    auto* volume = static_cast<volume_cache*>(*DLListIterator(cache));
+    return static_cast<directory_cache*>(*DLListIterator(volume->directories));
+  }
+
+  directory_criteria criteria{L"*.*", 0, false};
+  system_cache cache{criteria};
+};
+
+void measureWalk(size_t files) {
+  CachedClips cached;
+  Directory* listing = cached.directory()->currentListing();
   // The stretches of memory in which the records lie one behind the other.
   const auto behind = [](const file_info* record) {
     const size_t bytes = sizeof(file_info) + (record->nameLength + 1) * sizeof(wchar_t);
@@ -329,7 +351,7 @@ void measureWalk(const ClipFolder& clips, size_t files) {
     const file_info *begin, *end;
   };
   std::vector<Stretch> stretches;
-  for (DirectoryIterator entry(listing.get()); *entry; entry.next()) {
+  for (DirectoryIterator entry(listing); *entry; entry.next()) {
     if (stretches.empty() || stretches.back().end != *entry) stretches.push_back({*entry, *entry});
     stretches.back().end = behind(*entry);
   }
@@ -340,9 +362,8 @@ void measureWalk(const ClipFolder& clips, size_t files) {
         return cpuSecondsOf([&] {
           for (size_t i = 0; i < passes; ++i) {
             uint64_t sum = 0;
-            for (DirectoryIterator entry(listing.get()); *entry; entry.next()) {
-              sum += (*entry)->size;
-            }
+            SystemCacheIterator walk(&cached.cache);
+            for (const file_info* file = walk.file; file; file = walk.next()) sum += file->size;
             sink = sum;
           }
         });
@@ -398,11 +419,40 @@ void measurePatch(const ClipFolder& clips, size_t files, bool listed) {
             cost.ratio, "<= 1.15", cost.ratio <= 1.15);
 }
 
+// The same from the front of the cache, which finds the volume and the directory by the path.
+void measureFrontPatch(const ClipFolder& clips, size_t files) {
+  CachedClips cached;
+  const Sample sample(clips, files, kPatches);
+  std::vector<WString> paths;
+  for (const WString& path : sample.widePaths) {
+    paths.push_back(L"E:/clips/" + path.substr(path.rfind(L'/') + 1));
+  }
+  const Pair cost = inTurns(
+      31,
+      [&] {
+        return cpuSecondsOf([&] {
+          for (const WString& path : paths) sink = cached.cache.addFile(path);
+        });
+      },
+      [&] {
+        return cpuSecondsOf([&] {
+          for (const std::string& path : sample.paths) {
+            struct statx details;
+            sink = static_cast<uint64_t>(
+                statx(AT_FDCWD, path.c_str(), AT_NO_AUTOMOUNT, kDetails, &details));
+          }
+        });
+      });
+  printLine("patch, from the front of the cache", files, nanoseconds(cost.ours / sample.count()),
+            nanoseconds(cost.bare / sample.count()), cost.ratio, "-", true);
+}
+
 // The settings of whoever runs this must not matter, and nothing of it stays.
 struct BenchFolder {
   explicit BenchFolder(const std::string& parent) : path(parent + "/miscdisc-bench-XXXXXX") {
     if (!mkdtemp(path.data())) throw std::runtime_error("cannot make " + path);
     setenv("MISCDISC_HOME", path.c_str(), 1);
+    std::ofstream(path + "/config.toml") << "[volumes]\nE = '" << path << "'\n";
   }
   ~BenchFolder() { fs::remove_all(path); }
   std::string path;
@@ -429,16 +479,17 @@ void measureAll(const std::vector<size_t>& sizes, const std::string& parent) {
     measureMemory(clips, files);
     measureHits(clips, files);
     if (files <= 100'000) measureMisses(clips, files);  // beyond, 52 listings fill the memory
-    measureWalk(clips, files);
+    measureWalk(files);
     measurePatch(clips, files, true);
     measurePatch(clips, files, false);
+    measureFrontPatch(clips, files);
   }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::vector<size_t> sizes = {10'000, 100'000};
+  std::vector<size_t> sizes = {10'000, 100'000, 1'000'000};
   std::string parent = fs::temp_directory_path().string();
   bool strict = false;
   for (int i = 1; i < argc; ++i) {

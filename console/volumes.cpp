@@ -1,16 +1,13 @@
 #include "console/volumes.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
 
 #include "console/progress.h"
+#include "host/listing/read_failures.h"
 #include "host/settings.h"
 #include "miscdisc/dircache/global_cache.h"
 #include "miscdisc/lobby/lobby_utils.h"
 #include "miscdisc/platform/fsys.h"
-#include "miscdisc/platform/os.h"
 #include "miscdisc/platform/project_folders.h"
 
 namespace console {
@@ -20,11 +17,6 @@ constexpr wchar_t kLocationIds = 0xE030;  // location #n has the id U+E030 + n
 
 std::string folderName(const directory_cache& directory) {
   return directory.path.find(L"Sound") == WString::npos ? "material" : "sound";
-}
-
-bool isMissing(const WString& path) {
-  struct stat found {};
-  return stat(Qx::UTF8FromWString(path).c_str(), &found) != 0 && errno == ENOENT;
 }
 
 std::vector<directory_cache*> directoriesOf(wchar_t volume) {
@@ -109,11 +101,13 @@ std::vector<CachedFolder> readVolumes(const Options& options, const std::vector<
       bool readable = present;
       if (present) {
         progress.say("Reading " + label + ": " + folderName(*directory));
-        readable = OS()->fileManager().directoryUsable(path) || isMissing(path);
+        const uint64_t failuresBefore = host::listingReadFailures();
         directory->validate();
+        readable = host::listingReadFailures() == failuresBefore;
         if (!readable) {
-          problems.push_back(printable(path) +
-                             " could not be read.  Check its rights with ls -ld.");
+          problems.push_back(
+              printable(path) +
+              " could not be read.  Check its rights with ls -ld; the log has the reason.");
         }
       }
       folders.push_back({volume, present, readable, directory, folderName(*directory), path});
