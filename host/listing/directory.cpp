@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include "host/listing/file_name.h"
 #include "host/listing/name_index.h"
@@ -16,8 +17,8 @@ struct Directory::Listing {
   unsigned count = 0;
   bool indexed = false;
 
-  void read(const WString& path, unsigned selector) {
-    count = host::readEntries(path, selector, store);
+  void read(const WString& path, unsigned selector, host::Wildcards wildcards) {
+    count = host::readEntries(path, selector, wildcards, store);
     // The listing of a single file only hands it over: nobody searches it.
     if (count > 1) buildIndex();
   }
@@ -29,15 +30,17 @@ struct Directory::Listing {
 
  private:
   void buildIndex() {
-    index.reserve(count);
+    std::vector<host::NameIndex::Entry> entries;
+    entries.reserve(count);
     size_t block = 0;
     for (file_info* record = store.first(block); record; record = store.after(record, block)) {
-      const auto handle = store.handleOf(record, block);
-      if (*index.insert(handle) == handle) continue;
-      // A folder that changes while it is read may give a name twice.
-      host::RecordStore::remove(record);
-      --count;
+      entries.push_back({record->nameHash, store.handleOf(record, block)});
     }
+    // A folder that changes while it is read may give a name twice.
+    std::vector<host::NameIndex::Handle> refused;
+    index.build(entries, refused);
+    for (const auto handle : refused) host::RecordStore::remove(store.at(handle));
+    count -= static_cast<unsigned>(refused.size());
     indexed = true;
   }
 };
@@ -51,11 +54,14 @@ bool sameDetails(const file_info& a, const file_info& b) {
 
 }  // namespace
 
-Directory::Directory(const WString& path, unsigned selector, int, eLocking) : listing_(nullptr) {
+Directory::Listing* Directory::read(const WString& path, unsigned selector, bool named) {
   auto listing = std::make_unique_for_overwrite<Listing>();
-  listing->read(path, selector);
-  listing_ = listing.release();
+  listing->read(path, selector, named ? host::Wildcards::kUnlessNamed : host::Wildcards::kAlways);
+  return listing.release();
 }
+
+Directory::Directory(const WString& path, unsigned selector, int, eLocking)
+    : listing_(read(path, selector, true)) {}
 
 Directory::Directory(const WString& path, eLocking locking) : Directory(path, 0, 0, locking) {}
 
@@ -63,7 +69,7 @@ Directory::~Directory() { delete listing_; }
 
 file_info* Directory::find(const WString& name) {
   const std::wstring_view lastPart = std::wstring_view(name).substr(name.rfind(L'/') + 1);
-  const auto* found = listing_->searchable().find(lastPart);
+  const auto* found = listing_->searchable().find(lastPart, host::hashOf(lastPart));
   return found ? listing_->store.at(*found) : nullptr;
 }
 
@@ -78,13 +84,13 @@ bool Directory::addFile(const file_info* entry) {
               sizeof(file_info) + (size_t{entry->nameLength} + 1) * sizeof(wchar_t));
 
   const auto handle = store.preparedHandle();
-  const auto* listed = index.insert(handle);
+  auto* listed = index.insert(handle);
   if (*listed == handle) {
     ++listing_->count;
   } else {
     file_info* old = store.at(*listed);
     if (sameDetails(*old, *record)) return true;
-    host::NameIndex::replace(listed, handle);
+    *listed = handle;
     host::RecordStore::remove(old);
   }
   store.commit();
@@ -92,16 +98,17 @@ bool Directory::addFile(const file_info* entry) {
 }
 
 bool Directory::removeFile(const file_info* entry) {
-  const auto* listed = listing_->searchable().find(entry->nameView());
+  const auto* listed = listing_->searchable().find(entry->nameView(), entry->nameHash);
   if (!listed) return false;
-  host::RecordStore::remove(listing_->store.at(*listed));
+  file_info* record = listing_->store.at(*listed);
   listing_->index.erase(listed);
+  host::RecordStore::remove(record);
   --listing_->count;
   return true;
 }
 
-FsysDirectory::FsysDirectory(const WString& mask, unsigned selector, int option, eLocking locking)
-    : Directory(FsysFilenameToWin32Filename(mask), selector, option, locking) {}
+FsysDirectory::FsysDirectory(const WString& mask, unsigned selector, int, eLocking)
+    : Directory(read(FsysFilenameToWin32Filename(mask), selector, false)) {}
 
 void DirectoryIterator::set(Directory* directory) {
   directory_ = directory;
@@ -110,12 +117,12 @@ void DirectoryIterator::set(Directory* directory) {
 
 file_info* DirectoryIterator::first() {
   if (!directory_) return nullptr;
-  return current_ = directory_->listing_->store.first(place_[0]);
+  return current_ = directory_->listing_->store.first(place_);
 }
 
 file_info* DirectoryIterator::next() {
   if (!current_) return nullptr;
-  return current_ = directory_->listing_->store.after(current_, place_[0]);
+  return current_ = directory_->listing_->store.after(current_, place_);
 }
 
 void getDirectoryContents(const WString& folder, const WString& pattern, Vector<WString>& names,

@@ -1,74 +1,57 @@
 // Finds the records of a listing by name.
 #pragma once
 
-#include <boost/unordered/unordered_flat_set.hpp>
+#include <cstdint>
 #include <string_view>
+#include <vector>
 
-#include "host/listing/file_name.h"
 #include "host/listing/record_store.h"
 
 namespace host {
 
-// A flat table of record handles.  The hash of a name is kept in its record, so that the table
-// can be built, and grow, without reading any name.
+// An open table of the names' hashes and the handles of their records, searched by linear probing
+// from the place that the hash's upper bits give.  The hash stands beside the handle, so that a
+// search reads one line of memory before the record that it finds, and the table is built, and
+// grows, without reading any record.
+//
+// Pointers to handles die at the next insert or erase.
 class NameIndex {
  public:
   using Handle = RecordStore::Handle;
 
+  struct Entry {
+    uint32_t hash = 0;
+    Handle handle = 0;  // 0: nothing here; no record has it
+  };
+
   // The store outlives the index.
-  explicit NameIndex(const RecordStore& store) : handles_(0, Hash{&store}, Equal{&store}) {}
+  explicit NameIndex(const RecordStore& store) : store_(store) {}
 
-  void reserve(size_t count) { handles_.reserve(count); }
+  // Fills an empty index.  Of entries with one name the first stays; refused gets the handles of
+  // the others.
+  void build(const std::vector<Entry>& entries, std::vector<Handle>& refused);
 
-  const Handle* find(std::wstring_view name) const {
-    const auto found = handles_.find(Key{name, hashOf(name)});
-    return found == handles_.end() ? nullptr : &*found;
-  }
+  // The handle of the record with this name, or null.
+  Handle* find(std::wstring_view name, uint32_t hash);
 
-  // The entry of the handle's name.  Another one than the handle, when the name is there
-  // already: it keeps its record.
-  const Handle* insert(Handle handle) { return &*handles_.insert(handle).first; }
+  // Gives the handle that the record's name has in the index: another one than the record's when
+  // the name was there already.
+  Handle* insert(Handle handle);
 
-  // From now on the name is found at another record, which has the same name.
-  static void replace(const Handle* found, Handle other) { *const_cast<Handle*>(found) = other; }
-
-  void erase(const Handle* found) { handles_.erase(*found); }
+  void erase(const Handle* found);
 
  private:
-  struct Key {
-    std::wstring_view name;
-    uint32_t hash;
-  };
+  size_t placeOf(uint32_t hash) const { return hash >> shift_; }
+  size_t after(size_t place) const { return (place + 1) & (table_.size() - 1); }
+  // The place of the name, or the empty one where it belongs.
+  size_t search(std::wstring_view name, uint32_t hash) const;
+  Handle* insert(Entry entry);
+  void makeRoomFor(size_t count);
 
-  struct Hash {
-    using is_transparent = void;
-    using is_avalanching = void;
-
-    // The table places by the upper bits of 64 and tells apart by the lowest.
-    static size_t spread(uint32_t hash) { return hash * size_t{0x9E3779B97F4A7C15}; }
-    size_t operator()(Handle handle) const { return spread(store->at(handle)->nameHash); }
-    size_t operator()(const Key& key) const { return spread(key.hash); }
-
-    const RecordStore* store;
-  };
-
-  struct Equal {
-    using is_transparent = void;
-
-    bool operator()(Handle a, Handle b) const {
-      const file_info* record = store->at(a);
-      return (*this)(Key{record->nameView(), record->nameHash}, b);
-    }
-    bool operator()(const Key& key, Handle handle) const {
-      const file_info* record = store->at(handle);
-      return record->nameHash == key.hash && record->nameView() == key.name;
-    }
-    bool operator()(Handle handle, const Key& key) const { return (*this)(key, handle); }
-
-    const RecordStore* store;
-  };
-
-  boost::unordered_flat_set<Handle, Hash, Equal> handles_;
+  const RecordStore& store_;
+  std::vector<Entry> table_;  // a power of two, never full
+  unsigned shift_ = 0;
+  size_t count_ = 0;
 };
 
 }  // namespace host

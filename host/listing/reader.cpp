@@ -132,9 +132,15 @@ void readFolder(const String& folder, NameMask& mask, EntryReader& reader,
   }
 }
 
+bool isThere(const char* path) {
+  struct statx details;
+  return statx(AT_FDCWD, path, AT_NO_AUTOMOUNT | AT_SYMLINK_NOFOLLOW, STATX_TYPE, &details) == 0;
+}
+
 }  // namespace
 
-uint32_t readEntries(const WString& path, unsigned selector, RecordStore& store) {
+uint32_t readEntries(const WString& path, unsigned selector, Wildcards wildcards,
+                     RecordStore& store) {
   const NativePath native(path);
   FailureReport failures(native.c_str());
   EntryReader reader(selector, store, failures);
@@ -143,7 +149,9 @@ uint32_t readEntries(const WString& path, unsigned selector, RecordStore& store)
   const size_t nameAt =
       separator ? static_cast<size_t>(static_cast<const char*>(separator) - bytes.data()) + 1 : 0;
   const std::string_view name = bytes.substr(nameAt);
-  if (NameMask::isMask(name)) {
+  const bool masks =
+      NameMask::isMask(name) && (wildcards == Wildcards::kAlways || !isThere(native.c_str()));
+  if (masks) {
     const std::wstring_view text = std::wstring_view(path).substr(path.rfind(L'/') + 1);
     NameMask mask(text, NameMask::hasShortStem(text) && settings()->shortNamesOnly);
     readFolder(String(bytes.substr(0, nameAt)), mask, reader, failures);

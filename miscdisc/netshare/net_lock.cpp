@@ -7,7 +7,8 @@ NetLock::NetLock(const WString& path) : lockPath(path) { init(); }
 NetLock::~NetLock() = default;
 
 bool NetLock::init() {
-  if (!opened(openFile(lockPath, kProbeLock))) OS()->reportFailure();
+  const Qx::Ptr<iFile> probe = openFile(lockPath, kProbeLock);
+  if (!opened(probe)) OS()->reportFailure();  // while the handle that failed is still there
   return true;
 }
 

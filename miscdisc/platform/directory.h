@@ -35,7 +35,8 @@ struct file_info {
 
 // A listing of the entries that match a path whose last component may hold wildcards: '?' is one
 // character, or none at the end of a stem; ".*" also matches a name without an extension; eight
-// '?' match a stem of any length.  A path without wildcards lists that one file.  A folder that
+// '?' match a stem of any length.  A path without wildcards lists that one file, and so does one
+// that is the name of a file, wildcards and all: a file may be called "what?.mov".  A folder that
 // is missing or cannot be read gives an empty listing.
 //
 // Ordinary files and links to them are listed.  The selector's bits ask for more: file_info's
@@ -63,13 +64,18 @@ class MISCDISC_EXPORT Directory {
   // Unlists the entry of the same name; false when there is none.
   bool removeFile(const file_info* entry);
 
+ protected:
+  struct Listing;
+  explicit Directory(Listing* listing) : listing_(listing) {}  // takes it over
+  // With named, a file of that very name counts before any wildcards.
+  static Listing* read(const WString& path, unsigned selector, bool named);
+
  private:
   friend class DirectoryIterator;
-  struct Listing;
   Listing* listing_;
 };
 
-// A listing whose path may be a layer file name.
+// A listing whose path may be a layer file name, and whose last component is always a mask.
 class MISCDISC_EXPORT FsysDirectory : public Directory {
  public:
   FsysDirectory(const WString& mask, unsigned selector, int option, eLocking locking);
@@ -93,5 +99,5 @@ class MISCDISC_EXPORT DirectoryIterator {
  private:
   Directory* directory_ = nullptr;
   file_info* current_ = nullptr;
-  size_t place_[2] = {0, 0};  // where the walk stands, in the listing's own terms
+  size_t place_ = 0;  // where the walk stands, in the listing's own terms
 };

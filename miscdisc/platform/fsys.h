@@ -34,8 +34,10 @@ MISCDISC_EXPORT const WString& FsysGetMaterialVolumeName(wchar_t id, WString& pa
 MISCDISC_EXPORT WString FsysFilenameToWin32Filename(const WString& path);
 
 // A layer or native file name becomes its network form, two backslashes, server, share and path
-// with backslashes; and such a form the layer file name that this machine uses for the file.
-// A text that is on no volume comes back as it is.
+// with backslashes; a path on no share has this host's name in place of server and share.  Back,
+// such a form becomes the layer file name that this machine uses for the file, or its native path
+// where that is on no volume.  The form of an unknown server or share, and a text that is no path,
+// come back as they are.
 MISCDISC_EXPORT WString FsysConvertLocalToUNC(const WString& path);
 MISCDISC_EXPORT WString FsysConvertUNCtoFsysFilename(const WString& path);
 

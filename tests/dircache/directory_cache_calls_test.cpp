@@ -56,6 +56,21 @@ TEST_F(DirectoryCacheCalls, APatchReadsTheOneFile) {
                                   L"/media/e/Material/a.mxf"}));
 }
 
+// Adding asks for more than removing: what each of them lists the one file with is its own.
+TEST_F(DirectoryCacheCalls, ListsWithTheArgumentsOfEachUse) {
+  cache.validate();
+  cache.addFile(L"E:/Material/a.mxf");
+  cache.removeFile(L"E:/Material/a.mxf");
+  EXPECT_EQ(platform.listingArguments,
+            (std::vector<std::vector<unsigned>>{{0, 0, 1}, {1, 0, 1}, {1}}));
+
+  directory_cache other(directory_spec(L"E:/Material/"), directory_criteria(L"*.*", 0x12, true),
+                        nullptr);
+  other.validate();
+  EXPECT_EQ(platform.listingArguments.back(), (std::vector<unsigned>{0x12, 1, 1}));
+  other.invalidate();
+}
+
 TEST_F(DirectoryCacheCalls, APatchOfADirectoryThatIsNotValidReadsNothing) {
   cache.addFile(L"E:/Material/a.mxf");
   cache.removeFile(L"E:/Material/a.mxf");

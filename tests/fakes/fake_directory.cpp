@@ -38,6 +38,12 @@ Entry makeEntry(std::wstring_view name, uint64_t size, int64_t modified, uint32_
   return Entry(entry);
 }
 
+void noteArguments(std::vector<unsigned> arguments) {
+  FakePlatform& platform = fakePlatform();
+  const std::lock_guard hold(platform.lock);
+  platform.listingArguments.push_back(std::move(arguments));
+}
+
 bool hasWildcard(const WString& name) { return name.find_first_of(L"*?") != WString::npos; }
 
 }  // namespace
@@ -63,32 +69,39 @@ struct Directory::Listing {
   }
 };
 
-Directory::Directory(const WString& path, unsigned selector, int, eLocking)
-    : listing_(new Listing) {
+Directory::Listing* Directory::read(const WString& path, unsigned selector, bool named) {
+  auto listing = std::make_unique<Listing>();
   FakePlatform& platform = fakePlatform();
   const std::lock_guard hold(platform.lock);
   platform.listed.push_back(path);
-  if (platform.listingsThrow) {
-    delete listing_;
-    throw std::runtime_error("the listing failed");
-  }
+  if (platform.listingsThrow) throw std::runtime_error("the listing failed");
   const WString folder = getPath(path);
   const WString mask = stripPath(path);
-  if (!hasWildcard(mask)) {
-    listing_->addIfChosen(folder, mask, selector);
-    return;
+  if (!hasWildcard(mask) || (named && platform.has(path))) {
+    listing->addIfChosen(folder, mask, selector);
+    return listing.release();
   }
   for (const WString& name : platform.namesIn(folder)) {
-    if (fakeMaskMatches(mask, name)) listing_->addIfChosen(folder, name, selector);
+    if (fakeMaskMatches(mask, name)) listing->addIfChosen(folder, name, selector);
   }
+  return listing.release();
 }
 
-Directory::Directory(const WString& path, eLocking locking) : Directory(path, 0, 0, locking) {}
+Directory::Directory(const WString& path, unsigned selector, int option, eLocking locking)
+    : listing_(read(path, selector, true)) {
+  noteArguments({selector, static_cast<unsigned>(option), static_cast<unsigned>(locking)});
+}
+
+Directory::Directory(const WString& path, eLocking locking) : listing_(read(path, 0, true)) {
+  noteArguments({static_cast<unsigned>(locking)});
+}
 
 Directory::~Directory() { delete listing_; }
 
 FsysDirectory::FsysDirectory(const WString& mask, unsigned selector, int option, eLocking locking)
-    : Directory(FsysFilenameToWin32Filename(mask), selector, option, locking) {}
+    : Directory(read(FsysFilenameToWin32Filename(mask), selector, false)) {
+  noteArguments({selector, static_cast<unsigned>(option), static_cast<unsigned>(locking)});
+}
 
 file_info* Directory::find(const WString& name) { return listing_->find(stripPath(name)); }
 
@@ -120,7 +133,7 @@ void DirectoryIterator::set(Directory* directory) {
 }
 
 file_info* DirectoryIterator::first() {
-  place_[0] = 0;
+  place_ = 0;
   return next();
 }
 
@@ -128,8 +141,8 @@ file_info* DirectoryIterator::next() {
   current_ = nullptr;
   if (!directory_) return nullptr;
   const std::vector<Entry>& entries = directory_->listing_->entries;
-  while (place_[0] < entries.size() && !current_) {
-    file_info* entry = entries[place_[0]++].get();
+  while (place_ < entries.size() && !current_) {
+    file_info* entry = entries[place_++].get();
     if (entry->state == kListed) current_ = entry;
   }
   return current_;

@@ -87,6 +87,7 @@ class FakeFile final : public iFile {
 };
 
 struct InvalidFile final : iFile {
+  ~InvalidFile() override { fakePlatform().calls.push_back("release invalid"); }
   bool valid() const override { return false; }
   int64_t size() override { return 0; }
   size_t read(void*, size_t) override { return 0; }
@@ -232,7 +233,10 @@ struct FakeOS final : iOS {
   iAllocator& allocator() override { return theAllocator; }
   WString getUserName() override { return fakePlatform().userName; }
   WString getDefaultNetworkProjectsFolder(bool) override { return L"/home/ann/network/projects/"; }
-  void reportFailure() override { ++fakePlatform().failuresReported; }
+  void reportFailure() override {
+    fakePlatform().calls.push_back("report failure");
+    ++fakePlatform().failuresReported;
+  }
 };
 
 struct FakeOSPrivate final : iOSPrivate {

@@ -63,6 +63,7 @@ struct FakePlatform {
   std::vector<String> sent;  // texts to other machines
   std::vector<Open> opened;
   std::vector<WString> removed;
+  std::vector<std::vector<unsigned>> listingArguments;  // what stood behind each listing's path
   std::vector<WString> listed;  // native paths of the listings that were read
   std::vector<String> calls;    // everything the file manager was asked
   int failuresReported = 0;

@@ -128,7 +128,7 @@ TEST(ListingCalls, AFolderIsOneOpenAndOneStatxForEachFile) {
   std::filesystem::create_directory(ground::nativeFolder() + "sub");
   std::filesystem::create_symlink("a", ground::nativeFolder() + "to-a");
   calls = {};
-  Directory listing(path(L"*.*"), Directory::eLocked);
+  FsysDirectory listing(path(L"*.*"), 0, 0, Directory::eLocked);
   EXPECT_EQ(listing.getcount(), 4u);
   EXPECT_EQ(calls.opens, 1);
   EXPECT_EQ(calls.openFlags & O_CLOEXEC, O_CLOEXEC);
@@ -140,7 +140,7 @@ TEST(ListingCalls, AFolderIsOneOpenAndOneStatxForEachFile) {
 TEST(ListingCalls, NamesThatTheMaskRefusesAreNotAskedAbout) {
   for (const char* name : {"a", "b", "c.mov"}) makeFile(name);
   calls = {};
-  Directory listing(path(L"*.mov"), Directory::eLocked);
+  FsysDirectory listing(path(L"*.mov"), 0, 0, Directory::eLocked);
   EXPECT_EQ(listing.getcount(), 1u);
   EXPECT_EQ(calls.details, 1);
 }
@@ -155,9 +155,17 @@ TEST(ListingCalls, APathWithoutWildcardsIsOneStatxAndNoOpen) {
   EXPECT_EQ(calls.details, 1);
 }
 
+TEST(ListingCalls, AMaskThatMightBeANameIsOneStatxMore) {
+  makeFile("a.mov");
+  calls = {};
+  Directory listing(path(L"?.mov"), Directory::eLocked);
+  EXPECT_EQ(listing.getcount(), 1u);
+  EXPECT_EQ(calls.details, 2);
+}
+
 TEST(ListingCalls, FindAndCountAskNothing) {
   makeFile("a.mov");
-  Directory listing(path(L"*"), Directory::eLocked);
+  FsysDirectory listing(path(L"*"), 0, 0, Directory::eLocked);
   calls = {};
   EXPECT_NE(listing.find(L"a.mov"), nullptr);
   EXPECT_EQ(listing.find(L"b.mov"), nullptr);
@@ -171,8 +179,8 @@ TEST(ListingCalls, AFileSystemWithoutTypesInItsFoldersIsReadTheSame) {
   std::filesystem::create_symlink("none", ground::nativeFolder() + "dangling");
   ASSERT_EQ(mkfifo((ground::nativeFolder() + "fifo").c_str(), 0666), 0);
   foldersTellTypes = false;
-  Directory files(path(L"*"), Directory::eLocked);
-  Directory both(path(L"*"), 0x10, 0, Directory::eLocked);
+  FsysDirectory files(path(L"*"), 0, 0, Directory::eLocked);
+  FsysDirectory both(path(L"*"), 0x10, 0, Directory::eLocked);
   EXPECT_EQ(files.getcount(), 1u);
   EXPECT_NE(files.find(L"a"), nullptr);
   EXPECT_EQ(both.getcount(), 2u);
@@ -184,7 +192,7 @@ TEST(ListingCalls, AReadErrorKeepsWhatWasRead) {
   // More names than one block of 64 KiB holds.
   for (int i = 0; i < 3000; ++i) makeFile("file-" + std::to_string(i));
   readsBeforeError = 1;
-  Directory listing(path(L"*"), Directory::eLocked);
+  FsysDirectory listing(path(L"*"), 0, 0, Directory::eLocked);
   EXPECT_GT(listing.getcount(), 100u);
   EXPECT_LT(listing.getcount(), 3000u);
   EXPECT_EQ(host::listingReadFailures(), 1u);
@@ -194,7 +202,7 @@ TEST(ListingCalls, AFolderThatGoesAwayKeepsWhatWasReadAndIsNoFailure) {
   makeFile("a");
   readsBeforeError = 1;
   readError = ENOENT;
-  Directory listing(path(L"*"), Directory::eLocked);
+  FsysDirectory listing(path(L"*"), 0, 0, Directory::eLocked);
   EXPECT_EQ(listing.getcount(), 1u);
   EXPECT_EQ(host::listingReadFailures(), 0u);
 }
@@ -204,7 +212,7 @@ TEST(ListingCalls, ANameThatIsReadTwiceIsListedOnce) {
   makeFile("twin-b");
   makeFile("other");
   lastNameTwice = true;
-  Directory listing(path(L"*"), Directory::eLocked);
+  FsysDirectory listing(path(L"*"), 0, 0, Directory::eLocked);
   EXPECT_EQ(listing.getcount(), 2u);
   int walked = 0;
   for (DirectoryIterator entry(&listing); *entry; entry.next()) ++walked;
@@ -241,7 +249,7 @@ TEST(ListingCalls, AnAddThatFindsNoMemoryChangesNothing) {
   makeFile("b");
   long failures = 0;
   for (bool through = false; !through; ++failures) {
-    Directory listing(path(L"a*"), Directory::eLocked);
+    FsysDirectory listing(path(L"a*"), 0, 0, Directory::eLocked);
     Directory one(path(L"b"), 1, 0, Directory::eLocked);
     allocationsBeforeFailure = failures;
     try {

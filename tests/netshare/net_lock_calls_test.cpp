@@ -74,6 +74,13 @@ TEST_F(NetLockCalls, AFailedProbeIsReportedAndChangesNothing) {
   EXPECT_TRUE(lock.Lock());
 }
 
+TEST_F(NetLockCalls, AFailedProbeIsReportedBeforeItsHandleGoes) {
+  platform.failingCall = 1;
+  const NetLock lock(path);
+  EXPECT_EQ(platform.calls,
+            (std::vector<String>{"open /share/Room 1.lck", "report failure", "release invalid"}));
+}
+
 TEST_F(NetLockCalls, AFailedLockIsNotReported) {
   NetLock lock(path);
   platform.failingCall = 2;

@@ -338,3 +338,35 @@ TEST(GetDirectoryContents, AddsBareNamesOfWhatTheFlagsAskFor) {
   getDirectoryContents(path(L"none"), L"*.*", names, 25);
   EXPECT_TRUE(names.empty());
 }
+
+TEST(Directory, AFileWhoseNameHoldsWildcardsIsListedAlone) {
+  for (int i = 0; i < 20; ++i) {
+    const WString number = std::to_wstring(i);
+    ground::writeFile(ground::folder() + L"c" + number + L"x.mxf", "rival");
+    ground::writeFile(ground::folder() + L"c" + number + L"?.mxf", "named");
+    Directory one(ground::folder() + L"c" + number + L"?.mxf", 1, 0, Directory::eLocked);
+    ASSERT_EQ(one.getcount(), 1u);
+    EXPECT_EQ((*DirectoryIterator(&one))->nameView(), L"c" + number + L"?.mxf");
+  }
+}
+
+TEST(FsysDirectory, ItsLastComponentIsAlwaysAMask) {
+  ground::writeFile(ground::folder() + L"c?.mxf", "named");
+  ground::writeFile(ground::folder() + L"cx.mxf", "other");
+  FsysDirectory listing(ground::folder() + L"c?.mxf", 0, 0, Directory::eLocked);
+  EXPECT_EQ(listing.getcount(), 2u);
+}
+
+TEST(Directory, ManyNamesComeAndGoAndAreFound) {
+  Directory listing(ground::folder() + L"*", 0, 0, Directory::eLocked);
+  const auto name = [](int i) { return L"clip" + std::to_wstring(i); };
+  for (int i = 0; i < 300; ++i) {
+    ground::writeFile(ground::folder() + name(i), "x");
+    Directory one(ground::folder() + name(i), Directory::eLocked);
+    ASSERT_TRUE(listing.addFile(*DirectoryIterator(&one)));
+    if (i % 3 != 0) continue;
+    ASSERT_TRUE(listing.removeFile(*DirectoryIterator(&one)));
+  }
+  EXPECT_EQ(listing.getcount(), 200u);
+  for (int i = 0; i < 300; ++i) EXPECT_EQ(listing.find(name(i)) != nullptr, i % 3 != 0) << i;
+}
