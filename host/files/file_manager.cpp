@@ -220,6 +220,7 @@ class FileManager final : public iFileManager {
     if (path.empty()) return failed(path, ENOENT);
     if (flags == kLockFlag) {
       if (access != kReadWrite) return failed(path, EINVAL);
+      rememberLock(path);
       if (sharing == kProbeSharing) return probe(path);
       if (sharing != kLockSharing) return failed(path, EINVAL);
       if (creation == kKeep) return openLock(path, LockKind::kExclusive);

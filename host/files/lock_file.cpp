@@ -130,17 +130,12 @@ class LockTable {
   std::shared_ptr<HeldLock> take(const std::string& path, LockKind kind, int& error);
   void release(HeldLock& lock);
   void removeHeld(HeldLock& lock);
+  void remember(const std::string& path);
   void noteInformationWritten(const std::string& path);
   Removal remove(const std::string& path);
   LockState state(const std::string& path);
 
  private:
-  // What is known of a path that was opened as a lock, until it is removed.
-  struct Remembered {
-    bool infoTouched = false;  // a remove of the information file will follow
-    bool infoWritten = false;  // by this process, and not removed yet
-  };
-
   // The one open descriptor on a folder's .lockspace, and the bytes locked through it.
   struct Anchor {
     Descriptor file;
@@ -157,11 +152,16 @@ class LockTable {
   void unlockByte(const FileId& folder, off_t byte);
   bool anchored(const Folder& folder) const;
 
-  Removal removeLock(const std::string& path, const Folder& folder, Remembered& known);
+  bool remembered(const std::string& path, const LockName& name) const;
+  Removal removeLock(const std::string& path, const Folder& folder, const LockName& name);
   Removal removeInformation(const std::string& path, const Folder& folder, const LockName& lock);
 
   std::map<LockName, std::shared_ptr<HeldLock>> held_;
-  std::map<LockName, Remembered> remembered_;
+  // The locks of rememberLock(): as they were written, since their folder may be made, or made
+  // anew, between two uses; and by their place, which other ways to the folder lead to as well.
+  std::set<std::string> rememberedPaths_;
+  std::set<LockName> rememberedNames_;
+  std::set<LockName> informed_;  // their information files were written here and not removed yet
   std::map<FileId, Anchor> anchors_;
   std::set<dev_t> complained_;
 };
@@ -180,7 +180,7 @@ LockTable::LockTable() {
 void LockTable::forgetInChild() {
   for (auto& [name, lock] : held_) lock->file.close();
   held_.clear();
-  remembered_.clear();
+  informed_.clear();
   anchors_.clear();
 }
 
@@ -263,7 +263,7 @@ std::shared_ptr<HeldLock> LockTable::take(const std::string& path, LockKind kind
     return nullptr;
   }
   const LockName name{folder->id, lastComponent(path)};
-  remembered_.try_emplace(name);
+  if (rememberedPaths_.contains(path)) rememberedNames_.insert(name);
 
   if (const std::shared_ptr<HeldLock> own = find(name, path)) {
     const bool bothShared = kind == LockKind::kShared && own->kind == LockKind::kShared;
@@ -314,7 +314,12 @@ void LockTable::removeHeld(HeldLock& lock) {
   if (alive->byte) alive->file.close();
   unlink(alive->path.c_str());
   release(*alive);
-  remembered_.erase(alive->name);
+}
+
+void LockTable::remember(const std::string& path) { rememberedPaths_.insert(path); }
+
+bool LockTable::remembered(const std::string& path, const LockName& name) const {
+  return rememberedNames_.contains(name) || rememberedPaths_.contains(path);
 }
 
 void LockTable::noteInformationWritten(const std::string& path) {
@@ -324,32 +329,25 @@ void LockTable::noteInformationWritten(const std::string& path) {
   std::string lockName = lastComponent(path);
   lockName.resize(lockName.size() - std::string(kInfoEnding).size());
   const LockName name{folder->id, lockName};
-  if (!held_.contains(name)) return;
-  remembered_[name] = {true, true};
+  if (held_.contains(name)) informed_.insert(name);
 }
 
 Removal LockTable::remove(const std::string& path) {
-  if (remembered_.empty()) return Removal::kPlain;
+  if (rememberedPaths_.empty()) return Removal::kPlain;
   const std::optional<Folder> folder = folderOf(path);
   if (!folder) return Removal::kPlain;
 
   const LockName name{folder->id, lastComponent(path)};
-  const auto lock = remembered_.find(name);
-  if (lock != remembered_.end()) {
-    const Removal result = removeLock(path, *folder, lock->second);
-    if (!held_.contains(name) && !lock->second.infoTouched) remembered_.erase(lock);
-    return result;
-  }
-  if (!name.name.ends_with(kInfoEnding)) return Removal::kPlain;
-  const size_t length = name.name.size() - std::string(kInfoEnding).size();
-  const LockName ofInfo{folder->id, name.name.substr(0, length)};
-  const auto touched = remembered_.find(ofInfo);
-  if (touched == remembered_.end() || !touched->second.infoTouched) return Removal::kPlain;
-  return removeInformation(path, *folder, ofInfo);
+  if (remembered(path, name)) return removeLock(path, *folder, name);
+  if (!path.ends_with(kInfoEnding)) return Removal::kPlain;
+  const std::string lockPath = path.substr(0, path.size() - std::string(kInfoEnding).size());
+  const LockName lock{folder->id, lastComponent(lockPath)};
+  if (!remembered(lockPath, lock)) return Removal::kPlain;
+  return removeInformation(path, *folder, lock);
 }
 
-Removal LockTable::removeLock(const std::string& path, const Folder& folder, Remembered& known) {
-  if (const std::shared_ptr<HeldLock> own = find({folder.id, lastComponent(path)}, path)) {
+Removal LockTable::removeLock(const std::string& path, const Folder& folder, const LockName& name) {
+  if (const std::shared_ptr<HeldLock> own = find(name, path)) {
     if (own->kind == LockKind::kExclusive) return Removal::kLeft;
     // Let go first, then ask for the exclusive lock like anybody else: of several machines of
     // one user that log out at once, the last one to let go gets it.
@@ -358,7 +356,7 @@ Removal LockTable::removeLock(const std::string& path, const Folder& folder, Rem
   if (!locksWork(folder)) return Removal::kLeft;
 
   const bool anchor = anchored(folder);
-  const off_t byte = byteOf(lastComponent(path));
+  const off_t byte = byteOf(name.name);
   int error = 0;
   if (anchor && !lockByte(folder, byte, LockKind::kExclusive, error)) return Removal::kLeft;
   FileId id;
@@ -367,10 +365,7 @@ Removal LockTable::removeLock(const std::string& path, const Folder& folder, Rem
   const bool ours = bool(file);
   if (ours) {
     if (anchor) file.close();  // see removeHeld
-    if (known.infoWritten) {
-      unlink((path + kInfoEnding).c_str());
-      known.infoWritten = false;
-    }
+    if (informed_.erase(name) > 0) unlink((path + kInfoEnding).c_str());
     unlink(path.c_str());
     file.close();
   }
@@ -380,13 +375,11 @@ Removal LockTable::removeLock(const std::string& path, const Folder& folder, Rem
 
 Removal LockTable::removeInformation(const std::string& path, const Folder& folder,
                                      const LockName& lock) {
-  const bool written = remembered_[lock].infoWritten;
-  if (const auto own = held_.find(lock); own != held_.end()) {
-    remembered_[lock] = {};
+  const bool written = informed_.erase(lock) > 0;
+  if (held_.contains(lock)) {
     if (!written) return Removal::kLeft;
     return unlink(path.c_str()) == 0 ? Removal::kRemoved : Removal::kLeft;
   }
-  remembered_.erase(lock);
   if (!fileNamed(path)) return Removal::kRemoved;
   // Removed with the lock already: what is there now is the next holder's.
   if (!written || !locksWork(folder)) return Removal::kLeft;
@@ -470,6 +463,12 @@ void FileLock::removeFile() {
   const std::lock_guard guard(table.mutex);
   table.removeHeld(*held_);
   held_ = nullptr;
+}
+
+void rememberLock(const std::string& path) {
+  LockTable& table = LockTable::ofProcess();
+  const std::lock_guard guard(table.mutex);
+  table.remember(path);
 }
 
 void noteInformationWritten(const std::string& path) {

@@ -56,12 +56,19 @@ class FileLock {
   std::shared_ptr<HeldLock> held_;
 };
 
+// Notes that this process opens, or asks for, a lock of that path.  From then on, to the end of the
+// process, a remove of the path or of its information file is a guarded one: the library removes a
+// lock that it did not get, and one that it has removed before, and by then another machine may
+// hold it.  The memory is bounded by the distinct lock paths that a process ever uses, and is never
+// given back.
+void rememberLock(const std::string& path);
+
 // Notes that this process is about to write the information file of a lock, "<lock>.inf"; any
 // other path is left out of account.
 void noteInformationWritten(const std::string& path);
 
 enum class Removal {
-  kPlain,    // neither a lock of this process nor its information file: nothing was done
+  kPlain,    // no remembered lock, nor its information file: nothing was done
   kRemoved,  // gone
   kLeft      // left alone: somebody else's by now
 };

@@ -53,7 +53,8 @@ class MISCDISC_EXPORT iFileManager {
                     unsigned) = 0;
 
   // Deletes a file.  A lock file that somebody else holds by now is left alone, and so is the
-  // information file beside it ("<lock>.inf") unless this process wrote it.
+  // information file beside it ("<lock>.inf") unless this process wrote it.  This holds for every
+  // path that the process has opened or probed as a lock, however often it is removed.
   virtual bool remove(const WString& path) = 0;
 
   // The ordinary files whose names match the last component of pattern, in which letter case

@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <new>
 #include <stdexcept>
+#include <utility>
 
 #include "miscdisc/platform/os.h"
 #include "miscdisc/platform/paths.h"
@@ -101,6 +102,7 @@ struct FakeFileManager final : iFileManager {
                       unsigned flags) override {
     FakePlatform& platform = fakePlatform();
     platform.opened.push_back({path, access, sharing, creation, flags});
+    if (flags == 32) platform.informed.try_emplace(path, false);
     if (platform.callFails("open " + Qx::UTF8FromWString(path))) return new InvalidFile;
     const bool locks = flags == 32 && sharing == 3;
     const bool probes = flags == 32 && sharing == 1;
@@ -209,9 +211,7 @@ struct FakeFileManager final : iFileManager {
     if (!path.ends_with(L".inf")) return false;
     const auto informed = platform.informed.find(path.substr(0, path.size() - 4));
     if (informed == platform.informed.end()) return false;
-    const bool there = informed->second;
-    platform.informed.erase(informed);
-    return !there;
+    return !std::exchange(informed->second, false);
   }
 
   static bool takes(FakePlatform& platform, const WString& path, bool shared) {

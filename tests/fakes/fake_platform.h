@@ -78,7 +78,7 @@ struct FakePlatform {
 
   Qx::Ptr<iNetMessageReceiver> receiver;
   std::recursive_mutex lock;         // listings and texts come from several threads
-  std::map<WString, bool> informed;  // by lock: its information file is there, and ours
+  std::map<WString, bool> informed;  // by lock ever opened: its information file is there, and ours
   std::map<WString, int> locks;      // held by this process: -1 exclusively, n > 0 shared n times
 
  private:

@@ -99,6 +99,12 @@ class LockFileTest : public testing::Test {
     return opened(kept.back());
   }
 
+  // Each of these is tried on local and on remote storage.
+  static void repeatedRemoveOfARefusedLock(const WString& file);
+  static void repeatedRemoveAfterARemoval(const WString& file);
+  static void repeatedRemoveOfALogin(const WString& file);
+  static void removeAfterAProbe(const WString& file);
+
   static String native(const WString& path) { return Qx::UTF8FromWString(path); }
   static bool there(const WString& path) { return fs::exists(fs::symlink_status(native(path))); }
 
@@ -178,6 +184,111 @@ TEST_F(LockFileTest, RemoveWithoutEverHoldingLeavesTheHoldersFile) {
   EXPECT_FALSE(opened(lock(path)));
   EXPECT_FALSE(remove(path));
   EXPECT_TRUE(there(path));
+}
+
+void LockFileTest::repeatedRemoveOfARefusedLock(const WString& file) {
+  const Machine holder([&] { return keep(lock(file)) && writeInfo(file, "bert"); });
+  ASSERT_TRUE(holder.worked);
+  EXPECT_FALSE(opened(lock(file)));
+  for (int time = 0; time < 3; ++time) {
+    EXPECT_FALSE(remove(file));
+    EXPECT_FALSE(remove(file + L".inf"));
+    EXPECT_FALSE(opened(lock(file)));
+  }
+  EXPECT_TRUE(there(file));
+  EXPECT_EQ(ground::readFile(file + L".inf"), "bert");
+}
+
+void LockFileTest::repeatedRemoveAfterARemoval(const WString& file) {
+  File held = lock(file);
+  ASSERT_TRUE(writeInfo(file, "anna"));
+  held = nullptr;
+  EXPECT_TRUE(remove(file));
+  EXPECT_TRUE(remove(file + L".inf"));
+  Machine next([&] { return keep(lock(file)) && writeInfo(file, "bert"); });
+  ASSERT_TRUE(next.worked);
+  for (int time = 0; time < 3; ++time) {
+    EXPECT_FALSE(remove(file));
+    EXPECT_FALSE(remove(file + L".inf"));
+    EXPECT_FALSE(opened(lock(file)));
+  }
+  EXPECT_TRUE(there(file));
+  EXPECT_EQ(ground::readFile(file + L".inf"), "bert");
+
+  next.crash();
+  EXPECT_TRUE(opened(lock(file)));
+  EXPECT_TRUE(remove(file));
+  EXPECT_FALSE(there(file));
+}
+
+void LockFileTest::repeatedRemoveOfALogin(const WString& file) {
+  Machine other([&] { return keep(login(file)); });
+  ASSERT_TRUE(other.worked);
+  login(file) = nullptr;
+  for (int time = 0; time < 3; ++time) EXPECT_FALSE(remove(file));
+  EXPECT_TRUE(there(file));
+  other.crash();
+  EXPECT_TRUE(remove(file));
+  EXPECT_FALSE(there(file));
+
+  const Machine next([&] { return keep(login(file)); });
+  ASSERT_TRUE(next.worked);
+  for (int time = 0; time < 3; ++time) EXPECT_FALSE(remove(file));
+  EXPECT_TRUE(there(file));
+}
+
+void LockFileTest::removeAfterAProbe(const WString& file) {
+  const Machine holder([&] { return keep(lock(file)) && writeInfo(file, "bert"); });
+  ASSERT_TRUE(holder.worked);
+  probe(file) = nullptr;
+  EXPECT_FALSE(remove(file));
+  EXPECT_FALSE(remove(file + L".inf"));
+  EXPECT_TRUE(there(file));
+  EXPECT_EQ(ground::readFile(file + L".inf"), "bert");
+  EXPECT_FALSE(opened(lock(file)));
+}
+
+TEST_F(LockFileTest, RefusedLockIsLeftByEveryRemove) { repeatedRemoveOfARefusedLock(path); }
+
+TEST_F(LockFileTest, NextHolderIsLeftByEveryRemove) { repeatedRemoveAfterARemoval(path); }
+
+TEST_F(LockFileTest, OtherLoginIsLeftByEveryRemove) {
+  repeatedRemoveOfALogin(folder + L"anna.cli");
+}
+
+TEST_F(LockFileTest, ProbedLockIsLeftByRemove) { removeAfterAProbe(path); }
+
+TEST_F(LockFileTest, LockInAFolderThatWasMadeAnewIsLeftByRemove) {
+  const WString room = folder + L"Room/", file = room + L"Lock";
+  probe(file) = nullptr;  // before there is a folder
+  for (int time = 0; time < 2; ++time) {
+    ground::makeFolder(room);
+    const Machine holder([&] { return keep(lock(file)) && writeInfo(file, "bert"); });
+    ASSERT_TRUE(holder.worked);
+    EXPECT_FALSE(remove(file));
+    EXPECT_FALSE(remove(file + L".inf"));
+    EXPECT_TRUE(there(file));
+    EXPECT_EQ(ground::readFile(file + L".inf"), "bert");
+    EXPECT_FALSE(opened(lock(file)));
+    fs::rename(native(room), native(folder + L"away" + std::to_wstring(time)));
+  }
+}
+
+TEST_F(LockFileTest, RemoveByAnotherWayToTheFolderLeavesTheHoldersLock) {
+  fs::create_directory_symlink(native(folder), native(folder + L"way"));
+  const Machine holder([&] { return keep(lock(path)); });
+  ASSERT_TRUE(holder.worked);
+  EXPECT_FALSE(opened(lock(folder + L"way/Lock")));
+  EXPECT_FALSE(remove(path));
+  EXPECT_TRUE(there(path));
+}
+
+TEST_F(LockFileTest, ChildOfAForkLeavesTheLockOfItsParent) {
+  const File held = lock(path);
+  ASSERT_TRUE(writeInfo(path, "anna"));
+  EXPECT_FALSE(elsewhere([&] { return remove(path) || remove(path + L".inf"); }));
+  EXPECT_TRUE(there(path));
+  EXPECT_EQ(ground::readFile(path + L".inf"), "anna");
 }
 
 TEST_F(LockFileTest, InformationAloneIsRemovedUnderTheLock) {
@@ -467,6 +578,20 @@ TEST_F(RemoteLockTest, RemoveLeavesTheLockAndNameOfTheNextHolder) {
   EXPECT_FALSE(remove(remote + L"Lock.inf"));
   EXPECT_EQ(ground::readFile(remote + L"Lock.inf"), "bert");
 }
+
+TEST_F(RemoteLockTest, RefusedLockIsLeftByEveryRemove) {
+  repeatedRemoveOfARefusedLock(remote + L"Lock");
+}
+
+TEST_F(RemoteLockTest, NextHolderIsLeftByEveryRemove) {
+  repeatedRemoveAfterARemoval(remote + L"Lock");
+}
+
+TEST_F(RemoteLockTest, OtherLoginIsLeftByEveryRemove) {
+  repeatedRemoveOfALogin(remote + L"anna.cli");
+}
+
+TEST_F(RemoteLockTest, ProbedLockIsLeftByRemove) { removeAfterAProbe(remote + L"Lock"); }
 
 TEST_F(RemoteLockTest, LoginsShareAndTheLastOneIsRemoved) {
   const WString file = remote + L"anna.cli";

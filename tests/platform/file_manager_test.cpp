@@ -222,6 +222,26 @@ TEST_F(FileManagerTest, RemoveLeavesTheInformationOfAnother) {
   EXPECT_EQ(ground::readFile(info), "bert");
 }
 
+TEST_F(FileManagerTest, SecondRemoveLeavesTheInformationOfAnother) {
+  Qx::Ptr<iFile> held = lock(path);
+  write(info, "anna");
+  held = nullptr;
+  EXPECT_TRUE(files.remove(path));
+  EXPECT_TRUE(files.remove(info));
+  EXPECT_FALSE(files.remove(path));
+  ground::writeFile(info, "bert");
+  EXPECT_FALSE(files.remove(info));
+  EXPECT_FALSE(files.remove(info));
+  EXPECT_EQ(ground::readFile(info), "bert");
+}
+
+TEST_F(FileManagerTest, RemoveAfterAProbeLeavesTheInformationOfAnother) {
+  probe(path) = nullptr;
+  ground::writeFile(info, "bert");
+  EXPECT_FALSE(files.remove(info));
+  EXPECT_EQ(ground::readFile(info), "bert");
+}
+
 TEST_F(FileManagerTest, RemoveOfALockLeavesInformationThatThisProcessDidNotWrite) {
   ground::writeFile(info, "bert");
   lock(path) = nullptr;
