@@ -121,8 +121,12 @@ Qx::Ptr<iFile> probe(const std::string& path) {
     return new ProbeHandle;
   }
   if (errno != ENOENT) return failed(path, errno);
-  const std::optional<Folder> folder = folderToWrite(path);
-  if (!folder) return failed(path, errno);
+  const std::optional<Folder> folder = folderOf(path);
+  if (!folder) {
+    // The lock itself would make it, and a probe makes nothing.
+    if (errno == ENOENT && inDefaultFolder(path)) return new ProbeHandle;
+    return failed(path, errno);
+  }
   if (faccessat(AT_FDCWD, folder->path.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
     return failed(path, errno);
   }

@@ -25,11 +25,15 @@ std::string folderPath(const std::string& path) {
 }
 
 // The folders that every user has from the first write on.
-bool makeDefaultFolder(const std::string& folder) {
+bool isDefaultFolder(const std::string& folder) {
   const std::string& data = places().data;
   const std::array defaults{data + "/projects", data + "/network/projects",
                             data + "/network/material"};
-  if (std::find(defaults.begin(), defaults.end(), folder) == defaults.end()) return false;
+  return std::find(defaults.begin(), defaults.end(), folder) != defaults.end();
+}
+
+bool makeDefaultFolder(const std::string& folder) {
+  if (!isDefaultFolder(folder)) return false;
   std::error_code failure;
   std::filesystem::create_directories(folder, failure);
   return std::filesystem::is_directory(folder, failure);
@@ -61,6 +65,8 @@ std::optional<Folder> folderToWrite(const std::string& path) {
   if (!folder && errno == ENOENT && makeDefaultFolder(folderPath(path))) folder = folderOf(path);
   return folder;
 }
+
+bool inDefaultFolder(const std::string& path) { return isDefaultFolder(folderPath(path)); }
 
 std::string lastComponent(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 

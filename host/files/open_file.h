@@ -62,6 +62,9 @@ std::optional<Folder> folderOf(const std::string& path);
 // is made when it is missing.
 std::optional<Folder> folderToWrite(const std::string& path);
 
+// The path lies directly in one of those folders.
+bool inDefaultFolder(const std::string& path);
+
 std::string lastComponent(const std::string& path);
 
 // The file that carries the name now; nothing when there is none.  A link is not followed.

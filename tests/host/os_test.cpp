@@ -109,6 +109,19 @@ TEST(OsTest, DefaultFolderIsMadeAtTheFirstWriteOnly) {
   EXPECT_FALSE(OS()->fileManager().createDirectory(home + L"elsewhere/Lobby"));
 }
 
+TEST(OsTest, ProbeInAMissingDefaultFolderIsValidAndMakesNothing) {
+  const WString home = Qx::WStringFromUTF8(ground::home());
+  for (const wchar_t* name : {L"projects/", L"network/projects/", L"network/material/"}) {
+    SCOPED_TRACE(Qx::UTF8FromWString(name));
+    const WString lock = home + name + L"Lock";
+    const Qx::Ptr<iFile> probed = OS()->fileManager().open(lock, 2, 1, 0, 32);
+    EXPECT_TRUE(probed && probed->valid());
+  }
+  EXPECT_FALSE(fileExists(home + L"projects"));
+  EXPECT_FALSE(fileExists(home + L"network"));
+  EXPECT_FALSE(OS()->fileManager().open(home + L"elsewhere/Lock", 2, 1, 0, 32));
+}
+
 TEST(OsTest, ThereIsNoMessenger) {
   EXPECT_FALSE(OSPrivate()->networkService().getMessager(nullptr));
 }
