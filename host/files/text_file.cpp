@@ -153,9 +153,9 @@ void TextFile::removeLine(size_t line) {
 }
 
 bool TextFile::save(const WString& path, eEOLStyle) {
+  if (!contents_->saveable) return false;
   const std::string asked = path.empty() ? contents_->path : host::nativePath(path);
   const bool own = asked == contents_->path;
-  if (own && !contents_->saveable) return false;
   const std::string target = host::linkedFile(asked);
   if (target.empty() || host::lastComponent(target).empty()) return false;
   const std::optional<host::Folder> folder = host::folderToWrite(target);

@@ -33,7 +33,8 @@ class MISCDISC_EXPORT TextFile {
 
   // Writes the edits and forgets them.  An empty path is the file that was opened; another path
   // gets the lines as they stand here.  False, with the file as it was: the file exists but
-  // could not be read, it cannot be written, or others were writing for 5 seconds.
+  // could not be read, it cannot be written, or others were writing for 5 seconds.  An object
+  // whose own file could not be loaded is saved nowhere: its lines are not those of the file.
   bool save(const WString& path, eEOLStyle style);
 
  private:

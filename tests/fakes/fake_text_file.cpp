@@ -46,12 +46,15 @@ struct TextFile::Contents {
   };
   WString path;
   bool loaded;
+  bool saveable;
   std::vector<String> lines;
   std::vector<Edit> edits;
 };
 
-TextFile::TextFile(const WString& path, bool load) : contents_(new Contents{path, load, {}, {}}) {
+TextFile::TextFile(const WString& path, bool load)
+    : contents_(new Contents{path, load, true, {}, {}}) {
   const FakePlatform::Node* file = fakePlatform().file(path);
+  contents_->saveable = !load || file || !fakePlatform().has(path);
   if (load && file) contents_->lines = linesOf(file->bytes);
 }
 
@@ -79,6 +82,7 @@ bool TextFile::save(const WString& path, eEOLStyle) {
   FakePlatform& platform = fakePlatform();
   const WString target = path.empty() ? contents_->path : path;
   if (platform.callFails("save " + Qx::UTF8FromWString(target))) return false;
+  if (!contents_->saveable) return false;
   if (!platform.has(target.substr(0, target.rfind(L'/')))) return false;
   if (platform.has(target) && !platform.file(target)) return false;
   std::vector<String> lines = contents_->lines;

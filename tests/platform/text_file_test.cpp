@@ -201,6 +201,19 @@ TEST_F(TextFileTest, FolderIsNoList) {
   EXPECT_FALSE(file.save(L"", TextFile::eLF));
 }
 
+TEST_F(TextFileTest, ListThatCouldNotBeLoadedIsSavedNowhere) {
+  ground::makeFolder(path);  // no user can read this as a list
+  const WString other = ground::folder() + L"other.txt", missing = ground::folder() + L"new.txt";
+  ground::writeFile(other, "kept\n");
+  TextFile file(path, true);
+  EXPECT_FALSE(file.save(other, TextFile::eLF));
+  EXPECT_FALSE(file.save(missing, TextFile::eLF));
+  file.appendLine("a");
+  EXPECT_FALSE(file.save(other, TextFile::eLF));
+  EXPECT_EQ(ground::readFile(other), "kept\n");
+  EXPECT_EQ(ground::readFile(missing), std::nullopt);
+}
+
 TEST_F(TextFileTest, SaveFailsWithoutAFolder) {
   TextFile file(ground::folder() + L"missing/list.txt", true);
   file.appendLine("a");
