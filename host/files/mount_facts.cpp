@@ -12,6 +12,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 #include "host/files/open_file.h"
 #include "host/settings.h"
@@ -78,10 +79,11 @@ Mount mountOf(dev_t device) {
   return {type ? type : "", options ? options : ""};
 }
 
-MountFacts readFacts(const std::string& folder, dev_t device) {
+// Nothing when the folder does not answer.
+std::optional<MountFacts> readFacts(const std::string& folder, dev_t device) {
   MountFacts facts;
   struct statfs status;
-  if (statfs(folder.c_str(), &status) != 0) return facts;
+  if (statfs(folder.c_str(), &status) != 0) return std::nullopt;
   const auto magic = static_cast<unsigned>(status.f_type);
   facts.ownModes = hasOwnModes(magic);
   if (!isRemote(magic)) return facts;
@@ -106,7 +108,11 @@ class Cache {
     if (tableChanged()) known_.clear();  // the number of a network mount is used again
     const auto known = known_.find(device);
     if (known != known_.end()) return known->second;
-    return known_[device] = readFacts(folder, device);
+    const std::optional<MountFacts> facts = readFacts(folder, device);
+    // A stale mount, or a folder that was just deleted: nothing that could be known for long, and
+    // no reason to take it for storage where a lock excludes everybody.
+    if (!facts) return {.remote = true, .locksStayLocal = true, .name = "gives no answer"};
+    return known_[device] = *facts;
   }
 
  private:

@@ -18,7 +18,8 @@ struct MountFacts {
 };
 
 // Facts of the device that holds the folder, read once and again when anything is mounted or
-// unmounted.  A folder that config.toml declares remote is remote.  From any thread.
+// unmounted.  A folder that config.toml declares remote is remote.  Where the folder gives no
+// answer it counts as remote, without locks, and the next question asks again.  From any thread.
 MISCDISC_EXPORT MountFacts mountFacts(const std::string& folder, dev_t device);
 
 // Whether a mount of that type and those comma-separated options keeps its locks to itself.

@@ -53,4 +53,15 @@ TEST(MountFactsTest, FolderOfThisMachineIsLocalUnlessDeclared) {
   EXPECT_FALSE(host::mountFacts("/tmp", status.st_dev).remote);
 }
 
+TEST(MountFactsTest, FolderThatGivesNoAnswerIsTrustedWithNoLockAndAskedAgain) {
+  constexpr dev_t kDevice = 0x7FFFFFF1;  // of no mount
+  for (int time = 0; time < 2; ++time) {
+    const host::MountFacts silent = host::mountFacts("/tmp/no/such/folder", kDevice);
+    EXPECT_TRUE(silent.remote);
+    EXPECT_TRUE(silent.locksStayLocal);
+  }
+  EXPECT_FALSE(host::mountFacts("/tmp", kDevice).remote);
+  EXPECT_FALSE(host::mountFacts("/tmp", kDevice).locksStayLocal);
+}
+
 }  // namespace
