@@ -1,6 +1,8 @@
 // List files on a real file system: rights, links, leftovers, files that cannot be read.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -187,22 +189,31 @@ TEST_F(ListFileTest, ListOnRemoteStorageIsMadeAndMerged) {
 
 TEST_F(ListFileTest, SaveWaitsForAnotherWriter) {
   ground::writeFile(path, "a\n");
-  // The guard of a writer that is in the middle of its save, and lets go when we have asked.
+  const WString guardPath = folder + L".list.txt.lk";
+  // A writer in the middle of its save.  It goes on when somebody else has closed the guard, which
+  // is when that attempt on the lock was refused, and publishes its line before it lets go.
   int held[2];
   ASSERT_EQ(pipe(held), 0);
   const pid_t writer = fork();
   if (writer == 0) {
-    const Qx::Ptr<iFile> guard = OS()->fileManager().open(folder + L".list.txt.lk", 2, 3, 0, 32);
-    (void)!write(held[1], guard && guard->valid() ? "y" : "n", 1);
-    usleep(50000);
+    const Qx::Ptr<iFile> guard = OS()->fileManager().open(guardPath, 2, 3, 0, 32);
+    const int closed = inotify_init1(IN_CLOEXEC);
+    const bool ready = guard && guard->valid() &&
+                       inotify_add_watch(closed, native(guardPath).c_str(), IN_CLOSE_WRITE) >= 0;
+    (void)!write(held[1], ready ? "y" : "n", 1);
+    pollfd refused{closed, POLLIN, 0};
+    if (poll(&refused, 1, 10000) != 1) _exit(1);
+    ground::writeFile(path, "a\nb\n");
     _exit(0);
   }
   char answer = 0;
   ASSERT_EQ(read(held[0], &answer, 1), 1);
   ASSERT_EQ(answer, 'y');
-  EXPECT_TRUE(append(path, "b"));
-  EXPECT_EQ(ground::readFile(path), "a\nb\n");
-  waitpid(writer, nullptr, 0);
+  EXPECT_TRUE(append(path, "c"));
+  int status = 0;
+  waitpid(writer, &status, 0);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "nobody asked for the guard";
+  EXPECT_EQ(ground::readFile(path), "a\nb\nc\n");
 }
 
 }  // namespace
