@@ -43,7 +43,7 @@ Places findPlaces() {
 }  // namespace
 
 const Places& places() {
-  static const Places found = findPlaces();
+  static const Places& found = *new Places(findPlaces());  // also asked by static destructors
   return found;
 }
 

@@ -1,6 +1,7 @@
 #include "host/files/file_manager.h"
 
 #include <fcntl.h>
+#include <limits.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 #include "host/files/lock_file.h"
@@ -35,14 +37,19 @@ constexpr uint32_t kMarked = 2;
 constexpr std::chrono::milliseconds kLoginPatience{2000};
 constexpr std::chrono::milliseconds kLoginPause{2};
 
+// Without a destructor: static objects of the application may still open files when those of a
+// thread are gone.
 struct Failure {
-  std::string path;
-  int error = 0;
+  char path[PATH_MAX];  // as much of it as fits
+  size_t length;
+  int error;
 };
-thread_local Failure lastFailure;
+static_assert(std::is_trivially_destructible_v<Failure>);
+thread_local constinit Failure lastFailure{};
 
 std::nullptr_t failed(const std::string& path, int error) {
-  lastFailure = {path, error};
+  lastFailure.length = path.copy(lastFailure.path, sizeof lastFailure.path);
+  lastFailure.error = error;
   errno = error;
   return nullptr;
 }
@@ -344,6 +351,9 @@ constinit FileManager theFileManager;
 
 iFileManager& fileManager() { return theFileManager; }
 
-std::string lastOpenFailure() { return lastFailure.path + ": " + std::strerror(lastFailure.error); }
+std::string lastOpenFailure() {
+  return std::string(lastFailure.path, lastFailure.length) + ": " +
+         std::strerror(lastFailure.error);
+}
 
 }  // namespace host

@@ -3,11 +3,15 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <limits.h>
 #include <pwd.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <limits>
@@ -29,6 +33,33 @@ const bool answeredBeforeMain = [] {
   OS()->allocator().release(memory);
   return memory != nullptr;
 }();
+
+// Destroyed after everything that the platform builds while the tests run.
+struct LateFailure {
+  ~LateFailure() {
+    if (!wanted) return;
+    OS()->fileManager().open(L"/no/such/late/Lock", 2, 3, 0, 32);
+    OS()->reportFailure();
+  }
+  bool wanted = false;
+} lateFailure;
+
+TEST(OsTest, StaticDestructorsStillOpenFilesAndReport) {
+  const WString log = Qx::WStringFromUTF8(ground::home() + "miscdisc.log");
+  std::fflush(nullptr);
+  const pid_t process = fork();
+  if (process == 0) {
+    OS()->fileManager().open(L"/no/such/early/Lock", 2, 3, 0, 32);
+    OS()->reportFailure();
+    lateFailure.wanted = true;
+    std::exit(0);
+  }
+  int status = 0;
+  waitpid(process, &status, 0);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_THAT(ground::readFile(log).value_or(""),
+              testing::HasSubstr("could not open /no/such/late/Lock: No such file or directory\n"));
+}
 
 TEST(OsTest, AnswersBeforeMain) {
   EXPECT_TRUE(answeredBeforeMain);
@@ -132,6 +163,15 @@ TEST(OsTest, FailureReportNamesTheFileAndTheCause) {
   const WString log = Qx::WStringFromUTF8(ground::home() + "miscdisc.log");
   EXPECT_THAT(ground::readFile(log).value_or(""),
               testing::HasSubstr("could not open /no/such/Lock: No such file or directory\n"));
+}
+
+TEST(OsTest, FailureReportOfALongPathIsCutOff) {
+  const WString longPath = L"/" + WString(2 * PATH_MAX, L'x');
+  OS()->fileManager().open(longPath, 0, 0, 1, 0);
+  OS()->reportFailure();
+  const WString log = Qx::WStringFromUTF8(ground::home() + "miscdisc.log");
+  EXPECT_THAT(ground::readFile(log).value_or(""),
+              testing::HasSubstr("could not open /" + String(PATH_MAX - 1, 'x') + ": "));
 }
 
 TEST(FileManagerOnHostTest, RelativeNameIsMarkedInTheProjectsBase) {
