@@ -17,7 +17,8 @@ struct Place {
 std::vector<Place> placesOf(const std::string& name, const std::vector<CachedFolder>& folders) {
   std::vector<Place> places;
   for (const CachedFolder& folder : folders) {
-    if (!folder.readable) continue;
+    // What was read before a failure counts; an absent volume is not read at all.
+    if (!folder.present) continue;
     const file_info* file = folder.directory->find(Qx::WStringFromUTF8(name));
     if (file) places.push_back({&folder, file});
   }

@@ -30,7 +30,8 @@ bool configurationIsBroken();
 struct CachedFolder {
   wchar_t volume;
   bool present;   // the volume is
-  bool readable;  // its contents are known: false on an absent volume, or without the right
+  bool readable;  // its contents are known: false on an absent volume, and after a failure,
+                  // which leaves what was read until then
   directory_cache* directory;
   std::string name;  // "material" or "sound"
   WString path;      // native

@@ -76,6 +76,17 @@ load helpers
   expect_words "$PWD/f/Sound/ could not be read."
 }
 
+@test "what was read before a failure is found, and that is exit 3" {
+  three_volumes
+  code=0
+  LD_PRELOAD="$BROKEN_READS" "$MISCDISC_COMMAND" find A001.mxf none.mxf --volume E >data 2>words ||
+    code=$?
+  expect_code 3
+  expect_data "A001.mxf	E	material	$PWD/e/Material/A001.mxf	3	2026-01-02T03:04:05Z"
+  expect_words "$PWD/e/Material/ could not be read."
+  expect_words "none.mxf is nowhere that could be read"
+}
+
 @test "a volume that may not be entered is exit 3" {
   three_volumes
   chmod 600 f
