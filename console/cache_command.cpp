@@ -1,11 +1,14 @@
 #include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <set>
 
 #include "console/commands.h"
 #include "console/volumes.h"
 #include "host/command_map.h"
+#include "miscdisc/dircache/global_cache.h"
+#include "miscdisc/dircache/system_cache_iterator.h"
 #include "miscdisc/platform/project_folders.h"
 
 namespace console {
@@ -85,6 +88,25 @@ Exit validate(Context& context) {
   return completeness(folders);
 }
 
+// The dump has a line for each name, between angle brackets.
+uint64_t dumpBytes() {
+  uint64_t bytes = 0;
+  SystemCacheIterator walk(getSystemCache());
+  for (const file_info* file = walk.file; file; file = walk.next()) {
+    bytes += Qx::UTF8FromWString(file->nameView()).size() + std::string_view("<>\n").size();
+  }
+  return bytes;
+}
+
+// The library says nothing of a dump that failed, so what lies there afterwards has to.
+bool writeDump(const std::string& file) {
+  if (unlink(file.c_str()) != 0 && errno != ENOENT) return false;  // an older one proves nothing
+  host::runCommand("debugFileSystemCache");
+  std::error_code error;
+  const auto bytes = std::filesystem::file_size(file, error);
+  return !error && bytes == dumpBytes();
+}
+
 Exit dump(Context& context) {
   if (configurationIsBroken()) return kUsage;
   enterConfiguredSpace();
@@ -92,13 +114,10 @@ Exit dump(Context& context) {
   std::error_code ignored;
   const std::string folder = Qx::UTF8FromWString(getDumpFolder());
   std::filesystem::create_directories(folder, ignored);
-  host::runCommand("debugFileSystemCache");
-
   const std::string file = folder + "cache0.txt";  // the first dump of a process
-  const bool written =
-      std::filesystem::is_regular_file(file, ignored) && access(file.c_str(), W_OK) == 0;
-  if (!written) {
-    complain(printable(file) + " could not be written.  Check the rights of its folder.");
+  if (!writeDump(file)) {
+    complain(printable(file) +
+             " could not be written whole.  Check the rights of its folder, and the space there.");
     return kFailed;
   }
   if (context.options.json) {

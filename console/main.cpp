@@ -24,6 +24,7 @@ void interrupted(int) {
 
 void prepareSignals() {
   signal(SIGPIPE, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a write that fails, and is reported
   struct sigaction interrupt {};
   sigaction(SIGINT, nullptr, &interrupt);
   if (interrupt.sa_handler == SIG_IGN) return;  // whoever started us wants it so

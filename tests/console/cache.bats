@@ -52,7 +52,32 @@ load helpers
   mkdir "$MISCDISC_HOME/cache0.txt"
   ask cache dump
   expect_code 1
-  expect_words "$MISCDISC_HOME/cache0.txt could not be written."
+  expect_words "$MISCDISC_HOME/cache0.txt could not be written whole."
+}
+
+# The words go through a pipe: the limit holds for every file.
+dump_within() { # KIB
+  code=0
+  (
+    ulimit -f "$1"
+    exec "$MISCDISC_COMMAND" cache dump
+  ) 2>&1 | cat >words
+  code=${PIPESTATUS[0]}
+}
+
+@test "a dump that ends early is a failure, whatever an earlier one left" {
+  three_volumes
+  ask cache dump
+  expect_code 0
+  for i in $(seq 1000 1199); do : >"e/Material/file$i"; done
+  for limit in 0 1; do
+    dump_within "$limit"
+    expect_code 1
+    expect_words "$MISCDISC_HOME/cache0.txt could not be written whole."
+  done
+  [ "$(stat -c %s "$MISCDISC_HOME/cache0.txt")" -le 1024 ]
+  dump_within 1024
+  expect_code 0
 }
 
 @test "an interrupted command is exit 130" {
