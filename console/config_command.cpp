@@ -22,6 +22,12 @@ Json entryAsJson(const std::string& section, const std::string& key, const std::
 
 Json document() { return Json{{"schema", "miscdisc.config/1"}}; }
 
+Json document(const std::string& section, const std::string& key, const std::string& value) {
+  Json answer = document();
+  answer.update(entryAsJson(section, key, value));
+  return answer;
+}
+
 Exit get(Context& context, const Arguments& arguments) {
   if (configurationIsBroken()) return kUsage;
   const auto value = host::StateFile::instance().value(arguments.section, arguments.key);
@@ -31,9 +37,7 @@ Exit get(Context& context, const Arguments& arguments) {
     return kNotFound;
   }
   if (context.options.json) {
-    Json answer = document();
-    answer.update(entryAsJson(arguments.section, arguments.key, *value));
-    context.output.printDocument(answer);
+    context.output.printDocument(document(arguments.section, arguments.key, *value));
   } else {
     context.output.print(printable(*value) + "\n");
   }
@@ -47,6 +51,9 @@ Exit set(Context& context, const Arguments& arguments) {
     complain("\"" + printable(arguments.key) + "\" could not be stored in " +
              printable(state.path()) + ".  Check the rights of the file and its folder.");
     return kFailed;
+  }
+  if (context.options.json) {
+    context.output.printDocument(document(arguments.section, arguments.key, arguments.value));
   }
   remark(context.options,
          "\"" + printable(arguments.key) + "\" is now \"" + printable(arguments.value) + "\"");

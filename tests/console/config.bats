@@ -16,6 +16,12 @@ load helpers
   [ "$(jq -c .entries data)" = '[{"section":"Configuration","key":"network project root","value":"/mnt/nas/projects"},{"section":"Preferences","key":"colour","value":"grey"}]' ]
 }
 
+@test "set --json prints what is kept now" {
+  ask config set colour grey --section Preferences --json
+  expect_code 0
+  [ "$(jq -c . data)" = '{"schema":"miscdisc.config/1","section":"Preferences","key":"colour","value":"grey"}' ]
+}
+
 @test "an absent setting is exit 4" {
   ask config get none
   expect_code 4
