@@ -10,8 +10,9 @@ namespace {
 
 constexpr const wchar_t* kServer = L"\\\\fake";
 
-WString withSeparator(const WString& folder) {
-  return folder.ends_with(L'/') ? folder : folder + L'/';
+WString withSeparator(WString folder) {
+  while (folder.ends_with(L'/')) folder.pop_back();
+  return folder + L'/';
 }
 
 WString replaceAll(WString text, wchar_t what, wchar_t with) {
@@ -19,31 +20,30 @@ WString replaceAll(WString text, wchar_t what, wchar_t with) {
   return text;
 }
 
+bool storeNext(wchar_t after, wchar_t* id) {
+  const FakePlatform::Volume* next = nullptr;
+  for (const FakePlatform::Volume& volume : fakePlatform().volumes) {
+    if (volume.id > after && (!next || volume.id < next->id)) next = &volume;
+  }
+  if (next) *id = next->id;
+  return next != nullptr;
+}
+
+bool isPresent(const FakePlatform::Volume* volume) {
+  return volume && volume->present && fakePlatform().has(volume->folder);
+}
+
 }  // namespace
 
-bool FsysGetFirstMaterialVolume(wchar_t* id) {
-  const auto& volumes = fakePlatform().volumes;
-  if (volumes.empty()) return false;
-  *id = volumes.front().id;
-  return true;
-}
+bool FsysGetFirstMaterialVolume(wchar_t* id) { return storeNext(0, id); }
 
-bool FsysGetNextMaterialVolume(wchar_t* id) {
-  const auto& volumes = fakePlatform().volumes;
-  const FakePlatform::Volume* current = fakePlatform().volume(*id);
-  if (!current || current == &volumes.back()) return false;
-  *id = current[1].id;
-  return true;
-}
+bool FsysGetNextMaterialVolume(wchar_t* id) { return storeNext(*id, id); }
 
-bool FsysIsVolumePresent(wchar_t id) {
-  const FakePlatform::Volume* volume = fakePlatform().volume(id);
-  return volume && volume->present;
-}
+bool FsysIsVolumePresent(wchar_t id) { return isPresent(fakePlatform().volume(id)); }
 
 bool FsysGetVolInfo(wchar_t id, VOLUME_INFO* info) {
   const FakePlatform::Volume* volume = fakePlatform().volume(id);
-  if (!volume || !volume->present) return false;
+  if (!isPresent(volume)) return false;
   *info = volume->space;
   return true;
 }
@@ -54,7 +54,7 @@ const WString& FsysGetMaterialVolumeName(wchar_t id, WString& path, bool) {
 }
 
 WString FsysFilenameToWin32Filename(const WString& path) {
-  if (path.size() < 2 || path[1] != L':') return path;
+  if (path.size() < 3 || path[1] != L':' || path[2] != L'/') return path;
   const FakePlatform::Volume* volume = fakePlatform().volume(path[0]);
   return volume ? volume->folder + path.substr(2) : path;
 }
@@ -65,14 +65,17 @@ WString FsysConvertLocalToUNC(const WString& path) {
 }
 
 WString FsysConvertUNCtoFsysFilename(const WString& path) {
-  if (!path.starts_with(kServer)) return path;
+  if (!path.starts_with(kServer + WString(L"\\"))) return path;
   const WString native = replaceAll(path.substr(6), L'\\', L'/');
+  const FakePlatform::Volume* closest = nullptr;
   for (const FakePlatform::Volume& volume : fakePlatform().volumes) {
-    if (native.starts_with(volume.folder + L'/')) {
-      return volume.id + (L":" + native.substr(volume.folder.size()));
-    }
+    const bool inside = withSeparator(native).starts_with(volume.folder + L'/');
+    if (!inside || (closest && volume.folder.size() <= closest->folder.size())) continue;
+    closest = &volume;
   }
-  return native;
+  if (!closest) return native;
+  const WString rest = native.substr(closest->folder.size());
+  return closest->id + (L":" + (rest.empty() ? L"/" : rest));
 }
 
 WString getPath(const WString& path) { return path.substr(0, path.rfind(L'/') + 1); }

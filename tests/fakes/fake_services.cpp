@@ -1,3 +1,4 @@
+#include <charconv>
 #include <clocale>
 #include <cstdarg>
 #include <cstdio>
@@ -67,7 +68,11 @@ EditorPreferences& prefs() {
 
 int config_int(const char* key, int defaultValue) {
   const auto it = fakePlatform().settings.find({"Configuration", key});
-  return it == fakePlatform().settings.end() ? defaultValue : std::atoi(it->second.c_str());
+  if (it == fakePlatform().settings.end()) return defaultValue;
+  const String& text = it->second;
+  int number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && end == text.data() + text.size() ? number : defaultValue;
 }
 
 CommandMap& CommandMap::theCommandMap() {
@@ -91,7 +96,9 @@ WString fakeFolded(const WString& text) {
   static const locale_t kUnicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
   WString folded = text;
   for (wchar_t& c : folded) {
-    c = static_cast<wchar_t>(towlower_l(static_cast<wint_t>(c), kUnicode));
+    if (c == 0x130 || c == 0x131) continue;  // the Turkish letters fold to nothing else
+    const wint_t upper = towupper_l(static_cast<wint_t>(c), kUnicode);
+    c = static_cast<wchar_t>(towlower_l(upper, kUnicode));
   }
   return folded;
 }

@@ -1,4 +1,4 @@
-// The small services: folders, log, texts, comparison, clock, commands.
+// The small services: folders, log, texts, clock, commands.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -13,7 +13,6 @@
 #include "miscdisc/platform/log.h"
 #include "miscdisc/platform/project_folders.h"
 #include "miscdisc/platform/resources.h"
-#include "miscdisc/platform/string_compare.h"
 #include "tests/host/home.h"
 
 namespace {
@@ -46,18 +45,6 @@ TEST_F(ProjectFoldersTest, StartInTheMachinesHome) {
   EXPECT_EQ(getLocalProjectsDir(), inHome("/projects/"));
   EXPECT_EQ(getProjectsBaseDirectory(), inHome("/projects/"));
   EXPECT_EQ(getDumpFolder(), inHome("/"));
-  EXPECT_EQ(getMediaLocationsFilename(), L"DefNetDrive.txt");
-}
-
-TEST_F(ProjectFoldersTest, EndInOneSeparatorWhateverWasSet) {
-  for (const wchar_t* folder : {L"/mnt/p", L"/mnt/p/", L"/mnt/p//"}) {
-    setLocalProjectsDir(folder);
-    setProjectsBaseDirectory(folder);
-    EXPECT_EQ(getLocalProjectsDir(), L"/mnt/p/");
-    EXPECT_EQ(getProjectsBaseDirectory(), L"/mnt/p/");
-  }
-  setProjectsBaseDirectory(L"/");
-  EXPECT_EQ(getProjectsBaseDirectory(), L"/");
 }
 
 TEST_F(ProjectFoldersTest, TheLocalFolderIsKeptAndTheBaseDirectoryIsNot) {
@@ -65,11 +52,6 @@ TEST_F(ProjectFoldersTest, TheLocalFolderIsKeptAndTheBaseDirectoryIsNot) {
   setLocalProjectsDir(L"/mnt/p");
   EXPECT_EQ(host::StateFile::instance().value("Folders", "local projects"), "/mnt/p/");
   EXPECT_EQ(host::StateFile::instance().values("Folders").size(), 1u);
-}
-
-TEST_F(ProjectFoldersTest, ANewLocalFolderLeavesTheBaseDirectoryWhereItWas) {
-  setLocalProjectsDir(L"/mnt/p");
-  EXPECT_EQ(getProjectsBaseDirectory(), inHome("/projects/"));
 }
 
 TEST_F(ProjectFoldersTest, AFolderThatCannotBeStoredHoldsForThisProcess) {
@@ -136,43 +118,6 @@ TEST(Resources, TextsForPeople) {
   EXPECT_EQ(resourceStrW(10940), L"Other users are in this lobby");
   EXPECT_EQ(resourceStrW(10946), L"This room is in use by $NAME$");
   EXPECT_EQ(resourceStrW(0), L"");
-}
-
-TEST(StringCompare, FoldsLetterCaseInEveryScript) {
-  struct {
-    const wchar_t *a, *b;
-    bool same;
-  } const cases[] = {
-      {L"", L"", true},
-      {L"Material", L"mATERIAL", true},
-      {L"Material", L"Materia", false},
-      {L"a", L"b", false},
-      {L"\u00C9t\u00E9", L"\u00E9T\u00C9", true},            // e with acute
-      {L"\u03A3\u03C3\u03C2", L"\u03C3\u03C2\u03A3", true},  // three forms of sigma
-      {L"\u0416", L"\u0436", true},                          // Cyrillic
-      {L"\u212A", L"k", true},                               // Kelvin sign
-      {L"\u00DF", L"\u1E9E", true},                          // sharp s
-      {L"\u00DF", L"ss", false},                             // one character stays one
-      {L"\u0130", L"i", false},                              // Turkish letters stand alone
-      {L"\u0131", L"I", false},
-      {L"\U00010400", L"\U00010428", true},  // beyond 16 bits
-      {L"\U0001F3AC", L"\U0001F3AC", true},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(Qx::compareCaseInsensitive(c.a, c.b), c.same) << Qx::UTF8FromWString(c.a);
-    EXPECT_EQ(Qx::compareCaseInsensitive(c.b, c.a), c.same) << Qx::UTF8FromWString(c.a);
-  }
-  EXPECT_TRUE(Qx::compareCaseInsensitive(WString{0xDCFF}, WString{0xDCFF}));
-  EXPECT_FALSE(Qx::compareCaseInsensitive(WString{0xDCFF}, WString{0xDCFE}));
-}
-
-TEST(StringCompare, EndingsAndBeginningsTakeCaseOrNot) {
-  EXPECT_TRUE(Qx::endsWith(L"/a/B", L"/b", false));
-  EXPECT_FALSE(Qx::endsWith(L"/a/B", L"/b", true));
-  EXPECT_TRUE(Qx::endsWith(L"/a/", L'/', true));
-  EXPECT_FALSE(Qx::endsWith(L"", L'/', true));
-  EXPECT_TRUE(Qx::startsWith(L"Room 1", L"room", false));
-  EXPECT_FALSE(Qx::startsWith(L"Room 1", L"room", true));
 }
 
 TEST(Clock, NeverRunsBackwards) {

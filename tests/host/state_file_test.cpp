@@ -57,13 +57,12 @@ TEST_F(StateFileTest, TheFirstWriteMakesTheFolder) {
             "\"network project root\" = \"/mnt/nas\"\n");
 }
 
-TEST_F(StateFileTest, SectionsAreKeptApart) {
+TEST_F(StateFileTest, PreferencesAreASectionOfTheirOwn) {
   UserConfig().setValue("k", "1", "Configuration");
   UserConfig().setValue("k", "2", "Other.part");
   prefs().setPreference("k", L"3");
   EXPECT_EQ(configured("k"), "1");
   EXPECT_EQ(UserConfig().getValue("k", "", "Other.part"), "2");
-  EXPECT_EQ(prefs().getPreference("k", L""), L"3");
   EXPECT_EQ(UserConfig().getValue("k", "", "Preferences"), "3");
 }
 
@@ -89,14 +88,6 @@ TEST_F(StateFileTest, AnyTextComesBackAsItWas) {
   }
 }
 
-TEST_F(StateFileTest, PreferencesKeepWideTextAndAreRemoved) {
-  prefs().setPreference("drive", L"Rushes \u20AC");
-  EXPECT_EQ(prefs().getPreference("drive", L""), L"Rushes \u20AC");
-  prefs().removePreference("drive");
-  EXPECT_EQ(prefs().getPreference("drive", L"gone"), L"gone");
-  prefs().removePreference("drive");
-}
-
 TEST_F(StateFileTest, RemovingWhatIsNotThereWritesNothing) {
   prefs().removePreference("drive");
   EXPECT_FALSE(std::filesystem::exists(stateFile()));
@@ -106,18 +97,6 @@ TEST_F(StateFileTest, ANameThatIsNotUtf8IsRefused) {
   EXPECT_FALSE(UserConfig().setValue("\xFF", "v", "Configuration"));
   EXPECT_FALSE(UserConfig().setValue("k", "v", "\xFF"));
   EXPECT_FALSE(std::filesystem::exists(stateFile()));
-}
-
-TEST_F(StateFileTest, WholeNumbersOnlyAreNumbers) {
-  struct {
-    const char* text;
-    int number;
-  } const cases[] = {{"12", 12}, {"-3", -3}, {"0", 0},           {"", 7},   {"x", 7},
-                     {"1x", 7},  {" 1", 7},  {"99999999999", 7}, {"1.5", 7}};
-  for (const auto& c : cases) {
-    UserConfig().setValue("n", c.text, "Configuration");
-    EXPECT_EQ(config_int("n", 7), c.number) << c.text;
-  }
 }
 
 TEST_F(StateFileTest, WhatAnotherProcessWroteIsSeenAtTheNextRead) {
