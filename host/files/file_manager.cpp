@@ -176,10 +176,12 @@ Qx::Ptr<iFile> openPlain(const std::string& path, int access, unsigned creation)
   return new OpenFile(std::move(file));
 }
 
-std::string pathInBase(const WString& path) {
-  if (path.empty()) return {};
-  return nativePath(path[0] == L'/' ? path : getProjectsBaseDirectory() + path);
+// Empty for what names nothing.
+WString inBase(const WString& path) {
+  return path.empty() || path[0] == L'/' ? path : getProjectsBaseDirectory() + path;
 }
+
+std::string pathInBase(const WString& path) { return nativePath(inBase(path)); }
 
 // '*' stands for any characters, '?' for one.
 bool matches(std::wstring_view name, std::wstring_view pattern) {
@@ -227,7 +229,7 @@ class FileManager final : public iFileManager {
 
   Qx::Ptr<iFile> open(const WString& wide, unsigned access, unsigned sharing, unsigned creation,
                       unsigned flags) override {
-    const std::string path = nativePath(wide);
+    const std::string path = pathInBase(wide);
     if (path.empty()) return failed(path, ENOENT);
     if (flags == kLockFlag) {
       if (access != kReadWrite) return failed(path, EINVAL);
@@ -253,7 +255,7 @@ class FileManager final : public iFileManager {
   }
 
   bool createDirectory(const WString& wide) override {
-    std::string path = nativePath(wide);
+    std::string path = pathInBase(wide);
     while (path.size() > 1 && path.back() == '/') path.pop_back();
     if (path.empty()) return false;
     const std::optional<Folder> parent = folderToWrite(path);
@@ -271,8 +273,8 @@ class FileManager final : public iFileManager {
 
   bool copy(const WString& wideSource, const WString& wideDestination, unsigned, unsigned,
             unsigned) override {
-    const std::string source = nativePath(wideSource);
-    const std::string destination = nativePath(wideDestination);
+    const std::string source = pathInBase(wideSource);
+    const std::string destination = pathInBase(wideDestination);
     if (source.empty() || destination.empty()) return false;
     const Descriptor from = openExisting(source, O_RDONLY);
     if (!from) return false;
@@ -287,19 +289,19 @@ class FileManager final : public iFileManager {
   }
 
   bool remove(const WString& wide) override {
-    const std::string path = nativePath(wide);
+    const std::string path = pathInBase(wide);
     if (path.empty()) return false;
     const Removal guarded = removeGuarded(path);
     if (guarded != Removal::kPlain) return guarded == Removal::kRemoved;
     return unlink(path.c_str()) == 0;
   }
 
-  bool list(const WString& pattern, Vector<DirectoryItem>& items, unsigned, unsigned) override {
+  bool list(const WString& given, Vector<DirectoryItem>& items, unsigned, unsigned) override {
     items.clear();
+    const WString pattern = inBase(given);
     const size_t nameStart = pattern.rfind(L'/') + 1;
     const WString mask = pattern.substr(nameStart);
-    const WString wideFolder = nameStart == 0 ? L"." : pattern.substr(0, nameStart);
-    const std::string folder = nativePath(wideFolder);
+    const std::string folder = nativePath(pattern.substr(0, nameStart));
 
     // Opened anew each time: this is what makes a network client ask the server.
     const Listing directory(opendir(folder.c_str()));
@@ -334,7 +336,7 @@ class FileManager final : public iFileManager {
   }
 
   bool directoryUsable(const WString& wide) override {
-    const std::string path = nativePath(wide);
+    const std::string path = pathInBase(wide);
     const Descriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return folder && faccessat(AT_FDCWD, path.c_str(), R_OK | X_OK, AT_EACCESS) == 0;
   }

@@ -2,6 +2,9 @@
 //
 // A failure is a false result, or a handle that is null or not valid: nothing here throws for
 // what a file system does.  All operations may be called from any thread.
+//
+// A path without a leading separator lies in the projects base directory of the moment, whatever
+// the operation; an empty one names nothing.
 #pragma once
 
 #include <cstdint>
@@ -63,8 +66,7 @@ class MISCDISC_EXPORT iFileManager {
   virtual bool list(const WString& pattern, Vector<DirectoryItem>& items, unsigned, unsigned) = 0;
 
   // Marks an ordinary file: value 2 sets bit 2 of its attributes, value 1 clears it.  Creates
-  // nothing; false when there is no such file.  A path without a leading separator lies in the
-  // projects base directory; an empty one is false.
+  // nothing; false when there is no such file.
   virtual bool mark(const WString& path, unsigned value) = 0;
 
   // The folder is there and its contents can be listed.

@@ -98,12 +98,13 @@ struct InvalidFile final : iFile {
 struct FakeFileManager final : iFileManager {
   wchar_t getPathSeparator() override { return L'/'; }
 
-  Qx::Ptr<iFile> open(const WString& path, unsigned access, unsigned sharing, unsigned creation,
+  Qx::Ptr<iFile> open(const WString& given, unsigned access, unsigned sharing, unsigned creation,
                       unsigned flags) override {
     FakePlatform& platform = fakePlatform();
-    platform.opened.push_back({path, access, sharing, creation, flags});
+    platform.opened.push_back({given, access, sharing, creation, flags});
+    const WString path = inBase(given);
     if (flags == 32) platform.informed.try_emplace(path, false);
-    if (platform.callFails("open " + Qx::UTF8FromWString(path))) return new InvalidFile;
+    if (platform.callFails("open " + Qx::UTF8FromWString(given))) return new InvalidFile;
     const bool locks = flags == 32 && sharing == 3;
     const bool probes = flags == 32 && sharing == 1;
     const auto existing = platform.nodes.find(path);
@@ -121,19 +122,20 @@ struct FakeFileManager final : iFileManager {
     return new FakeFile(path, access != 0, locks && creation == 0);
   }
 
-  bool createDirectory(const WString& path) override {
+  bool createDirectory(const WString& given) override {
     FakePlatform& platform = fakePlatform();
-    if (platform.callFails("createDirectory " + Qx::UTF8FromWString(path))) return false;
-    const WString bare = withoutSeparator(path);
+    if (platform.callFails("createDirectory " + Qx::UTF8FromWString(given))) return false;
+    const WString bare = withoutSeparator(inBase(given));
     if (platform.has(bare) || !platform.has(bare.substr(0, bare.rfind(L'/')))) return false;
     platform.addFolder(bare);
     return true;
   }
 
-  bool copy(const WString& source, const WString& destination, unsigned, unsigned,
+  bool copy(const WString& givenSource, const WString& givenDestination, unsigned, unsigned,
             unsigned) override {
     FakePlatform& platform = fakePlatform();
-    if (platform.callFails("copy " + Qx::UTF8FromWString(source))) return false;
+    if (platform.callFails("copy " + Qx::UTF8FromWString(givenSource))) return false;
+    const WString source = inBase(givenSource), destination = inBase(givenDestination);
     const FakePlatform::Node* from = platform.file(source);
     if (!from || platform.has(destination)) return false;
     if (!platform.has(destination.substr(0, destination.rfind(L'/')))) return false;
@@ -141,10 +143,11 @@ struct FakeFileManager final : iFileManager {
     return true;
   }
 
-  bool remove(const WString& path) override {
+  bool remove(const WString& given) override {
     FakePlatform& platform = fakePlatform();
-    platform.removed.push_back(path);
-    if (platform.callFails("remove " + Qx::UTF8FromWString(path))) return false;
+    platform.removed.push_back(given);
+    if (platform.callFails("remove " + Qx::UTF8FromWString(given))) return false;
+    const WString path = inBase(given);
     const auto held = platform.locks.find(path);
     if (held != platform.locks.end() && held->second < 0) return false;
     platform.locks.erase(path);
@@ -164,7 +167,7 @@ struct FakeFileManager final : iFileManager {
   bool list(const WString& pattern, Vector<DirectoryItem>& items, unsigned, unsigned) override {
     FakePlatform& platform = fakePlatform();
     items.clear();
-    const WString folder = getPath(pattern);
+    const WString folder = getPath(inBase(pattern));
     if (!directoryUsable(folder)) return false;
     for (const WString& name : platform.namesIn(folder)) {
       const FakePlatform::Node* node = platform.file(folder + name);
@@ -178,20 +181,24 @@ struct FakeFileManager final : iFileManager {
   bool mark(const WString& path, unsigned value) override {
     FakePlatform& platform = fakePlatform();
     if (platform.callFails("mark " + Qx::UTF8FromWString(path))) return false;
-    const WString full = path.starts_with(L"/") ? path : getProjectsBaseDirectory() + path;
-    if (path.empty() || !platform.file(full)) return false;
+    const WString full = inBase(path);
+    if (!platform.file(full)) return false;
     platform.nodes[full].marked = (value & 2) != 0;
     return true;
   }
 
   bool directoryUsable(const WString& path) override {
-    const auto it = fakePlatform().nodes.find(withoutSeparator(path));
+    const auto it = fakePlatform().nodes.find(withoutSeparator(inBase(path)));
     return it != fakePlatform().nodes.end() && it->second.isFolder;
   }
 
   WString getDefaultNetworkMaterialFolder() override { return L"/home/ann/network/material/"; }
 
  private:
+  static WString inBase(const WString& path) {
+    return path.empty() || path.starts_with(L'/') ? path : getProjectsBaseDirectory() + path;
+  }
+
   static WString withoutSeparator(const WString& path) {
     return path.size() > 1 && path.ends_with(L'/') ? path.substr(0, path.size() - 1) : path;
   }

@@ -19,7 +19,6 @@
 
 #include "miscdisc/platform/os.h"
 #include "miscdisc/platform/paths.h"
-#include "miscdisc/platform/project_folders.h"
 #include "tests/host/configure.h"
 
 namespace fs = std::filesystem;
@@ -172,16 +171,6 @@ TEST(OsTest, FailureReportOfALongPathIsCutOff) {
   const WString log = Qx::WStringFromUTF8(ground::home() + "miscdisc.log");
   EXPECT_THAT(ground::readFile(log).value_or(""),
               testing::HasSubstr("could not open /" + String(PATH_MAX - 1, 'x') + ": "));
-}
-
-TEST(FileManagerOnHostTest, RelativeNameIsMarkedInTheProjectsBase) {
-  setProjectsBaseDirectory(ground::folder());
-  ground::writeFile(ground::folder() + L"anna.cli", "");
-  EXPECT_TRUE(OS()->fileManager().mark(L"anna.cli", 2));
-  Vector<iFileManager::DirectoryItem> items;
-  OS()->fileManager().list(ground::folder() + L"*.cli", items, 1, 0);
-  ASSERT_EQ(items.size(), 1u);
-  EXPECT_EQ(items[0].attributes, 2u);
 }
 
 TEST(FileManagerOnHostTest, LinkIsNeitherMarkedNorListed) {

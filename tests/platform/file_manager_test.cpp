@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "miscdisc/platform/os.h"
+#include "miscdisc/platform/project_folders.h"
 #include "tests/platform/ground.h"
 
 using namespace std::string_literals;
@@ -316,6 +317,12 @@ TEST_F(FileManagerTest, ListEmptiesTheItemsAndFailsWithoutAFolder) {
   EXPECT_EQ(items.size(), 0u);
 }
 
+TEST_F(FileManagerTest, EmptyPatternListsNothing) {
+  setProjectsBaseDirectory(folder);
+  Vector<iFileManager::DirectoryItem> items;
+  EXPECT_FALSE(files.list(L"", items, 1, 0));
+}
+
 TEST_F(FileManagerTest, LoggedOutByCrashIsStillListed) {
   ground::writeFile(folder + L"bert.cli", "");
   const Qx::Ptr<iFile> held = login(folder + L"anna.cli");
@@ -350,6 +357,54 @@ TEST_F(FileManagerTest, NewLoginStartsUnmarked) {
   const Qx::Ptr<iFile> held = login(file);
   ASSERT_TRUE(opened(held));
   EXPECT_EQ(attributesOf(file) & 2, 0u);
+}
+
+TEST_F(FileManagerTest, RelativeNamesLieInTheProjectsBase) {
+  setProjectsBaseDirectory(folder);
+  EXPECT_TRUE(files.createDirectory(L"Lobby"));
+  EXPECT_TRUE(files.directoryUsable(folder + L"Lobby"));
+  EXPECT_TRUE(files.directoryUsable(L"Lobby"));
+  EXPECT_FALSE(files.directoryUsable(L""));
+
+  write(L"Lobby/a.txt", "one");
+  EXPECT_EQ(ground::readFile(folder + L"Lobby/a.txt"), "one");
+  EXPECT_TRUE(files.copy(L"Lobby/a.txt", L"b.txt", 0, 0, 0));
+  EXPECT_EQ(ground::readFile(folder + L"b.txt"), "one");
+  EXPECT_EQ(namesOf(L"*.txt"), (std::vector<WString>{L"b.txt"}));
+  EXPECT_EQ(namesOf(L"Lobby/*"), (std::vector<WString>{L"a.txt"}));
+  EXPECT_TRUE(files.mark(L"b.txt", 2));
+  EXPECT_EQ(attributesOf(folder + L"b.txt") & 2, 2u);
+
+  EXPECT_TRUE(files.remove(L"Lobby/a.txt"));
+  EXPECT_EQ(ground::readFile(folder + L"Lobby/a.txt"), std::nullopt);
+}
+
+TEST_F(FileManagerTest, RelativeLockIsTheOneInTheProjectsBase) {
+  setProjectsBaseDirectory(folder);
+  Qx::Ptr<iFile> held = lock(L"Room 1.lck");
+  ASSERT_TRUE(opened(held));
+  EXPECT_TRUE(opened(probe(L"Room 1.lck")));
+  EXPECT_FALSE(opened(lock(path)));
+  held = nullptr;
+  EXPECT_TRUE(files.remove(path));
+}
+
+TEST_F(FileManagerTest, InformationOfNoLockIsInvalidAndLeavesNoFile) {
+  setProjectsBaseDirectory(folder);
+  EXPECT_FALSE(opened(readOnly(L".inf")));
+  EXPECT_EQ(ground::readFile(folder + L".inf"), std::nullopt);
+}
+
+TEST_F(FileManagerTest, RelativeNamesFollowTheProjectsBase) {
+  ground::makeFolder(folder + L"one");
+  ground::makeFolder(folder + L"other");
+  setProjectsBaseDirectory(folder + L"one/");
+  write(L"a.txt", "one");
+  setProjectsBaseDirectory(folder + L"other/");
+  EXPECT_FALSE(opened(readOnly(L"a.txt")));
+  write(L"a.txt", "other");
+  EXPECT_EQ(ground::readFile(folder + L"one/a.txt"), "one");
+  EXPECT_EQ(ground::readFile(folder + L"other/a.txt"), "other");
 }
 
 TEST_F(FileManagerTest, MaterialFolderEndsInTheSeparator) {
