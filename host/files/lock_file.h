@@ -59,8 +59,8 @@ class FileLock {
 // Notes that this process opens, or asks for, a lock of that path.  From then on, to the end of the
 // process, a remove of the path or of its information file is a guarded one: the library removes a
 // lock that it did not get, and one that it has removed before, and by then another machine may
-// hold it.  The memory is bounded by the distinct lock paths that a process ever uses, and is never
-// given back.
+// hold it.  The memory is bounded by the distinct lock paths that a process ever uses, and by how
+// often their folders are made anew; it is never given back.
 void rememberLock(const std::string& path);
 
 // Notes that this process is about to write the information file of a lock, "<lock>.inf"; any
