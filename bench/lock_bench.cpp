@@ -71,6 +71,7 @@ double median(std::vector<double>& values) {
 int main() {
   std::string folder = std::filesystem::temp_directory_path() / "lock_bench-XXXXXX";
   if (!mkdtemp(folder.data())) return 2;
+  setenv("MISCDISC_HOME", folder.c_str(), 1);  // the user's own settings would bear on the locks
   const std::string path = folder + "/Lock", info = path + ".inf";
   const WString widePath = Qx::WStringFromUTF8(path), wideInfo = Qx::WStringFromUTF8(info);
 
