@@ -8,6 +8,8 @@
 #include "miscdisc/dircache/global_cache.h"
 #include "miscdisc/lobby/lobby_utils.h"
 #include "miscdisc/platform/fsys.h"
+#include "miscdisc/platform/log.h"
+#include "miscdisc/platform/os.h"
 #include "miscdisc/platform/project_folders.h"
 
 namespace console {
@@ -17,6 +19,19 @@ constexpr wchar_t kLocationIds = 0xE030;  // location #n has the id U+E030 + n
 
 std::string folderName(const directory_cache& directory) {
   return directory.path.find(L"Sound") == WString::npos ? "material" : "sound";
+}
+
+// As initialise_directory_caches() does, but reads nothing yet, and knows only these volumes.
+void addToCache(const std::vector<wchar_t>& volumes) {
+  const WString separator(1, OS()->fileManager().getPathSeparator());
+  for (wchar_t volume : volumes) {
+    const WString root = volume + (L":" + separator);
+    const std::string shown = printable(FsysFilenameToWin32Filename(root));
+    LogBoth("Added media location : %s\n", shown.c_str());
+    for (const wchar_t* folder : {L"Material", L"Sound"}) {
+      getSystemCache()->add(directory_spec(root + folder + separator));
+    }
+  }
 }
 
 std::vector<directory_cache*> directoriesOf(wchar_t volume) {
@@ -79,12 +94,7 @@ bool configurationIsBroken() {
 
 std::vector<CachedFolder> readVolumes(const Options& options, const std::vector<wchar_t>& volumes) {
   Progress progress(options);
-  // Folder by folder rather than all at once, so that a slow one can be named.
-  for (wchar_t volume : volumes) {
-    for (const wchar_t* folder : {L":/Material/", L":/Sound/"}) {
-      getSystemCache()->add(directory_spec(volume + WString(folder)));
-    }
-  }
+  addToCache(volumes);
   std::vector<CachedFolder> folders;
   std::vector<std::string> problems;
   for (wchar_t volume : volumes) {
@@ -96,6 +106,7 @@ std::vector<CachedFolder> readVolumes(const Options& options, const std::vector<
                          printable(FsysGetMaterialVolumeName(volume, path, false)) +
                          " is no folder.  Mount it, or change [volumes] in config.toml.");
     }
+    // One by one rather than all at once: a slow or broken folder is to be named.
     for (directory_cache* directory : directoriesOf(volume)) {
       const WString path = FsysFilenameToWin32Filename(directory->path);
       bool readable = present;

@@ -27,6 +27,18 @@ load helpers
   [ ! -s words ]
 }
 
+@test "-v shows the volumes that are read" {
+  three_volumes
+  ask -v find A001.mxf --volume F
+  expect_code 0
+  diff <(printf 'Added media location : %s/\n' "$PWD/f") words
+  ask -v cache stats
+  expect_code 0
+  diff <(printf 'Added media location : %s/\n' "$PWD/e" "$PWD/f" "$PWD/g") words
+  ask find A001.mxf
+  [ ! -s words ]
+}
+
 @test "an unknown volume is a usage error that names the known ones" {
   three_volumes
   ask find A001.mxf --volume Q
