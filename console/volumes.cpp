@@ -5,6 +5,7 @@
 #include "console/progress.h"
 #include "host/listing/read_failures.h"
 #include "host/settings.h"
+#include "host/volume_ids.h"
 #include "miscdisc/dircache/global_cache.h"
 #include "miscdisc/lobby/lobby_utils.h"
 #include "miscdisc/platform/fsys.h"
@@ -15,7 +16,7 @@
 namespace console {
 namespace {
 
-constexpr wchar_t kLocationIds = 0xE030;  // location #n has the id U+E030 + n
+using host::kLocationIds;
 
 std::string folderName(const directory_cache& directory) {
   return directory.path.find(L"Sound") == WString::npos ? "material" : "sound";

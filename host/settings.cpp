@@ -5,6 +5,7 @@
 #include <cstring>
 #include <mutex>
 
+#include "host/os.h"
 #include "host/places.h"
 #include "host/read_file.h"
 #include "host/state_file.h"
@@ -108,8 +109,7 @@ class SettingsReader {
     const toml::node* user = entry("machine", "user");
     if (!user) return;
     const auto name = user->value_exact<std::string>();
-    if (!name || name->empty() || name->front() == '.' || hasZero(*name) ||
-        name->find('/') != std::string::npos) {
+    if (!name || !validUserName(*name)) {
       expected(user->source(),
                "user: a name in quotes was expected, without '/' and not starting with '.'");
     }

@@ -13,6 +13,7 @@
 
 #include "host/places.h"
 #include "host/settings.h"
+#include "host/volume_ids.h"
 #include "miscdisc/platform/fsys.h"
 #include "miscdisc/platform/string_compare.h"
 
@@ -21,8 +22,7 @@ namespace {
 using namespace std::string_literals;
 
 constexpr wchar_t kOwnMediaLetter = L'E';
-constexpr wchar_t kMountedIds = 0xE030;  // location n has the id U+E030 + n
-constexpr wchar_t kLastMountedId = 0xF8FF;
+constexpr wchar_t kLastLocationId = 0xF8FF;
 constexpr const char* kMediaFolders[] = {"/Material", "/Sound"};
 
 struct Volume {
@@ -91,9 +91,9 @@ class Volumes {
     for (const auto& [id, volume] : table_) {
       if (volume.folder == folder || isSameFolder(volume.folder, folder)) return {};
     }
-    wchar_t id = kMountedIds + 1;
+    wchar_t id = host::kLocationIds + 1;
     while (table_.count(id) != 0) ++id;
-    if (id > kLastMountedId) return {};
+    if (id > kLastLocationId) return {};
     table_[id] = {folder, true, false};
     return id;
   }
