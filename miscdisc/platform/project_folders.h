@@ -4,6 +4,8 @@
 
 #include "miscdisc/platform/values/text.h"
 
+// Setting an empty folder goes back to what it is until something is set.
+
 // The root of the current project space, of this process; at first the local projects folder.
 MISCDISC_EXPORT WString getProjectsBaseDirectory();
 MISCDISC_EXPORT void setProjectsBaseDirectory(const WString& folder);

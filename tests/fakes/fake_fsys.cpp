@@ -116,13 +116,14 @@ void getDirectoryContents(const WString& folder, const WString& pattern, Vector<
 WString getProjectsBaseDirectory() { return fakePlatform().baseDirectory; }
 
 void setProjectsBaseDirectory(const WString& folder) {
-  fakePlatform().baseDirectory = withSeparator(folder);
+  fakePlatform().baseDirectory = folder.empty() ? getLocalProjectsDir() : withSeparator(folder);
 }
 
 WString getLocalProjectsDir() { return fakePlatform().localProjects; }
 
 void setLocalProjectsDir(const WString& folder) {
-  fakePlatform().localProjects = withSeparator(folder);
+  fakePlatform().localProjects =
+      folder.empty() ? getDefaultLocalProjectsDir() : withSeparator(folder);
 }
 
 WString getDefaultLocalProjectsDir() { return L"/home/ann/projects/"; }

@@ -40,4 +40,13 @@ TEST(ProjectFoldersTest, TheFileOfMediaLocationsHasABareName) {
   EXPECT_EQ(getMediaLocationsFilename(), L"DefNetDrive.txt");
 }
 
+TEST(ProjectFoldersTest, AnEmptyFolderGoesBackToWhatItIsWithoutASetting) {
+  setLocalProjectsDir(L"/mnt/local");
+  setProjectsBaseDirectory(L"/mnt/base");
+  setProjectsBaseDirectory(L"");
+  EXPECT_EQ(getProjectsBaseDirectory(), L"/mnt/local/");
+  setLocalProjectsDir(L"");
+  EXPECT_EQ(getLocalProjectsDir(), getDefaultLocalProjectsDir());
+}
+
 }  // namespace
