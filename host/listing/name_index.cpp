@@ -43,18 +43,20 @@ void NameIndex::build(const std::vector<Entry>& entries, std::vector<Handle>& re
 }
 
 size_t NameIndex::search(std::wstring_view name, uint32_t hash) const {
+  const uint8_t tag = tagOf(hash);
   size_t place = placeOf(hash);
-  for (; table_[place].handle != 0; place = after(place)) {
-    const Entry& entry = table_[place];
-    if (entry.hash == hash && store_.at(entry.handle)->nameView() == name) break;
+  for (; tags_[place] != kFree; place = after(place)) {
+    if (tags_[place] != tag) continue;
+    const file_info* record = store_.at(handles_[place]);
+    if (record->nameHash == hash && record->nameView() == name) break;
   }
   return place;
 }
 
 NameIndex::Handle* NameIndex::find(std::wstring_view name, uint32_t hash) {
   if (count_ == 0) return nullptr;
-  Entry& entry = table_[search(name, hash)];
-  return entry.handle != 0 ? &entry.handle : nullptr;
+  const size_t place = search(name, hash);
+  return tags_[place] != kFree ? &handles_[place] : nullptr;
 }
 
 NameIndex::Handle* NameIndex::insert(Handle handle) {
@@ -63,44 +65,53 @@ NameIndex::Handle* NameIndex::insert(Handle handle) {
 }
 
 NameIndex::Handle* NameIndex::insert(Entry entry) {
+  const uint8_t tag = tagOf(entry.hash);
   size_t place = placeOf(entry.hash);
-  for (; table_[place].handle != 0; place = after(place)) {
-    if (table_[place].hash != entry.hash) continue;
-    const file_info* there = store_.at(table_[place].handle);
-    if (there->nameView() == store_.at(entry.handle)->nameView()) return &table_[place].handle;
+  for (; tags_[place] != kFree; place = after(place)) {
+    if (tags_[place] != tag) continue;
+    const file_info* there = store_.at(handles_[place]);
+    if (there->nameHash != entry.hash) continue;
+    if (there->nameView() == store_.at(entry.handle)->nameView()) return &handles_[place];
   }
-  table_[place] = entry;
+  put(place, entry);
   ++count_;
-  return &table_[place].handle;
+  return &handles_[place];
+}
+
+void NameIndex::put(size_t place, Entry entry) {
+  tags_[place] = tagOf(entry.hash);
+  handles_[place] = entry.handle;
 }
 
 void NameIndex::makeRoomFor(size_t count) {
-  if (fits(count, table_.size())) return;
+  if (fits(count, tags_.size())) return;
   size_t places = 16;
   while (!fits(count, places)) places *= 2;
-  std::vector<Entry> old(places);
-  old.swap(table_);
+  std::vector<uint8_t> tags(places, kFree);
+  std::vector<Handle> handles(places);
+  tags.swap(tags_);
+  handles.swap(handles_);
   shift_ = 32 - static_cast<unsigned>(std::countr_zero(places));
-  for (const Entry& entry : old) {
-    if (entry.handle == 0) continue;
+  for (size_t old = 0; old < tags.size(); ++old) {
+    if (tags[old] == kFree) continue;
+    const Entry entry{store_.at(handles[old])->nameHash, handles[old]};
     size_t place = placeOf(entry.hash);
-    while (table_[place].handle != 0) place = after(place);
-    table_[place] = entry;
+    while (tags_[place] != kFree) place = after(place);
+    put(place, entry);
   }
 }
 
 void NameIndex::erase(const Handle* found) {
-  size_t hole = placeOf(store_.at(*found)->nameHash);
-  while (&table_[hole].handle != found) hole = after(hole);
+  auto hole = static_cast<size_t>(found - handles_.data());
   // What was pushed on by the entry that goes moves up, so that no search stops at the hole.
-  const size_t mask = table_.size() - 1;
-  for (size_t place = after(hole); table_[place].handle != 0; place = after(place)) {
-    const size_t home = placeOf(table_[place].hash);
-    if (((place - home) & mask) < ((place - hole) & mask)) continue;
-    table_[hole] = table_[place];
+  const size_t mask = tags_.size() - 1;
+  for (size_t place = after(hole); tags_[place] != kFree; place = after(place)) {
+    if (((place - homeOf(place)) & mask) < ((place - hole) & mask)) continue;
+    tags_[hole] = tags_[place];
+    handles_[hole] = handles_[place];
     hole = place;
   }
-  table_[hole] = {};
+  tags_[hole] = kFree;
   --count_;
 }
 

@@ -9,10 +9,10 @@
 
 namespace host {
 
-// An open table of the names' hashes and the handles of their records, searched by linear probing
-// from the place that the hash's upper bits give.  The hash stands beside the handle, so that a
-// search reads one line of memory before the record that it finds, and the table is built, and
-// grows, without reading any record.
+// An open table of the handles of records, searched by linear probing from the place that the
+// upper bits of the name's hash give.  The lower bits stand by themselves as one byte a place: a
+// search that finds nothing reads only these, which for many folders still fit into the
+// processor's caches, and the table is built without reading any record.
 //
 // Pointers to handles die at the next insert or erase.
 class NameIndex {
@@ -20,8 +20,8 @@ class NameIndex {
   using Handle = RecordStore::Handle;
 
   struct Entry {
-    uint32_t hash = 0;
-    Handle handle = 0;  // 0: nothing here; no record has it
+    uint32_t hash = 0;  // of the record's name
+    Handle handle = 0;
   };
 
   // The store outlives the index.
@@ -41,15 +41,24 @@ class NameIndex {
   void erase(const Handle* found);
 
  private:
+  static constexpr uint8_t kFree = 0;
+
+  static uint8_t tagOf(uint32_t hash) {
+    const auto lowest = static_cast<uint8_t>(hash);
+    return lowest == kFree ? uint8_t{1} : lowest;
+  }
   size_t placeOf(uint32_t hash) const { return hash >> shift_; }
-  size_t after(size_t place) const { return (place + 1) & (table_.size() - 1); }
-  // The place of the name, or the empty one where it belongs.
+  size_t homeOf(size_t place) const { return placeOf(store_.at(handles_[place])->nameHash); }
+  size_t after(size_t place) const { return (place + 1) & (tags_.size() - 1); }
+  // The place of the name, or the free one where it belongs.
   size_t search(std::wstring_view name, uint32_t hash) const;
   Handle* insert(Entry entry);
+  void put(size_t place, Entry entry);
   void makeRoomFor(size_t count);
 
   const RecordStore& store_;
-  std::vector<Entry> table_;  // a power of two, never full
+  std::vector<uint8_t> tags_;    // a power of two of them, never all taken
+  std::vector<Handle> handles_;  // where the tag is not free
   unsigned shift_ = 0;
   size_t count_ = 0;
 };
