@@ -43,9 +43,8 @@ file_info* RecordStore::listedFrom(size_t offset, size_t& block) const {
 
 void RecordStore::mapPages(std::byte* block) {
   static const auto pageBytes = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
-  const auto begin = reinterpret_cast<uintptr_t>(block) / pageBytes * pageBytes;
-  const auto end = (reinterpret_cast<uintptr_t>(block) + kBlockBytes) / pageBytes * pageBytes;
-  madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE);
+  const size_t overhang = reinterpret_cast<uintptr_t>(block) % pageBytes;
+  madvise(block - overhang, (overhang + kBlockBytes) / pageBytes * pageBytes, MADV_POPULATE_WRITE);
 }
 
 void RecordStore::addBlock(size_t recordBytes) {
