@@ -386,6 +386,17 @@ void measureWalk(size_t files) {
             nanoseconds(cost.bare / perFile), cost.ratio, "<= 2.5", cost.ratio <= 2.5);
 }
 
+// The one system call that every patch must make.
+double secondsOfBareStatx(const std::vector<std::string>& paths) {
+  return cpuSecondsOf([&] {
+    for (const std::string& path : paths) {
+      struct statx details;
+      sink =
+          static_cast<uint64_t>(statx(AT_FDCWD, path.c_str(), AT_NO_AUTOMOUNT, kDetails, &details));
+    }
+  });
+}
+
 void measurePatch(const ClipFolder& clips, size_t files, bool listed) {
   const auto listing = list(clips);
   const Sample sample(clips, files, kPatches);
@@ -405,15 +416,7 @@ void measurePatch(const ClipFolder& clips, size_t files, bool listed) {
           }
         });
       },
-      [&] {
-        return cpuSecondsOf([&] {
-          for (const std::string& path : sample.paths) {
-            struct statx details;
-            sink = static_cast<uint64_t>(
-                statx(AT_FDCWD, path.c_str(), AT_NO_AUTOMOUNT, kDetails, &details));
-          }
-        });
-      });
+      [&] { return secondsOfBareStatx(sample.paths); });
   printLine(listed ? "patch a listed file" : "patch a new file", files,
             nanoseconds(cost.ours / sample.count()), nanoseconds(cost.bare / sample.count()),
             cost.ratio, "<= 1.15", cost.ratio <= 1.15);
@@ -434,15 +437,7 @@ void measureFrontPatch(const ClipFolder& clips, size_t files) {
           for (const WString& path : paths) sink = cached.cache.addFile(path);
         });
       },
-      [&] {
-        return cpuSecondsOf([&] {
-          for (const std::string& path : sample.paths) {
-            struct statx details;
-            sink = static_cast<uint64_t>(
-                statx(AT_FDCWD, path.c_str(), AT_NO_AUTOMOUNT, kDetails, &details));
-          }
-        });
-      });
+      [&] { return secondsOfBareStatx(sample.paths); });
   printLine("patch, from the front of the cache", files, nanoseconds(cost.ours / sample.count()),
             nanoseconds(cost.bare / sample.count()), cost.ratio, "-", true);
 }
