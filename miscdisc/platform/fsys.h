@@ -23,7 +23,8 @@ MISCDISC_EXPORT bool FsysGetNextMaterialVolume(wchar_t* id);
 // The volume can be reached now.
 MISCDISC_EXPORT bool FsysIsVolumePresent(wchar_t id);
 
-// False, with nothing stored, when the volume cannot be measured.
+// False when the volume cannot be measured.  Nothing is stored then, unless its storage hangs and
+// this process measured it before: info gets the figures of that time.
 MISCDISC_EXPORT bool FsysGetVolInfo(wchar_t id, VOLUME_INFO* info);
 
 // The volume's native path, without a separator at its end, stored in path and returned; empty

@@ -9,6 +9,8 @@
 namespace {
 
 constexpr const wchar_t* kServer = L"\\\\fake";
+constexpr const wchar_t* kMediaFolders[] = {L"/Material", L"/Sound"};
+constexpr wchar_t kFirstMounted = 0xE031;
 
 WString withSeparator(WString folder) {
   while (folder.ends_with(L'/')) folder.pop_back();
@@ -30,7 +32,21 @@ bool storeNext(wchar_t after, wchar_t* id) {
 }
 
 bool isPresent(const FakePlatform::Volume* volume) {
-  return volume && volume->present && fakePlatform().has(volume->folder);
+  return volume && volume->present && volume->answers && fakePlatform().has(volume->folder);
+}
+
+bool isFolder(const WString& path) {
+  return fakePlatform().has(path) && !fakePlatform().file(path);
+}
+
+bool isVolume(const WString& folder) {
+  const auto& volumes = fakePlatform().volumes;
+  return std::any_of(volumes.begin(), volumes.end(),
+                     [&](const auto& volume) { return volume.folder == folder; });
+}
+
+void note(const String& call, const WString& about) {
+  fakePlatform().calls.push_back(call + " " + Qx::UTF8FromWString(about));
 }
 
 }  // namespace
@@ -43,6 +59,7 @@ bool FsysIsVolumePresent(wchar_t id) { return isPresent(fakePlatform().volume(id
 
 bool FsysGetVolInfo(wchar_t id, VOLUME_INFO* info) {
   const FakePlatform::Volume* volume = fakePlatform().volume(id);
+  if (volume && !volume->answers) *info = volume->space;
   if (!isPresent(volume)) return false;
   *info = volume->space;
   return true;
@@ -76,6 +93,54 @@ WString FsysConvertUNCtoFsysFilename(const WString& path) {
   if (!closest) return native;
   const WString rest = native.substr(closest->folder.size());
   return closest->id + (L":" + (rest.empty() ? L"/" : rest));
+}
+
+bool FsysIsVolumePreparedForMedia(wchar_t id) {
+  const FakePlatform::Volume* volume = fakePlatform().volume(id);
+  return isPresent(volume) &&
+         std::all_of(std::begin(kMediaFolders), std::end(kMediaFolders),
+                     [&](const wchar_t* name) { return isFolder(volume->folder + name); });
+}
+
+bool FsysPrepareVolumeForMedia(wchar_t id) {
+  note("FsysPrepareVolumeForMedia", WString(1, id));
+  const FakePlatform::Volume* volume = fakePlatform().volume(id);
+  if (!isPresent(volume)) return false;
+  for (const wchar_t* name : kMediaFolders) fakePlatform().addFolder(volume->folder + name);
+  return FsysIsVolumePreparedForMedia(id);
+}
+
+int FsysAddMaterialVolume(const WString& folder, wchar_t* id) {
+  constexpr int kMounted = 1, kRefused = 0;
+  note("FsysAddMaterialVolume", folder);
+  const WString bare = withSeparator(folder).substr(0, withSeparator(folder).size() - 1);
+  if (!isFolder(bare) || isVolume(bare)) return kRefused;
+  wchar_t lowest = kFirstMounted;
+  while (fakePlatform().volume(lowest)) ++lowest;
+  fakePlatform().addVolume(lowest, bare);
+  fakePlatform().volume(lowest)->discovered = false;
+  *id = lowest;
+  return kMounted;
+}
+
+void FsysDeleteMaterialVolume(wchar_t id) {
+  note("FsysDeleteMaterialVolume", WString(1, id));
+  const FakePlatform::Volume* volume = fakePlatform().volume(id);
+  if (volume && volume->discovered) fakePlatform().forgotten.push_back(*volume);
+  std::erase_if(fakePlatform().volumes, [&](const auto& known) { return known.id == id; });
+}
+
+bool FsysIsVolumeAutoDiscovered(wchar_t id) {
+  const FakePlatform::Volume* volume = fakePlatform().volume(id);
+  return !volume || volume->discovered;
+}
+
+void FsysReInitialize(bool networkMode) {
+  note("FsysReInitialize", networkMode ? L"true" : L"false");
+  FakePlatform& platform = fakePlatform();
+  std::erase_if(platform.volumes, [](const auto& volume) { return !volume.discovered; });
+  for (const auto& volume : platform.forgotten) platform.volumes.push_back(volume);
+  platform.forgotten.clear();
 }
 
 WString getPath(const WString& path) { return path.substr(0, path.rfind(L'/') + 1); }

@@ -26,7 +26,8 @@ struct FakePlatform {
     WString folder;
     bool present = true;
     VOLUME_INFO space{};
-    bool discovered = true;
+    bool discovered = true;  // false: mounted by FsysAddMaterialVolume
+    bool answers = true;     // false: its storage hangs; the space was measured before that
   };
   struct Open {
     WString path;
@@ -46,6 +47,7 @@ struct FakePlatform {
 
   std::map<WString, Node> nodes{{L"/", {.isFolder = true}}};
   std::vector<Volume> volumes;
+  std::vector<Volume> forgotten;  // discovered, until the next FsysReInitialize
   std::map<std::pair<String, String>, String> settings;  // by section and key
   std::map<String, WString> preferences;
   WString userName = L"ann";
@@ -65,7 +67,7 @@ struct FakePlatform {
   std::vector<WString> removed;
   std::vector<std::vector<unsigned>> listingArguments;  // what stood behind each listing's path
   std::vector<WString> listed;  // native paths of the listings that were read
-  std::vector<String> calls;    // everything the file manager was asked
+  std::vector<String> calls;    // everything the file manager was asked, and changes of volumes
   int failuresReported = 0;
   int messengersAsked = 0;
   std::map<String, void (*)(void*)> commands;

@@ -16,6 +16,27 @@ void addVolume(wchar_t letter, const WString& folder) {
   ground::addVolume(letter, folder);
 }
 
+WString allVolumes() {
+  WString ids;
+  wchar_t id = 0;
+  for (bool more = FsysGetFirstMaterialVolume(&id); more; more = FsysGetNextMaterialVolume(&id)) {
+    ids += id;
+  }
+  return ids;
+}
+
+WString nameOf(wchar_t id) {
+  WString path;
+  return FsysGetMaterialVolumeName(id, path, false);
+}
+
+// The id that the folder is mounted under; 0 when that was refused.
+wchar_t mounted(const WString& folder) {
+  wchar_t id = 0;
+  const bool done = FsysAddMaterialVolume(folder, &id) == 1;
+  return done ? id : 0;
+}
+
 // S lies inside R; R comes later than S, and by letter it is the first.
 class FsysTest : public testing::Test {
  protected:
@@ -118,6 +139,93 @@ TEST_F(FsysTest, WhatIsNoPathStaysAsItIs) {
     EXPECT_EQ(FsysConvertUNCtoFsysFilename(text), text);
   }
   EXPECT_EQ(FsysConvertUNCtoFsysFilename(L"R:/Material/x"), L"R:/Material/x");
+}
+
+// Mounting, forgetting and preparing, after which the volumes are as they were.
+class FsysMountTest : public FsysTest {
+ protected:
+  FsysMountTest() {
+    for (const wchar_t* name : {L"m1", L"m2", L"m3"}) ground::makeFolder(inGround(name));
+    FsysReInitialize(false);
+  }
+  ~FsysMountTest() override { FsysReInitialize(false); }
+};
+
+TEST_F(FsysMountTest, FoldersAreMountedUnderTheLowestFreeNumber) {
+  EXPECT_EQ(mounted(inGround(L"m1")), 0xE031);
+  EXPECT_EQ(mounted(inGround(L"m2/")), 0xE032);
+  EXPECT_EQ(nameOf(0xE032), inGround(L"m2"));
+  EXPECT_TRUE(allVolumes().ends_with(WString{0xE031, 0xE032}));
+  EXPECT_TRUE(FsysIsVolumePresent(0xE031));
+  EXPECT_EQ(FsysFilenameToWin32Filename(WString{0xE031} + L":/Material/a"),
+            inGround(L"m1/Material/a"));
+
+  FsysDeleteMaterialVolume(0xE031);
+  EXPECT_FALSE(FsysIsVolumePresent(0xE031));
+  EXPECT_EQ(mounted(inGround(L"m3")), 0xE031);
+}
+
+TEST_F(FsysMountTest, MountingIsRefusedAndStoresNothing) {
+  ASSERT_EQ(mounted(inGround(L"m1")), 0xE031);
+  ground::writeFile(inGround(L"file"), "");
+  struct {
+    const char* why;
+    WString folder;
+  } const cases[] = {
+      {"missing", inGround(L"none")},        {"a file", inGround(L"file")},
+      {"a lettered volume", inGround(L"r")}, {"the same with a separator", inGround(L"r/")},
+      {"mounted already", inGround(L"m1")},  {"empty", L""},
+  };
+  for (const auto& c : cases) {
+    wchar_t id = L'-';
+    EXPECT_NE(FsysAddMaterialVolume(c.folder, &id), 1) << c.why;
+    EXPECT_EQ(id, L'-') << c.why;
+  }
+}
+
+TEST_F(FsysMountTest, OnlyWhatWasMountedIsNotDiscovered) {
+  ASSERT_EQ(mounted(inGround(L"m1")), 0xE031);
+  EXPECT_FALSE(FsysIsVolumeAutoDiscovered(0xE031));
+  EXPECT_TRUE(FsysIsVolumeAutoDiscovered(L'R'));
+  EXPECT_TRUE(FsysIsVolumeAutoDiscovered(L'X'));
+}
+
+TEST_F(FsysMountTest, ForgottenVolumesKeepTheirFolderAndComeBack) {
+  ASSERT_EQ(mounted(inGround(L"m1")), 0xE031);
+  FsysDeleteMaterialVolume(L'R');
+  FsysDeleteMaterialVolume(L'X');
+  EXPECT_EQ(allVolumes().find(L'R'), WString::npos);
+  EXPECT_EQ(nameOf(L'R'), L"");
+
+  FsysReInitialize(true);
+  EXPECT_NE(allVolumes().find(L"RS"), WString::npos);
+  EXPECT_EQ(nameOf(L'R'), inGround(L"r"));
+  EXPECT_TRUE(FsysIsVolumePresent(L'R'));
+  EXPECT_EQ(nameOf(0xE031), L"");
+  EXPECT_EQ(mounted(inGround(L"m1")), 0xE031);
+}
+
+TEST_F(FsysMountTest, PreparingMakesTheMediaFolders) {
+  ASSERT_EQ(mounted(inGround(L"m1")), 0xE031);
+  EXPECT_FALSE(FsysIsVolumePreparedForMedia(0xE031));
+  EXPECT_TRUE(FsysPrepareVolumeForMedia(0xE031));
+  EXPECT_TRUE(FsysIsVolumePreparedForMedia(0xE031));
+  EXPECT_TRUE(FsysPrepareVolumeForMedia(0xE031));
+
+  ground::removeFile(inGround(L"m1/Sound"));
+  EXPECT_FALSE(FsysIsVolumePreparedForMedia(0xE031));
+  ground::writeFile(inGround(L"m1/Sound"), "a file");
+  EXPECT_FALSE(FsysIsVolumePreparedForMedia(0xE031));
+  EXPECT_FALSE(FsysPrepareVolumeForMedia(0xE031));
+}
+
+TEST_F(FsysMountTest, AnAbsentOrUnknownVolumeIsNotPrepared) {
+  ASSERT_EQ(mounted(inGround(L"m2")), 0xE031);
+  ground::removeFile(inGround(L"m2"));
+  for (const wchar_t id : {wchar_t{0xE031}, L'X'}) {
+    EXPECT_FALSE(FsysIsVolumePreparedForMedia(id));
+    EXPECT_FALSE(FsysPrepareVolumeForMedia(id));
+  }
 }
 
 }  // namespace
