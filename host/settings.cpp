@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <mutex>
 
@@ -31,6 +32,7 @@ class SettingsReader {
     found.shortNamesOnly = flag("listing", "short_names_only");
     found.allowLocalOnly = flag("locks", "allow_local_only");
     readRemoteFolders(found);
+    readFormats(found);
     return found;
   }
 
@@ -125,6 +127,108 @@ class SettingsReader {
     for (const toml::node& node : *remote->as_array()) {
       found.remoteFolders.push_back(folder(node, "remote"));
     }
+  }
+
+  // Of an entry that is missing, the section that lacks it.
+  static const toml::source_region& placeOf(const toml::table& table, const char* key) {
+    const toml::node* node = table.get(key);
+    return node ? node->source() : table.source();
+  }
+
+  uint32_t wholeNumber(const toml::table& table, const char* key, uint32_t from,
+                       uint32_t to) const {
+    const auto value = table[key].value_exact<int64_t>();
+    if (!value || *value < from || *value > to) {
+      expected(placeOf(table, key), std::string(key) + ": a whole number from " +
+                                        std::to_string(from) + " to " + std::to_string(to) +
+                                        " was expected");
+    }
+    return static_cast<uint32_t>(*value);
+  }
+
+  static bool validFormatName(std::string_view name) {
+    const auto fits = [](char c) {
+      return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+             c == '-' || c == '_' || c == '.';
+    };
+    return !name.empty() && std::all_of(name.begin(), name.end(), fits);
+  }
+
+  void readFormats(Settings& found) const {
+    const toml::table* formats = section("formats");
+    if (!formats) return;
+    for (const auto& [key, node] : *formats) {
+      const std::string name(key.str());
+      if (!validFormatName(name)) {
+        expected(key.source(),
+                 "a format's name of letters, digits, '-', '_' and '.' was expected, not " + name);
+      }
+      if (!node.is_table()) {
+        expected(node.source(), name + " is a format: [formats." + name + "] was expected");
+      }
+      found.formats.push_back(recordingFormat(name, *node.as_table()));
+    }
+  }
+
+  RecordingFormat recordingFormat(const std::string& name, const toml::table& table) const {
+    // The bits of the largest picture still fit 32 bits, in which the library counts them.
+    constexpr uint32_t kLargestSide = 8192, kMostBits = 48;
+    const std::string code = fourcc(table);
+    RecordingFormat read{name, "", {imageFormatOf(code), 0}, {}};
+    read.shot.picture.width = wholeNumber(table, "width", 1, kLargestSide);
+    read.shot.picture.height = wholeNumber(table, "height", 1, kLargestSide);
+    read.shot.picture.bitsPerPixel =
+        static_cast<uint16_t>(wholeNumber(table, "bits", 1, kMostBits));
+    read.shot.frameRate = frameRate(table);
+    readMegabits(table, code, read);
+    read.description = description(table, code + ", " + describePicture(read.shot));
+    return read;
+  }
+
+  std::string fourcc(const toml::table& table) const {
+    const auto code = table["fourcc"].value_exact<std::string>();
+    const auto printable = [](char c) { return c >= ' ' && c <= '~'; };
+    if (!code || code->size() != 4 || !std::all_of(code->begin(), code->end(), printable)) {
+      expected(placeOf(table, "fourcc"),
+               "fourcc: a code of four characters, in quotes, was expected, such as \"UYVY\"");
+    }
+    return *code;
+  }
+
+  Qx::FrameRate frameRate(const toml::table& table) const {
+    const auto node = table["rate"];
+    const double rate = node.is_number() ? node.value_or(0.0) : 0.0;
+    if (!(rate >= 1 && rate <= 1000)) {
+      expected(placeOf(table, "rate"),
+               "rate: frames per second from 1 to 1000 were expected, such as 25 or 29.97");
+    }
+    return Qx::FrameRate{static_cast<uint32_t>(std::lround(rate * 1000))};
+  }
+
+  // What an MPEG or VC-3 format takes hangs on its rate; with other codes a rate would be a
+  // promise that nobody keeps.
+  void readMegabits(const toml::table& table, const std::string& code,
+                    RecordingFormat& read) const {
+    const bool vc3 = code == "AVdn" || code == "AVdx";
+    if (!vc3 && code != "MPEG") {
+      if (!table.contains("megabits")) return;
+      expected(placeOf(table, "megabits"),
+               "megabits: a fourcc of \"MPEG\", \"AVdn\" or \"AVdx\" was expected with it");
+    }
+    read.format.mpegRate = wholeNumber(table, "megabits", 1, 10000);
+    if (vc3 && CompressionFormat::getFrameSize(read.format, read.shot) == 0) {
+      expected(placeOf(table, "megabits"), "megabits: the rate of a VC-3 class for " +
+                                               describePicture(read.shot) +
+                                               " was expected; docs/formats.md lists the classes");
+    }
+  }
+
+  std::string description(const toml::table& table, const std::string& otherwise) const {
+    const toml::node* node = table.get("description");
+    if (!node) return otherwise;
+    const auto text = node->value_exact<std::string>();
+    if (!text) expected(node->source(), "description: a text in quotes was expected");
+    return *text;
   }
 
   const std::string& file_;

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/formats.h"
 #include "miscdisc/platform/values/export.h"
 
 namespace host {
@@ -27,6 +28,7 @@ struct Settings {
   bool shortNamesOnly = false;             // [listing] short_names_only
   bool allowLocalOnly = false;             // [locks] allow_local_only
   std::vector<std::string> remoteFolders;  // [locks] remote: treated as remote storage
+  std::vector<RecordingFormat> formats;    // [formats], by name; see recordingFormats()
 };
 
 // The settings as last read; the file is read at the first call of the process.  Never null: a

@@ -23,6 +23,7 @@ TEST_F(SettingsTest, MissingFileGivesTheDefaultsAndNoProblem) {
   EXPECT_FALSE(settings->shortNamesOnly);
   EXPECT_FALSE(settings->allowLocalOnly);
   EXPECT_TRUE(settings->remoteFolders.empty());
+  EXPECT_TRUE(settings->formats.empty());
   EXPECT_EQ(host::settingsProblem(), "");
 }
 
@@ -39,6 +40,20 @@ short_names_only = true
 [locks]
 allow_local_only = true
 remote = ["/mnt/x", "/mnt/y/"]
+[formats.b]
+fourcc = "v210"
+width = 1920
+height = 1080
+bits = 22
+rate = 29.97
+description = "ten bits"
+[formats.a]
+fourcc = "AVdn"
+width = 1280
+height = 720
+bits = 16
+rate = 50
+megabits = 120
 )");
   const auto settings = host::settings();
   ASSERT_EQ(settings->volumes.size(), 2u);
@@ -53,11 +68,18 @@ remote = ["/mnt/x", "/mnt/y/"]
   EXPECT_TRUE(settings->shortNamesOnly);
   EXPECT_TRUE(settings->allowLocalOnly);
   EXPECT_EQ(settings->remoteFolders, (std::vector<std::string>{"/mnt/x", "/mnt/y"}));
+  ASSERT_EQ(settings->formats.size(), 2u);
+  EXPECT_EQ(settings->formats[0].name, "a");
+  EXPECT_EQ(settings->formats[0].format.mpegRate, 120u);
+  EXPECT_EQ(settings->formats[1].name, "b");
+  EXPECT_EQ(settings->formats[1].description, "ten bits");
   EXPECT_EQ(host::settingsProblem(), "");
 }
 
 TEST_F(SettingsTest, EntriesOfOthersAreLeftAlone) {
-  configure("[formats.hd8]\nwidth = 1920\n[messenger]\nengine = 5\n[volumes]\nE = '/e'\n");
+  configure(
+      "[formats.a]\nfourcc='dv25'\nwidth=1\nheight=1\nbits=1\nrate=25\ncodec=5\n[messenger]"
+      "\nengine = 5\n[volumes]\nE = '/e'\n");
   EXPECT_EQ(host::settings()->volumes.size(), 1u);
   EXPECT_EQ(host::settingsProblem(), "");
 }
@@ -100,6 +122,69 @@ TEST_F(SettingsTest, AProblemNamesThePlaceAndLeavesTheDefaults) {
     EXPECT_EQ(host::settingsProblem(), at(c.problem)) << c.toml;
     EXPECT_TRUE(host::settings()->volumes.empty()) << c.toml;
     EXPECT_EQ(test::readFile(test::home() + "/config.toml"), toml) << c.toml;
+  }
+}
+
+TEST_F(SettingsTest, AProblemOfAFormatNamesThePlace) {
+  struct {
+    const char* toml;
+    const char* problem;
+  } const cases[] = {
+      {"formats = 5\n", "1:11: formats is a section: [formats] was expected"},
+      {"[formats]\nx = 'UYVY'\n", "2:5: x is a format: [formats.x] was expected"},
+      {"[formats.'a b']\n",
+       "1:10: a format's name of letters, digits, '-', '_' and '.' was expected, not a b"},
+      {"[formats.'']\n",
+       "1:10: a format's name of letters, digits, '-', '_' and '.' was expected, not "},
+      {"[formats.x]\n",
+       "1:1: fourcc: a code of four characters, in quotes, was expected, such as \"UYVY\""},
+      {"[formats.x]\nfourcc = 'UYV'\n",
+       "2:10: fourcc: a code of four characters, in quotes, was expected, such as \"UYVY\""},
+      {"[formats.x]\nfourcc = 'UYVYU'\n",
+       "2:10: fourcc: a code of four characters, in quotes, was expected, such as \"UYVY\""},
+      {"[formats.x]\nfourcc = \"UY\u00fc\"\n",
+       "2:10: fourcc: a code of four characters, in quotes, was expected, such as \"UYVY\""},
+      {"[formats.x]\nfourcc = 35\n",
+       "2:10: fourcc: a code of four characters, in quotes, was expected, such as \"UYVY\""},
+      {"[formats.x]\nfourcc='UYVY'\n", "1:1: width: a whole number from 1 to 8192 was expected"},
+      {"[formats.x]\nfourcc='UYVY'\nwidth = 0\n",
+       "3:9: width: a whole number from 1 to 8192 was expected"},
+      {"[formats.x]\nfourcc='UYVY'\nwidth = 8193\n",
+       "3:9: width: a whole number from 1 to 8192 was expected"},
+      {"[formats.x]\nfourcc='UYVY'\nwidth = -1\n",
+       "3:9: width: a whole number from 1 to 8192 was expected"},
+      {"[formats.x]\nfourcc='UYVY'\nwidth = 720.0\n",
+       "3:9: width: a whole number from 1 to 8192 was expected"},
+      {"[formats.x]\nfourcc='UYVY'\nwidth=720\nheight = '576'\n",
+       "4:10: height: a whole number from 1 to 8192 was expected"},
+      {"[formats.x]\nfourcc='UYVY'\nwidth=720\nheight=576\nbits = 49\n",
+       "5:8: bits: a whole number from 1 to 48 was expected"},
+      {"[formats.x]\nfourcc='UYVY'\nwidth=720\nheight=576\nbits=16\n",
+       "1:1: rate: frames per second from 1 to 1000 were expected, such as 25 or 29.97"},
+      {"[formats.x]\nfourcc='UYVY'\nwidth=720\nheight=576\nbits=16\nrate = 0\n",
+       "6:8: rate: frames per second from 1 to 1000 were expected, such as 25 or 29.97"},
+      {"[formats.x]\nfourcc='UYVY'\nwidth=720\nheight=576\nbits=16\nrate = nan\n",
+       "6:8: rate: frames per second from 1 to 1000 were expected, such as 25 or 29.97"},
+      {"[formats.x]\nfourcc='UYVY'\nwidth=720\nheight=576\nbits=16\nrate = 25000\n",
+       "6:8: rate: frames per second from 1 to 1000 were expected, such as 25 or 29.97"},
+      {"[formats.x]\nfourcc='UYVY'\nwidth=720\nheight=576\nbits=16\nrate = true\n",
+       "6:8: rate: frames per second from 1 to 1000 were expected, such as 25 or 29.97"},
+      {"[formats.x]\nfourcc='UYVY'\nwidth=720\nheight=576\nbits=16\nrate=25\nmegabits = 50\n",
+       "7:12: megabits: a fourcc of \"MPEG\", \"AVdn\" or \"AVdx\" was expected with it"},
+      {"[formats.x]\nfourcc='MPEG'\nwidth=720\nheight=576\nbits=16\nrate=25\n",
+       "1:1: megabits: a whole number from 1 to 10000 was expected"},
+      {"[formats.x]\nfourcc='MPEG'\nwidth=720\nheight=576\nbits=16\nrate=25\nmegabits = 0\n",
+       "7:12: megabits: a whole number from 1 to 10000 was expected"},
+      {"[formats.x]\nfourcc='AVdn'\nwidth=720\nheight=576\nbits=16\nrate=25\nmegabits = 120\n",
+       "7:12: megabits: the rate of a VC-3 class for 720 x 576 at 25 was expected; "
+       "docs/formats.md lists the classes"},
+      {"[formats.x]\nfourcc='UYVY'\nwidth=720\nheight=576\nbits=16\nrate=25\ndescription = 5\n",
+       "7:15: description: a text in quotes was expected"},
+  };
+  for (const auto& c : cases) {
+    configure(c.toml);
+    EXPECT_EQ(host::settingsProblem(), at(c.problem)) << c.toml;
+    EXPECT_TRUE(host::settings()->formats.empty()) << c.toml;
   }
 }
 
