@@ -1,9 +1,8 @@
+#include "miscdisc/frame/separator.h"
 #include "miscdisc/lobby/lobby_utils.h"
 #include "miscdisc/platform/config.h"
-#include "miscdisc/platform/os.h"
 #include "miscdisc/platform/paths.h"
 #include "miscdisc/platform/project_folders.h"
-#include "miscdisc/platform/string_compare.h"
 
 bool LobbyUtils::networkMode_ = false;
 const char* LobbyUtils::NetProjRootRegKey = "network project root";
@@ -12,12 +11,6 @@ const char* LobbyUtils::NetMatRootRegKey = "network material root";
 namespace {
 
 constexpr const char* kSection = "Configuration";
-
-WString withSeparator(WString folder) {
-  const wchar_t separator = OS()->fileManager().getPathSeparator();
-  if (!Qx::endsWith(folder, separator, true)) folder += separator;
-  return folder;
-}
 
 }  // namespace
 
@@ -44,7 +37,7 @@ WString LobbyUtils::getNetworkLobbyFullPath(const WString& name, bool trailingSe
   WString path = withSeparator(getNetworkProjectsRoot()) + name;
   // Whatever the name ends in: without a lobby the root comes out with two separators, which
   // no folder of a lobby ever equals.
-  if (trailingSeparator) path += OS()->fileManager().getPathSeparator();
+  if (trailingSeparator) path += pathSeparator();
   return path;
 }
 
