@@ -11,6 +11,7 @@ namespace {
 constexpr const wchar_t* kServer = L"\\\\fake";
 constexpr const wchar_t* kMediaFolders[] = {L"/Material", L"/Sound"};
 constexpr wchar_t kFirstMounted = 0xE031;
+constexpr uint64_t kMountedSpace = 1024 * 1024 * 1024;
 
 WString withSeparator(WString folder) {
   while (folder.ends_with(L'/')) folder.pop_back();
@@ -22,17 +23,22 @@ WString replaceAll(WString text, wchar_t what, wchar_t with) {
   return text;
 }
 
-bool storeNext(wchar_t after, wchar_t* id) {
+// Whether a comes before b in the walk.
+bool isBefore(wchar_t a, wchar_t b) { return fakePlatform().walksBackwards ? a > b : a < b; }
+
+bool storeNext(const wchar_t* after, wchar_t* id) {
   const FakePlatform::Volume* next = nullptr;
   for (const FakePlatform::Volume& volume : fakePlatform().volumes) {
-    if (volume.id > after && (!next || volume.id < next->id)) next = &volume;
+    if (after && !isBefore(*after, volume.id)) continue;
+    if (!next || isBefore(volume.id, next->id)) next = &volume;
   }
   if (next) *id = next->id;
   return next != nullptr;
 }
 
 bool isPresent(const FakePlatform::Volume* volume) {
-  return volume && volume->present && volume->answers && fakePlatform().has(volume->folder);
+  return volume && volume->present && volume->answers &&
+         volume->presentFrom <= fakePlatform().clock && fakePlatform().has(volume->folder);
 }
 
 bool isFolder(const WString& path) {
@@ -51,13 +57,23 @@ void note(const String& call, const WString& about) {
 
 }  // namespace
 
-bool FsysGetFirstMaterialVolume(wchar_t* id) { return storeNext(0, id); }
+bool FsysGetFirstMaterialVolume(wchar_t* id) {
+  note("FsysGetFirstMaterialVolume", L"");
+  return storeNext(nullptr, id);
+}
 
-bool FsysGetNextMaterialVolume(wchar_t* id) { return storeNext(*id, id); }
+bool FsysGetNextMaterialVolume(wchar_t* id) {
+  note("FsysGetNextMaterialVolume", WString(1, *id));
+  return storeNext(id, id);
+}
 
-bool FsysIsVolumePresent(wchar_t id) { return isPresent(fakePlatform().volume(id)); }
+bool FsysIsVolumePresent(wchar_t id) {
+  ++fakePlatform().presenceAsked[id];
+  return isPresent(fakePlatform().volume(id));
+}
 
 bool FsysGetVolInfo(wchar_t id, VOLUME_INFO* info) {
+  fakePlatform().measured += id;
   const FakePlatform::Volume* volume = fakePlatform().volume(id);
   if (volume && !volume->answers) *info = volume->space;
   if (!isPresent(volume)) return false;
@@ -66,6 +82,12 @@ bool FsysGetVolInfo(wchar_t id, VOLUME_INFO* info) {
 }
 
 const WString& FsysGetMaterialVolumeName(wchar_t id, WString& path, bool) {
+  std::vector<WString>& once = fakePlatform().pathsGivenOnce;
+  if (!once.empty()) {
+    path = once.front();
+    once.erase(once.begin());
+    return path;
+  }
   const FakePlatform::Volume* volume = fakePlatform().volume(id);
   return path = volume ? volume->folder : WString();
 }
@@ -117,7 +139,7 @@ int FsysAddMaterialVolume(const WString& folder, wchar_t* id) {
   if (!isFolder(bare) || isVolume(bare)) return kRefused;
   wchar_t lowest = kFirstMounted;
   while (fakePlatform().volume(lowest)) ++lowest;
-  fakePlatform().addVolume(lowest, bare);
+  fakePlatform().addVolume(lowest, bare, kMountedSpace);
   fakePlatform().volume(lowest)->discovered = false;
   *id = lowest;
   return kMounted;

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,7 @@ struct FakePlatform {
     wchar_t id;
     WString folder;
     bool present = true;
+    uint32_t presentFrom = 0;  // of the clock; absent before
     VOLUME_INFO space{};
     bool discovered = true;  // false: mounted by FsysAddMaterialVolume
     bool answers = true;     // false: its storage hangs; the space was measured before that
@@ -48,17 +50,24 @@ struct FakePlatform {
   std::map<WString, Node> nodes{{L"/", {.isFolder = true}}};
   std::vector<Volume> volumes;
   std::vector<Volume> forgotten;  // discovered, until the next FsysReInitialize
+  bool walksBackwards = false;    // the walk of the volumes goes from the last id to the first
+  std::vector<WString> pathsGivenOnce;  // answers of volumes about their path, before the true one
   std::map<std::pair<String, String>, String> settings;  // by section and key
   std::map<String, WString> preferences;
   WString userName = L"ann";
   WString localProjects = L"/home/ann/projects/";
   WString baseDirectory = L"/home/ann/projects/";
-  uint32_t clock = 0;      // milliseconds
-  uint32_t clockStep = 0;  // added at each reading
+  uint32_t clock = 0;         // milliseconds
+  uint32_t clockStep = 0;     // added at each reading
+  unsigned clockRepeats = 0;  // not 0: every value is read so often, and then the next millisecond
   bool hasMessenger = true;
   std::vector<WString> heldElsewhere;  // lock files that another machine holds
   int failingCall = 0;                 // this call of the file manager fails; 0: none
   bool listingsThrow = false;
+  std::map<uint32_t, double> frameRates;      // frames per second
+  std::map<uint32_t, uint32_t> playoutCodes;  // by image format
+  std::set<uint32_t> mpegFormats;
+  uint32_t frameSize = 0;  // bytes, of formats that have one of their own
 
   // What it saw.
   std::vector<String> log;   // Log, LogBoth and tolv_printf
@@ -68,6 +77,9 @@ struct FakePlatform {
   std::vector<std::vector<unsigned>> listingArguments;  // what stood behind each listing's path
   std::vector<WString> listed;  // native paths of the listings that were read
   std::vector<String> calls;    // everything the file manager was asked, and changes of volumes
+  WString measured;             // the volumes whose space was asked, in order
+  std::map<wchar_t, unsigned> presenceAsked;
+  int frameSizesAsked = 0;
   int failuresReported = 0;
   int messengersAsked = 0;
   std::map<String, void (*)(void*)> commands;
@@ -77,6 +89,7 @@ struct FakePlatform {
   void deliver(const String& text);
 
   bool callFails(const String& call);  // notes the call; true when it is the failing one
+  void failNextCall() { failingCall = callCount_ + 1; }
 
   Qx::Ptr<iNetMessageReceiver> receiver;
   std::recursive_mutex lock;         // listings and texts come from several threads

@@ -81,8 +81,11 @@ CommandMap& CommandMap::theCommandMap() {
 }
 
 uint32_t service_get_msecs() {
-  const uint32_t now = fakePlatform().clock;
-  fakePlatform().clock += fakePlatform().clockStep;
+  static unsigned readings = 0;
+  FakePlatform& platform = fakePlatform();
+  const uint32_t now = platform.clock;
+  platform.clock += platform.clockStep;
+  if (platform.clockRepeats != 0 && ++readings % platform.clockRepeats == 0) ++platform.clock;
   return now;
 }
 
