@@ -33,6 +33,7 @@ class SettingsReader {
     found.allowLocalOnly = flag("locks", "allow_local_only");
     readRemoteFolders(found);
     readFormats(found);
+    readDrives(found);
     return found;
   }
 
@@ -229,6 +230,41 @@ class SettingsReader {
     const auto text = node->value_exact<std::string>();
     if (!text) expected(node->source(), "description: a text in quotes was expected");
     return *text;
+  }
+
+  void readDrives(Settings& found) const {
+    const toml::table* drives = section("drives");
+    if (!drives) return;
+    if (drives->contains("formats")) found.drivesFormats = drivesFormats(*drives, found.formats);
+    if (drives->contains("low_minutes")) {
+      constexpr uint32_t kMostMinutes = 100000;
+      found.lowMinutes = wholeNumber(*drives, "low_minutes", 0, kMostMinutes);
+    }
+  }
+
+  std::vector<std::string> drivesFormats(const toml::table& drives,
+                                         const std::vector<RecordingFormat>& configured) const {
+    const toml::array* list = drives["formats"].as_array();
+    if (!list || list->empty()) {
+      expected(placeOf(drives, "formats"),
+               "formats: names of recording formats in [ ] were expected, such as [\"dv25\"]");
+    }
+    std::vector<RecordingFormat> known = builtInFormats();
+    known.insert(known.end(), configured.begin(), configured.end());
+    std::vector<std::string> names;
+    for (const toml::node& node : *list) {
+      const auto name = node.value_exact<std::string>();
+      if (!name) expected(node.source(), "formats: a format's name in quotes was expected");
+      const bool isKnown = std::any_of(known.begin(), known.end(),
+                                       [&](const auto& format) { return format.name == *name; });
+      if (!isKnown) {
+        expected(node.source(),
+                 "formats: a built-in format or one of [formats] was expected, not " + *name +
+                     "; docs/formats.md lists the built-in ones");
+      }
+      names.push_back(*name);
+    }
+    return names;
   }
 
   const std::string& file_;

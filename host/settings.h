@@ -1,6 +1,7 @@
 // What people have written into config.toml.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -29,6 +30,10 @@ struct Settings {
   bool allowLocalOnly = false;             // [locks] allow_local_only
   std::vector<std::string> remoteFolders;  // [locks] remote: treated as remote storage
   std::vector<RecordingFormat> formats;    // [formats], by name; see recordingFormats()
+  // [drives] formats: those whose minutes people see, at least one, all of recordingFormats().
+  std::vector<std::string> drivesFormats{"dv25", "hd8"};
+  // [drives] low_minutes: a drive that holds less than this of the first of them is low.
+  uint32_t lowMinutes = 30;
 };
 
 // The settings as last read; the file is read at the first call of the process.  Never null: a

@@ -1,5 +1,6 @@
 #include "host/formats.h"
 
+#include <algorithm>
 #include <map>
 #include <sstream>
 
@@ -165,6 +166,13 @@ TEST_F(FormatsTest, ABuiltInOneSaysAllThatIsKnown) {
 
   EXPECT_EQ(named("xdcam-hd50").format.imageFormat, kMpeg);
   EXPECT_EQ(named("xdcam-hd50").format.mpegRate, 50u);
+}
+
+TEST_F(FormatsTest, ThoseOfDrivesAreThereFromTheStart) {
+  const std::vector<std::string> all = names();
+  for (const std::string& name : host::settings()->drivesFormats) {
+    EXPECT_EQ(std::count(all.begin(), all.end(), name), 1) << name;
+  }
 }
 
 TEST_F(FormatsTest, NamesAreDifferent) {

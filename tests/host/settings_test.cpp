@@ -24,6 +24,8 @@ TEST_F(SettingsTest, MissingFileGivesTheDefaultsAndNoProblem) {
   EXPECT_FALSE(settings->allowLocalOnly);
   EXPECT_TRUE(settings->remoteFolders.empty());
   EXPECT_TRUE(settings->formats.empty());
+  EXPECT_EQ(settings->drivesFormats, (std::vector<std::string>{"dv25", "hd8"}));
+  EXPECT_EQ(settings->lowMinutes, 30u);
   EXPECT_EQ(host::settingsProblem(), "");
 }
 
@@ -54,6 +56,9 @@ height = 720
 bits = 16
 rate = 50
 megabits = 120
+[drives]
+formats = ["uhd10", "a"]
+low_minutes = 90
 )");
   const auto settings = host::settings();
   ASSERT_EQ(settings->volumes.size(), 2u);
@@ -73,6 +78,8 @@ megabits = 120
   EXPECT_EQ(settings->formats[0].format.mpegRate, 120u);
   EXPECT_EQ(settings->formats[1].name, "b");
   EXPECT_EQ(settings->formats[1].description, "ten bits");
+  EXPECT_EQ(settings->drivesFormats, (std::vector<std::string>{"uhd10", "a"}));
+  EXPECT_EQ(settings->lowMinutes, 90u);
   EXPECT_EQ(host::settingsProblem(), "");
 }
 
@@ -185,6 +192,43 @@ TEST_F(SettingsTest, AProblemOfAFormatNamesThePlace) {
     configure(c.toml);
     EXPECT_EQ(host::settingsProblem(), at(c.problem)) << c.toml;
     EXPECT_TRUE(host::settings()->formats.empty()) << c.toml;
+  }
+}
+
+TEST_F(SettingsTest, NoDriveNeedBeLow) {
+  configure("[drives]\nlow_minutes = 0\n");
+  EXPECT_EQ(host::settings()->lowMinutes, 0u);
+  EXPECT_EQ(host::settings()->drivesFormats, (std::vector<std::string>{"dv25", "hd8"}));
+  EXPECT_EQ(host::settingsProblem(), "");
+}
+
+TEST_F(SettingsTest, AProblemOfTheDrivesNamesThePlace) {
+  struct {
+    const char* toml;
+    const char* problem;
+  } const cases[] = {
+      {"drives = 5\n", "1:10: drives is a section: [drives] was expected"},
+      {"[drives]\nformats = 'dv25'\n",
+       "2:11: formats: names of recording formats in [ ] were expected, such as [\"dv25\"]"},
+      {"[drives]\nformats = []\n",
+       "2:11: formats: names of recording formats in [ ] were expected, such as [\"dv25\"]"},
+      {"[drives]\nformats = ['dv25', 5]\n",
+       "2:20: formats: a format's name in quotes was expected"},
+      {"[drives]\nformats = ['dv25', 'DV25']\n",
+       "2:20: formats: a built-in format or one of [formats] was expected, not DV25; "
+       "docs/formats.md lists the built-in ones"},
+      {"[drives]\nlow_minutes = -1\n",
+       "2:15: low_minutes: a whole number from 0 to 100000 was expected"},
+      {"[drives]\nlow_minutes = 100001\n",
+       "2:15: low_minutes: a whole number from 0 to 100000 was expected"},
+      {"[drives]\nlow_minutes = 1.5\n",
+       "2:15: low_minutes: a whole number from 0 to 100000 was expected"},
+  };
+  for (const auto& c : cases) {
+    configure(c.toml);
+    EXPECT_EQ(host::settingsProblem(), at(c.problem)) << c.toml;
+    EXPECT_EQ(host::settings()->drivesFormats, (std::vector<std::string>{"dv25", "hd8"})) << c.toml;
+    EXPECT_EQ(host::settings()->lowMinutes, 30u) << c.toml;
   }
 }
 
