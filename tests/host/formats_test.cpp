@@ -118,6 +118,8 @@ TEST(Media, ARateFarFromEveryClassHasNoFrameSize) {
 
 TEST(Media, APictureThatNoClassHasHasNoFrameSize) {
   EXPECT_EQ(frameSize(kVc3, 120, 3840, 2160, 25000), 0u);
+  EXPECT_EQ(frameSize(kVc3, 120, 1920, 1088, 25000), 0u);
+  EXPECT_EQ(frameSize(kVc3, 120, 960, 1080, 25000), 0u);
   EXPECT_EQ(frameSize(kVc3, 120, 0, 0, 25000), 0u);
   EXPECT_EQ(frameSize(kVc3AnySize, 120, 0, 0, 25000), 0u);
 }
@@ -134,7 +136,7 @@ TEST(Media, AVc3FrameOfAnySizeIsWorkedOutInWholeUnits) {
   EXPECT_EQ(frameSize(kVc3AnySize, 480, 3840, 2160, 25000), 2408448u);
   EXPECT_EQ(frameSize(kVc3AnySize, 728, 3840, 2160, 25000), 3641344u);
   EXPECT_EQ(frameSize(kVc3AnySize, 1457, 3840, 2160, 25000), 7286784u);
-  EXPECT_EQ(frameSize(kVc3AnySize, 3, 256, 120, 50000), 8192u);
+  EXPECT_EQ(frameSize(kVc3AnySize, 3, 64, 64, 50000), 8192u);
 }
 
 TEST(Media, FormatsOtherThanVc3HaveNoFrameSize) {
@@ -236,6 +238,12 @@ TEST_F(FormatsTest, TheLargestFrameIsTaken) {
   EXPECT_EQ(named("x").shot.picture.height, 8192u);
   EXPECT_EQ(named("x").shot.picture.bitsPerPixel, 48);
   EXPECT_EQ(named("x").shot.frameRate, Qx::FrameRate{1000000});
+}
+
+// 1.001 times 1000 is a little less than 1001 in binary.
+TEST_F(FormatsTest, ARateIsRoundedToThousandths) {
+  configure("[formats.x]\nfourcc='BGRA'\nwidth=64\nheight=64\nbits=32\nrate=1.001\n");
+  EXPECT_EQ(named("x").shot.frameRate, Qx::FrameRate{1001});
 }
 
 TEST_F(FormatsTest, AConfiguredOneTakesTheBuiltInPlaceOfItsName) {

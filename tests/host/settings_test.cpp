@@ -168,7 +168,7 @@ TEST_F(SettingsTest, AProblemOfAFormatNamesThePlace) {
        "5:8: bits: a whole number from 1 to 48 was expected"},
       {"[formats.x]\nfourcc='UYVY'\nwidth=720\nheight=576\nbits=16\n",
        "1:1: rate: frames per second from 1 to 1000 were expected, such as 25 or 29.97"},
-      {"[formats.x]\nfourcc='UYVY'\nwidth=720\nheight=576\nbits=16\nrate = 0\n",
+      {"[formats.x]\nfourcc='UYVY'\nwidth=720\nheight=576\nbits=16\nrate = 0.9\n",
        "6:8: rate: frames per second from 1 to 1000 were expected, such as 25 or 29.97"},
       {"[formats.x]\nfourcc='UYVY'\nwidth=720\nheight=576\nbits=16\nrate = nan\n",
        "6:8: rate: frames per second from 1 to 1000 were expected, such as 25 or 29.97"},
