@@ -225,12 +225,27 @@ std::vector<std::string> StateFile::sections() {
 
 bool StateFile::setValue(const std::string& section, const std::string& key,
                          const std::string& value) {
-  return change(section, key, &value);
+  return change(section, key, [&](std::optional<std::string>& stored) {
+    stored = value;
+    return true;
+  });
 }
 
 bool StateFile::removeValue(const std::string& section, const std::string& key) {
   if (!this->value(section, key) && problem().empty()) return true;
-  return change(section, key, nullptr);
+  return change(section, key, [](std::optional<std::string>& stored) {
+    stored.reset();
+    return true;
+  });
+}
+
+bool StateFile::replaceValue(const std::string& section, const std::string& key,
+                             const std::optional<std::string>& expected, const std::string& value) {
+  return change(section, key, [&](std::optional<std::string>& stored) {
+    if (stored != expected) return false;
+    stored = value;
+    return true;
+  });
 }
 
 std::string StateFile::problem() {
@@ -238,8 +253,7 @@ std::string StateFile::problem() {
   return newest().problem;
 }
 
-bool StateFile::change(const std::string& section, const std::string& key,
-                       const std::string* value) {
+bool StateFile::change(const std::string& section, const std::string& key, const Change& change) {
   if (!isUtf8(section) || !isUtf8(key)) return false;
   std::error_code error;
   std::filesystem::create_directories(places().state, error);
@@ -257,10 +271,15 @@ bool StateFile::change(const std::string& section, const std::string& key,
   if (!old.problem.empty()) return false;
 
   Sections sections = old.sections;
+  auto& values = sections[section];
+  const auto found = values.find(key);
+  std::optional<std::string> value;
+  if (found != values.end()) value = found->second;
+  if (!change(value)) return false;
   if (value) {
-    sections[section][key] = *value;
+    values[key] = *value;
   } else {
-    sections[section].erase(key);
+    values.erase(key);
   }
   contents_->uncertain = true;
   return replaceFile(file, *folder, formatted(sections));

@@ -5,6 +5,7 @@
 // one that is not UTF-8 stands in the file as { bytes = "2f6d..." }, in hexadecimal.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -35,6 +36,11 @@ class MISCDISC_EXPORT StateFile {
   bool setValue(const std::string& section, const std::string& key, const std::string& value);
   bool removeValue(const std::string& section, const std::string& key);
 
+  // As setValue, but only if the value is still the one that was expected (nothing: absent); also
+  // false when it is another.  So processes that want the same key can tell which of them has it.
+  bool replaceValue(const std::string& section, const std::string& key,
+                    const std::optional<std::string>& expected, const std::string& value);
+
   // "FILE:LINE:COLUMN: what was expected" while the file cannot be used; else empty.
   std::string problem();
 
@@ -42,7 +48,9 @@ class MISCDISC_EXPORT StateFile {
   StateFile();
   ~StateFile() = delete;  // lives as long as the process
 
-  bool change(const std::string& section, const std::string& key, const std::string* value);
+  // A change of one value, told what it was; false leaves the file as it is.
+  using Change = std::function<bool(std::optional<std::string>& value)>;
+  bool change(const std::string& section, const std::string& key, const Change& change);
 
   struct Contents;
   Contents& newest();  // REQUIRES: contents_->mutex is held

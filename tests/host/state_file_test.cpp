@@ -134,6 +134,36 @@ TEST_F(StateFileTest, ProcessesAndThreadsLoseNothingOfEachOther) {
   EXPECT_EQ(configured("t1-24"), "t1-");
 }
 
+TEST_F(StateFileTest, AValueIsReplacedOnlyWhileItIsTheExpectedOne) {
+  auto& file = host::StateFile::instance();
+  EXPECT_FALSE(file.replaceValue("S", "k", "a", "b"));
+  EXPECT_EQ(file.value("S", "k"), std::nullopt);
+  EXPECT_TRUE(file.replaceValue("S", "k", std::nullopt, "b"));
+  EXPECT_FALSE(file.replaceValue("S", "k", std::nullopt, "c"));
+  EXPECT_FALSE(file.replaceValue("S", "k", "a", "c"));
+  EXPECT_EQ(file.value("S", "k"), "b");
+  EXPECT_TRUE(file.replaceValue("S", "k", "b", "c"));
+  EXPECT_EQ(file.value("S", "k"), "c");
+}
+
+TEST_F(StateFileTest, OfProcessesThatClaimAKeyOneHasIt) {
+  for (int round = 0; round < 10; ++round) {
+    const std::string key = std::to_string(round);
+    const auto claim = [&] {
+      return host::StateFile::instance().replaceValue("S", key, std::nullopt,
+                                                      std::to_string(getpid()));
+    };
+    std::vector<pid_t> children;
+    for (int i = 0; i < 4; ++i) children.push_back(inAnotherProcess(claim));
+    std::vector<std::string> winners;
+    for (const pid_t child : children) {
+      if (exitStatus(child) == 0) winners.push_back(std::to_string(child));
+    }
+    ASSERT_EQ(winners.size(), 1u);
+    EXPECT_EQ(host::StateFile::instance().value("S", key), winners[0]);
+  }
+}
+
 TEST_F(StateFileTest, NoTemporaryFileIsLeft) {
   UserConfig().setValue("k", "a", "Configuration");
   std::vector<std::string> names;
