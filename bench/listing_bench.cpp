@@ -447,7 +447,7 @@ struct BenchFolder {
   explicit BenchFolder(const std::string& parent) : path(parent + "/miscdisc-bench-XXXXXX") {
     if (!mkdtemp(path.data())) throw std::runtime_error("cannot make " + path);
     setenv("MISCDISC_HOME", path.c_str(), 1);
-    std::ofstream(path + "/config.toml") << "[volumes]\nE = '" << path << "'\n";
+    std::ofstream(path + "/config.toml") << "[volumes]\ndiscover = false\nE = '" << path << "'\n";
   }
   ~BenchFolder() { fs::remove_all(path); }
   std::string path;

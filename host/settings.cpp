@@ -29,8 +29,8 @@ class SettingsReader {
     readVolumes(found);
     readShares(found);
     readMachine(found);
-    found.shortNamesOnly = flag("listing", "short_names_only");
-    found.allowLocalOnly = flag("locks", "allow_local_only");
+    found.shortNamesOnly = flag("listing", "short_names_only", false);
+    found.allowLocalOnly = flag("locks", "allow_local_only", false);
     readRemoteFolders(found);
     readFormats(found);
     readDrives(found);
@@ -56,9 +56,9 @@ class SettingsReader {
     return table ? table->get(key) : nullptr;
   }
 
-  bool flag(const char* sectionName, const char* key) const {
+  bool flag(const char* sectionName, const char* key, bool otherwise) const {
     const toml::node* node = entry(sectionName, key);
-    if (!node) return false;
+    if (!node) return otherwise;
     const auto value = node->value_exact<bool>();
     if (!value) expected(node->source(), std::string(key) + ": true or false was expected");
     return *value;
@@ -76,19 +76,38 @@ class SettingsReader {
 
   static bool hasZero(const std::string& text) { return text.find('\0') != std::string::npos; }
 
+  char letter(std::string_view text, const toml::source_region& where) const {
+    if (text.size() != 1 || text[0] < 'A' || text[0] > 'Z') {
+      expected(where, "a volume's letter from A to Z was expected, not " + std::string(text));
+    }
+    return text[0];
+  }
+
   void readVolumes(Settings& found) const {
     const toml::table* volumes = section("volumes");
     if (!volumes) return;
+    found.discoverVolumes = flag("volumes", "discover", true);
+    readQuotaVolumes(found);
     for (const auto& [key, node] : *volumes) {
-      const std::string_view letter = key.str();
-      if (letter.size() != 1 || letter[0] < 'A' || letter[0] > 'Z') {
-        expected(key.source(),
-                 "a volume's letter from A to Z was expected, not " + std::string(letter));
-      }
-      found.volumes.push_back({letter[0], folder(node, "volume " + std::string(letter))});
+      const std::string_view name = key.str();
+      if (name == "discover" || name == "quota") continue;
+      const char id = letter(name, key.source());
+      found.volumes.push_back({id, folder(node, "volume " + std::string(name))});
     }
     std::sort(found.volumes.begin(), found.volumes.end(),
               [](const auto& a, const auto& b) { return a.letter < b.letter; });
+  }
+
+  void readQuotaVolumes(Settings& found) const {
+    const toml::node* quota = entry("volumes", "quota");
+    if (!quota) return;
+    const char* const what = "quota: a list of volume letters in [ ] was expected, as in [\"E\"]";
+    if (!quota->is_array()) expected(quota->source(), what);
+    for (const toml::node& node : *quota->as_array()) {
+      const auto text = node.value_exact<std::string>();
+      if (!text) expected(node.source(), what);
+      found.quotaVolumes += letter(*text, node.source());
+    }
   }
 
   void readShares(Settings& found) const {

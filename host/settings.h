@@ -24,6 +24,8 @@ struct Settings {
   };
 
   std::vector<Volume> volumes;             // [volumes], by letter
+  bool discoverVolumes = true;             // [volumes] discover: mounted file systems too
+  std::string quotaVolumes;                // [volumes] quota: letters, discovered ones included
   std::vector<Share> shares;               // [shares]
   std::string user;                        // [machine] user; empty: the login name
   bool shortNamesOnly = false;             // [listing] short_names_only

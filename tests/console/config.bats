@@ -60,7 +60,7 @@ load helpers
 }
 
 @test "a home that cannot be written is a failure" {
-  rmdir "$MISCDISC_HOME"
+  rm -r "$MISCDISC_HOME"
   touch "$MISCDISC_HOME"
   ask config set k v
   expect_code 1

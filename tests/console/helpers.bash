@@ -1,8 +1,10 @@
-# Each test has a machine home of its own and calls the command that CTest names.
+# Each test has a machine home of its own, where this machine's mounts are no volumes, and calls
+# the command that CTest names.
 
 setup() {
   export MISCDISC_HOME="$BATS_TEST_TMPDIR/home"
   mkdir -p "$MISCDISC_HOME"
+  printf '[volumes]\ndiscover = false\n' >"$MISCDISC_HOME/config.toml"
   cd "$BATS_TEST_TMPDIR"
   unset NO_COLOR XDG_CONFIG_HOME XDG_STATE_HOME XDG_DATA_HOME
 }
@@ -37,6 +39,7 @@ three_volumes() {
   touch -d '2026-01-02T03:04:05Z' e/Material/A001.mxf f/Sound/A001.mxf g/Sound/B002.wav
   cat >"$MISCDISC_HOME/config.toml" <<END
 [volumes]
+discover = false
 E = "$PWD/e"
 F = "$PWD/f"
 G = "$PWD/g"

@@ -63,13 +63,16 @@ load helpers
 }
 
 @test "on a first start commands that read make nothing at all" {
-  rmdir "$MISCDISC_HOME"
+  mkdir config
+  mv "$MISCDISC_HOME" config/miscdisc
+  export XDG_CONFIG_HOME="$PWD/config" XDG_STATE_HOME="$PWD/state" XDG_DATA_HOME="$PWD/data-home"
+  unset MISCDISC_HOME
   snapshot >snapshot.before
   for command in status "find x" "cache stats" "cache validate" "config get x" "config list"; do
     ask $command
   done
-  rm -f "$MISCDISC_HOME/miscdisc.log"
-  [ ! -e "$MISCDISC_HOME" ] || rmdir "$MISCDISC_HOME" # which the log was made in
+  rm -f state/miscdisc/miscdisc.log
+  [ ! -e state ] || rmdir state/miscdisc state # which the log was made in
   snapshot | diff snapshot.before -
 }
 

@@ -23,6 +23,13 @@ std::string homeFolder;
 std::map<char, std::string> volumes;
 std::string settingsText;
 
+// Without the machine's own mounts: whatever it has, the tests stand on the same ground.
+void writeConfig() {
+  std::ofstream config(homeFolder + "config.toml", std::ios::trunc);
+  config << settingsText << "\n[volumes]\ndiscover = false\n";
+  for (const auto& [letter, folder] : volumes) config << letter << " = '" << folder << "'\n";
+}
+
 void makeRoot() {
   root = (fs::temp_directory_path() / "miscdisc-test-XXXXXX").string();
   if (!mkdtemp(root.data())) throw std::runtime_error("no folder for the test at " + root);
@@ -31,12 +38,7 @@ void makeRoot() {
   fs::create_directory(groundFolder);
   fs::create_directory(homeFolder);
   setenv("MISCDISC_HOME", homeFolder.c_str(), 1);
-}
-
-void writeConfig() {
-  std::ofstream config(homeFolder + "config.toml", std::ios::trunc);
-  config << settingsText << "\n[volumes]\n";
-  for (const auto& [letter, folder] : volumes) config << letter << " = '" << folder << "'\n";
+  writeConfig();
 }
 
 std::string native(const WString& path) { return Qx::UTF8FromWString(path); }

@@ -18,6 +18,8 @@ std::string at(const std::string& rest) { return test::home() + "/config.toml:" 
 TEST_F(SettingsTest, MissingFileGivesTheDefaultsAndNoProblem) {
   const auto settings = host::settings();
   EXPECT_TRUE(settings->volumes.empty());
+  EXPECT_TRUE(settings->discoverVolumes);
+  EXPECT_EQ(settings->quotaVolumes, "");
   EXPECT_TRUE(settings->shares.empty());
   EXPECT_EQ(settings->user, "");
   EXPECT_FALSE(settings->shortNamesOnly);
@@ -33,6 +35,8 @@ TEST_F(SettingsTest, EverythingIsRead) {
   configure(R"([volumes]
 F = "/mnt/b/"
 E = "/mnt/a"
+discover = false
+quota = ["E", "K"]
 [shares]
 '//nas/projects/' = "/mnt/nas"
 [machine]
@@ -66,6 +70,8 @@ low_minutes = 90
   EXPECT_EQ(settings->volumes[0].folder, "/mnt/a");
   EXPECT_EQ(settings->volumes[1].letter, 'F');
   EXPECT_EQ(settings->volumes[1].folder, "/mnt/b");
+  EXPECT_FALSE(settings->discoverVolumes);
+  EXPECT_EQ(settings->quotaVolumes, "EK");
   ASSERT_EQ(settings->shares.size(), 1u);
   EXPECT_EQ(settings->shares[0].network, "//nas/projects");
   EXPECT_EQ(settings->shares[0].folder, "/mnt/nas");
@@ -103,6 +109,12 @@ TEST_F(SettingsTest, AProblemNamesThePlaceAndLeavesTheDefaults) {
       {"[volumes]\nE = ''\n", "2:5: volume E: the full path of a folder, in quotes, was expected"},
       {"[volumes]\nE = \"/x\\u0000y\"\n",
        "2:5: volume E: the full path of a folder, in quotes, was expected"},
+      {"[volumes]\ndiscover = 1\n", "2:12: discover: true or false was expected"},
+      {"[volumes]\nquota = 'E'\n",
+       "2:9: quota: a list of volume letters in [ ] was expected, as in [\"E\"]"},
+      {"[volumes]\nquota = ['E', 5]\n",
+       "2:15: quota: a list of volume letters in [ ] was expected, as in [\"E\"]"},
+      {"[volumes]\nquota = ['e']\n", "2:10: a volume's letter from A to Z was expected, not e"},
       {"volumes = 5\n", "1:11: volumes is a section: [volumes] was expected"},
       {"[shares]\n'nas/x' = '/x'\n", "2:1: a share as '//server/share' was expected, not nas/x"},
       {"[shares]\n'//nas' = '/x'\n", "2:1: a share as '//server/share' was expected, not //nas"},

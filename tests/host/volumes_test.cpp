@@ -42,16 +42,17 @@ WString withBackslashes(WString text) {
 
 class VolumesTest : public test::HomeTest {
  protected:
-  VolumesTest() { FsysReInitialize(false); }
+  VolumesTest() { configure(""); }
 
-  static void configure(const std::string& toml) {
-    test::writeFile(test::home() + "/config.toml", toml);
+  // Without the mounts of the machine that the test runs on.
+  static void configure(const std::string& volumes, const std::string& otherSections = "") {
+    test::configure("[volumes]\ndiscover = false\n" + volumes + otherSections);
     FsysReInitialize(false);
   }
 
   static void useTwoVolumes() {
     test::makeFolder(test::home() + "/a");
-    configure("[volumes]\nG = '" + test::home() + "/b'\nE = '" + test::home() + "/a'\n");
+    configure("G = '" + test::home() + "/b'\nE = '" + test::home() + "/a'\n");
   }
 };
 
@@ -213,16 +214,15 @@ TEST_F(VolumesTest, LayerFileNamesOfMountedFoldersBecomeNative) {
 }
 
 TEST_F(VolumesTest, TheRootCanBeAVolume) {
-  configure("[volumes]\nE = '/'\n");
+  configure("E = '/'\n");
   EXPECT_EQ(nameOf(L'E'), L"/");
   EXPECT_EQ(FsysFilenameToWin32Filename(L"E:/etc/x"), L"/etc/x");
   EXPECT_EQ(FsysConvertUNCtoFsysFilename(FsysConvertLocalToUNC(L"E:/etc/x")), L"E:/etc/x");
 }
 
 TEST_F(VolumesTest, SharesGiveTheNetworkFormLongestFirst) {
-  configure(
-      "[volumes]\nE = '/mnt/nas/media'\nF = '/mnt/nas/media/fast'\n"
-      "[shares]\n'//nas/all' = '/mnt/nas'\n'//fast/tier' = '/mnt/nas/media/fast'\n");
+  configure("E = '/mnt/nas/media'\nF = '/mnt/nas/media/fast'\n",
+            "[shares]\n'//nas/all' = '/mnt/nas'\n'//fast/tier' = '/mnt/nas/media/fast'\n");
   struct {
     const wchar_t *local, *network, *back;
   } const cases[] = {
@@ -243,7 +243,7 @@ TEST_F(VolumesTest, SharesGiveTheNetworkFormLongestFirst) {
 }
 
 TEST_F(VolumesTest, ServerNamesKnowNoLetterCaseButSharesDo) {
-  configure("[volumes]\nE = '/mnt/nas'\n[shares]\n'//NAS/all' = '/mnt/nas'\n");
+  configure("E = '/mnt/nas'\n", "[shares]\n'//NAS/all' = '/mnt/nas'\n");
   EXPECT_EQ(FsysConvertUNCtoFsysFilename(L"\\\\nas\\all\\x"), L"E:/x");
   EXPECT_EQ(FsysConvertUNCtoFsysFilename(L"\\\\nas\\All\\x"), L"\\\\nas\\All\\x");
   EXPECT_EQ(FsysConvertUNCtoFsysFilename(L"\\\\nas\\allow\\x"), L"\\\\nas\\allow\\x");
