@@ -299,6 +299,21 @@ TEST_F(HangingVolumeTest, ADiscoveredOneStaysAVolume) {
   });
 }
 
+TEST_F(HangingVolumeTest, AProcessThatWaitsForItCanEnd) {
+  use([](const HangingMount& mount) {
+    mount.stop();
+    const pid_t child = fork();
+    if (child == 0) {
+      FsysIsVolumePresent(L'F');
+      std::quick_exit(7);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+  });
+}
+
 TEST_F(HangingVolumeTest, ALinkToItIsNoTrapForOthers) {
   use([](const HangingMount& mount) {
     std::filesystem::create_directory_symlink(disk("f") + "/Material", disk("link"));
