@@ -110,30 +110,37 @@ bool prepare(const std::string& folder, bool ownMedia) {
   return made;
 }
 
-// Which folder a path leads to, by whichever way.
-struct FolderIdentity {
-  std::string path;  // without links
-  dev_t device = 0;
-  ino_t inode = 0;
-};
+using host::FolderIdentity;
 
-std::optional<FolderIdentity> identify(const std::string& path) {
-  struct stat found {};
-  if (stat(path.c_str(), &found) != 0 || !S_ISDIR(found.st_mode)) return {};
-  return FolderIdentity{path, found.st_dev, found.st_ino};
+// Nothing for what is no folder, and for a mount that does not answer.
+std::vector<std::optional<FolderIdentity>> identify(const std::vector<std::string>& folders) {
+  const auto mounts = host::currentMounts();
+  const auto answers = host::askAll(folders, host::volumeDeadline(), [mounts](const auto& path) {
+    struct stat found {};
+    const bool there = stat(path.c_str(), &found) == 0 && S_ISDIR(found.st_mode);
+    return there ? std::optional(FolderIdentity{found.st_dev, found.st_ino, mounts}) : std::nullopt;
+  });
+  std::vector<std::optional<FolderIdentity>> identities;
+  for (const auto& answer : answers) identities.push_back(answer.value_or(std::nullopt));
+  return identities;
 }
 
-// The folder is there and is no volume, as far as the mounts of the volumes answer.
-bool canBeMounted(const std::string& folder) {
-  std::vector<std::string> folders{folder};
-  for (const auto& [id, volume] : VolumeTable::instance().all()) folders.push_back(volume.folder);
-  const auto answers = host::askAll(folders, host::volumeDeadline(), identify);
-  const auto wanted = answers[0].value_or(std::nullopt);
-  if (!wanted) return false;
-  return std::none_of(answers.begin() + 1, answers.end(), [&](const auto& answer) {
-    const auto known = answer.value_or(std::nullopt);
-    return known && known->device == wanted->device && known->inode == wanted->inode;
-  });
+// A volume that was another folder is not asked again, until something is mounted or unmounted:
+// of hundreds of locations every one would ask for all before it.
+bool isVolume(const FolderIdentity& wanted) {
+  std::vector<wchar_t> ids;
+  std::vector<std::string> folders;
+  for (const auto& [id, volume] : VolumeTable::instance().all()) {
+    const bool known = volume.identity && volume.identity->mounts == wanted.mounts;
+    if (known && *volume.identity != wanted) continue;
+    ids.push_back(id);
+    folders.push_back(volume.folder);
+  }
+  const auto identities = identify(folders);
+  for (size_t i = 0; i < ids.size(); ++i) {
+    if (identities[i]) VolumeTable::instance().remember(ids[i], *identities[i]);
+  }
+  return std::find(identities.begin(), identities.end(), wanted) != identities.end();
 }
 
 }  // namespace
@@ -211,8 +218,9 @@ int FsysAddMaterialVolume(const WString& folder, wchar_t* id) {
   constexpr int kMounted = 1, kRefused = 0;
   const std::string path = withoutSeparator(Qx::UTF8FromWString(folder));
   if (path.empty() || path[0] != '/' || path.find('\0') != std::string::npos) return kRefused;
-  if (!canBeMounted(path)) return kRefused;
-  const auto mounted = VolumeTable::instance().mount(path);
+  const auto identity = identify({path}).front();
+  if (!identity || isVolume(*identity)) return kRefused;
+  const auto mounted = VolumeTable::instance().mount(path, *identity);
   if (!mounted) return kRefused;
   *id = *mounted;
   return kMounted;

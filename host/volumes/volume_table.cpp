@@ -111,7 +111,8 @@ std::optional<wchar_t> VolumeTable::after(wchar_t id) {
   return next == table_.end() ? std::nullopt : std::optional(next->first);
 }
 
-std::optional<wchar_t> VolumeTable::mount(const std::string& folder) {
+std::optional<wchar_t> VolumeTable::mount(const std::string& folder,
+                                          const FolderIdentity& identity) {
   const std::lock_guard lock(mutex_);
   for (const auto& [id, volume] : table_) {
     if (volume.folder == folder) return {};
@@ -119,13 +120,19 @@ std::optional<wchar_t> VolumeTable::mount(const std::string& folder) {
   wchar_t id = kLocationIds + 1;
   while (table_.count(id) != 0) ++id;
   if (id > kLastLocationId) return {};
-  table_[id] = {.folder = folder, .mounted = true};
+  table_[id] = {.folder = folder, .mounted = true, .identity = identity};
   return id;
 }
 
 void VolumeTable::forget(wchar_t id) {
   const std::lock_guard lock(mutex_);
   table_.erase(id);
+}
+
+void VolumeTable::remember(wchar_t id, const FolderIdentity& identity) {
+  const std::lock_guard lock(mutex_);
+  const auto found = table_.find(id);
+  if (found != table_.end()) found->second.identity = identity;
 }
 
 void VolumeTable::discoverAgain() {

@@ -1,19 +1,34 @@
 // The volumes by their ids.
 #pragma once
 
+#include <sys/types.h>
+
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
 
+#include "host/volumes/mount_table.h"
+
 namespace host {
 
+// Which folder a path leads to, by whichever way, as long as these mounts are all there are.
+struct FolderIdentity {
+  dev_t device = 0;
+  ino_t inode = 0;
+  std::shared_ptr<const MountTable> mounts{};
+
+  bool operator==(const FolderIdentity&) const = default;
+};
+
 struct Volume {
-  std::string folder;     // native, without a separator at its end
-  bool mounted = false;   // by FsysAddMaterialVolume
-  bool ownMedia = false;  // may be missing until something is written there
-  bool quota = false;     // the user's quota bounds what is free
+  std::string folder;                        // native, without a separator at its end
+  bool mounted = false;                      // by FsysAddMaterialVolume
+  bool ownMedia = false;                     // may be missing until something is written there
+  bool quota = false;                        // the user's quota bounds what is free
+  std::optional<FolderIdentity> identity{};  // as last seen
 };
 
 // In the order of the walk: letters, then locations.
@@ -30,8 +45,9 @@ class VolumeTable {
 
   // Under the lowest free number; nothing when the folder is a volume by that path, or there is no
   // number left.
-  std::optional<wchar_t> mount(const std::string& folder);
+  std::optional<wchar_t> mount(const std::string& folder, const FolderIdentity& identity);
   void forget(wchar_t id);
+  void remember(wchar_t id, const FolderIdentity& identity);
 
   // Reads the settings and looks for volumes; the mounted are forgotten.
   void discoverAgain();

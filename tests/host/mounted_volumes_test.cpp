@@ -140,6 +140,20 @@ TEST_F(MountedVolumesTest, ConfiguredFoldersTakeTheirFileSystemAndLettersWithThe
   });
 }
 
+// Which folders the volumes are is remembered only as long as nothing is mounted.
+TEST_F(MountedVolumesTest, AFolderThatIsAVolumeSinceABindMountIsRefused) {
+  test::inOwnMounts([] {
+    for (const char* name : {"a", "b", "c"}) test::makeFolder(disk(name));
+    configure("discover = false\nE = '" + disk("a") + "'\n");
+    wchar_t id = 0;
+    EXPECT_EQ(FsysAddMaterialVolume(wide(disk("c")), &id), 1);
+    ASSERT_EQ(::mount(disk("b").c_str(), disk("a").c_str(), nullptr, MS_BIND, nullptr), 0);
+    EXPECT_EQ(FsysAddMaterialVolume(wide(disk("b")), &id), 0);
+    test::unmount(disk("a"));
+    EXPECT_EQ(FsysAddMaterialVolume(wide(disk("b")), &id), 1);
+  });
+}
+
 TEST_F(MountedVolumesTest, BeyondTheAlphabetTheLogSaysSoOnce) {
   test::inOwnMounts([] {
     for (int i = 0; i < 28; ++i) insert("m" + std::to_string(i));
