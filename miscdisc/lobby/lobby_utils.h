@@ -9,6 +9,7 @@
 #pragma once
 
 #include "miscdisc/platform/values/val_server.h"
+#include "miscdisc/platform/values/vector.h"
 
 class MISCDISC_EXPORT LobbyUtils {
  public:
@@ -44,6 +45,55 @@ class MISCDISC_EXPORT LobbyUtils {
   static WString getCurrentLobbyName();
 
   static bool isNetworkLobby(WString folder);
+
+  // Moving between spaces.  Neither of the two moves logs in or out: setupQXProjDirectory() does.
+
+  // The bare names of the lobbies under the network projects root, in the listing's order, in place
+  // of what the vector held.
+  static void getAvailableNetworkLobbies(Vector<WString>& lobbies);
+
+  // Makes the lobby the current one, whether or not it is there: its name is configured, network
+  // mode is on, and the drives are those of its list.
+  static void setCurrentNetworkLobby(const WString& name);
+
+  // Back to the local space and its drives; the name of the lobby is kept as the last one.
+  static void switchFromNetworkToLocal();
+
+  // Makes the lobby's folder, a media location in it, and the list that names this location, which
+  // makes the folder a lobby.  False, with nothing made, only when the folder cannot be made; what
+  // fails after that is not told.
+  static bool createNewLobby(const WString& name);
+
+  // Deletes the lobby's folder with all that is in it.  False, with nothing touched, when it is no
+  // lobby; whether the deletion worked is not told.  Whoever is in the lobby is not asked.
+  static bool deleteLobby(const WString& name);
+
+  // Builds the list of drives for the current space: its volumes, and the locations that the file
+  // lists, or, when it is empty, the space's own list.  True as DiskManager::AddDrivesFromFile()
+  // is.
+  static bool mountUserMaterialDrives(WString mediaLocationsFile);
+  // Forgets listings and drives; the volumes stay.  The argument has no effect.
+  static void unmountUserMaterialDrives(WString mediaLocationsFile);
+
+  // Local project spaces.
+
+  // Makes the folders "P0001000" and "G0001000" where they are missing.  False when one cannot be
+  // made; after the first the second is not tried.
+  static bool createDefaultProjectFolders(const WString& folder);
+
+  // The same, and copies of the default space's lists of drives, if it has any.  The folder ends in
+  // the separator.  The new space is not made current.
+  static bool createNewLocalProjectSpace(const WString& folder);
+
+  // Makes the folder, which ends in the separator, the local project space, and its drives the
+  // current ones.  False, with nothing changed, when it does not exist.
+  static bool changeLocalProjectSpace(const WString& folder);
+
+  // Sets the projects base directory: with a lobby configured, logs in to it and works there, else
+  // logs out and works in the local space, or the default one when that is not usable.  False only
+  // when the lobby could not be logged in to: then the machine works locally, and the next call
+  // tries the same lobby again.
+  static bool setupQXProjDirectory();
 
   // Rooms.
 

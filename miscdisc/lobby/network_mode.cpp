@@ -1,4 +1,5 @@
 #include "miscdisc/frame/separator.h"
+#include "miscdisc/lobby/configuration_keys.h"
 #include "miscdisc/lobby/lobby_utils.h"
 #include "miscdisc/platform/config.h"
 #include "miscdisc/platform/paths.h"
@@ -8,29 +9,24 @@ bool LobbyUtils::networkMode_ = false;
 const char* LobbyUtils::NetProjRootRegKey = "network project root";
 const char* LobbyUtils::NetMatRootRegKey = "network material root";
 
-namespace {
-
-constexpr const char* kSection = "Configuration";
-
-}  // namespace
-
 bool LobbyUtils::machineIsInNetworkMode() { return networkMode_; }
 
 bool LobbyUtils::inLobby() { return roomFileName_.empty(); }
 
 WString LobbyUtils::getNetworkProjectsRoot() {
   const WString root =
-      Qx::WStringFromUTF8(UserConfig().getValue(NetProjRootRegKey, String(), kSection));
+      Qx::WStringFromUTF8(UserConfig().getValue(NetProjRootRegKey, String(), kLobbySection));
   return root.empty() ? OS()->getDefaultNetworkProjectsFolder(true) : root;
 }
 
 WString LobbyUtils::getNetworkMaterialRoot() {
-  const WString root = Qx::WStringFromUTF8(UserConfig().getValue(NetMatRootRegKey, "", kSection));
+  const WString root =
+      Qx::WStringFromUTF8(UserConfig().getValue(NetMatRootRegKey, "", kLobbySection));
   return root.empty() ? OS()->fileManager().getDefaultNetworkMaterialFolder() : root;
 }
 
 WString LobbyUtils::getCurrentNetworkLobbyName() {
-  return Qx::WStringFromUTF8(UserConfig().getValue("network lobby name", String(), kSection));
+  return Qx::WStringFromUTF8(UserConfig().getValue(kLobbyNameKey, String(), kLobbySection));
 }
 
 WString LobbyUtils::getNetworkLobbyFullPath(const WString& name, bool trailingSeparator) {

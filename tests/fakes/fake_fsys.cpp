@@ -165,6 +165,8 @@ void FsysReInitialize(bool networkMode) {
   platform.forgotten.clear();
 }
 
+void FsysSetFileOwner(const WString& path) { fakePlatform().ownersSet.push_back(path); }
+
 WString getPath(const WString& path) { return path.substr(0, path.rfind(L'/') + 1); }
 
 WString stripPath(const WString& path) { return path.substr(path.rfind(L'/') + 1); }

@@ -80,6 +80,7 @@ struct FakePlatform {
   WString measured;             // the volumes whose space was asked, in order
   std::map<wchar_t, unsigned> presenceAsked;
   int frameSizesAsked = 0;
+  std::vector<WString> ownersSet;  // of login files
   int failuresReported = 0;
   int messengersAsked = 0;
   std::map<String, void (*)(void*)> commands;

@@ -1,0 +1,6 @@
+// The one room that is never locked.
+#pragma once
+
+#include "miscdisc/platform/string_compare.h"
+
+inline bool isSpecialRoom(const WString& room) { return Qx::endsWith(room, L"CARDVT.Room", false); }

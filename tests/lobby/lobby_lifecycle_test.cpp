@@ -1,0 +1,206 @@
+#include <gtest/gtest.h>
+
+#include "miscdisc/dircache/global_cache.h"
+#include "miscdisc/lobby/lobby_utils.h"
+#include "miscdisc/media/disk_manager.h"
+#include "tests/fakes/fake_platform.h"
+#include "tests/media/listener.h"
+
+namespace {
+
+struct LobbyLifecycleTest : testing::Test {
+  LobbyLifecycleTest() {
+    platform.clockStep = 1;
+    platform.settings[{"Configuration", "network project root"}] = "/mnt/nas";
+    platform.addFolder(L"/mnt/nas");
+    platform.addFolder(L"/home/ann/projects");
+  }
+
+  String setting(const String& key) { return platform.settings[{"Configuration", key}]; }
+
+  void addLobby(const WString& name, const String& locations = "") {
+    platform.addFile(L"/mnt/nas/" + name + L"/DefNetDrive.txt", locations);
+  }
+
+  static std::vector<WString> names() {
+    std::vector<WString> result;
+    for (unsigned short i = 0; const MediaDrive* drive = DiskManager::get_drive(i); ++i) {
+      result.push_back(drive->getUserName(false));
+    }
+    return result;
+  }
+
+  static std::vector<WString> available() {
+    Vector<WString> lobbies;
+    lobbies.add(L"from before");
+    LobbyUtils::getAvailableNetworkLobbies(lobbies);
+    return {lobbies.begin(), lobbies.end()};
+  }
+
+  FakePlatform& platform = fakePlatform();
+};
+
+}  // namespace
+
+TEST_F(LobbyLifecycleTest, ANewLobbyHasOneMediaLocationOfItsOwn) {
+  EXPECT_TRUE(LobbyUtils::createNewLobby(L"Alpha"));
+  EXPECT_EQ(platform.namesIn(L"/mnt/nas/Alpha"),
+            (std::vector<WString>{L"DefNetDrive.txt", L"Media"}));
+  EXPECT_EQ(platform.namesIn(L"/mnt/nas/Alpha/Media"),
+            (std::vector<WString>{L"Material", L"Sound"}));
+  EXPECT_EQ(platform.file(L"/mnt/nas/Alpha/DefNetDrive.txt")->bytes, "/mnt/nas/Alpha/Media");
+  EXPECT_EQ(platform.opened,
+            (std::vector<FakePlatform::Open>{{L"/mnt/nas/Alpha/DefNetDrive.txt", 1, 2, 1, 0}}));
+  EXPECT_FALSE(LobbyUtils::machineIsInNetworkMode());
+}
+
+TEST_F(LobbyLifecycleTest, ALobbysFoldersAreMadeInOrder) {
+  LobbyUtils::createNewLobby(L"Alpha");
+  EXPECT_EQ(platform.calls,
+            (std::vector<String>{
+                "createDirectory /mnt/nas/Alpha", "createDirectory /mnt/nas/Alpha/Media",
+                "createDirectory /mnt/nas/Alpha/Media/Material",
+                "createDirectory /mnt/nas/Alpha/Media/Sound", "open /mnt/nas/Alpha/DefNetDrive.txt",
+                "write /mnt/nas/Alpha/DefNetDrive.txt"}));
+}
+
+// Unlike the path of the lobby itself, which tests what the root ends in.
+TEST_F(LobbyLifecycleTest, ARootWithASeparatorIsDoubledInANewLobbysList) {
+  platform.settings[{"Configuration", "network project root"}] = "/mnt/nas/";
+  LobbyUtils::createNewLobby(L"Alpha");
+  EXPECT_EQ(platform.calls[0], "createDirectory /mnt/nas//Alpha");
+}
+
+TEST_F(LobbyLifecycleTest, ALobbyThatExistsIsNotMadeAgain) {
+  addLobby(L"Alpha", "/keep");
+  EXPECT_FALSE(LobbyUtils::createNewLobby(L"Alpha"));
+  EXPECT_EQ(platform.file(L"/mnt/nas/Alpha/DefNetDrive.txt")->bytes, "/keep");
+  EXPECT_FALSE(platform.has(L"/mnt/nas/Alpha/Media"));
+}
+
+// Whatever fails behind the lobby's own folder is not told.
+TEST_F(LobbyLifecycleTest, ALobbyIsMadeWhateverFailsInsideIt) {
+  for (int failing = 2; failing <= 6; ++failing) {
+    platform.failNextCall();
+    platform.failingCall += failing - 1;
+    const WString name = L"Lobby " + std::to_wstring(failing);
+    EXPECT_TRUE(LobbyUtils::createNewLobby(name)) << failing;
+    EXPECT_TRUE(platform.has(L"/mnt/nas/" + name)) << failing;
+  }
+  EXPECT_EQ(available(), (std::vector<WString>{L"Lobby 2", L"Lobby 3", L"Lobby 4", L"Lobby 6"}));
+  platform.failNextCall();
+  EXPECT_FALSE(LobbyUtils::createNewLobby(L"Alpha"));
+}
+
+TEST_F(LobbyLifecycleTest, LobbiesAreTheFoldersWithAList) {
+  addLobby(L"Beta");
+  addLobby(L"Alpha");
+  platform.addFolder(L"/mnt/nas/Not a lobby");
+  platform.addFile(L"/mnt/nas/file.txt");
+  EXPECT_EQ(available(), (std::vector<WString>{L"Alpha", L"Beta"}));
+  EXPECT_EQ(platform.listingArguments.back()[0], 0x19u);
+}
+
+TEST_F(LobbyLifecycleTest, WithoutARootThereAreNoLobbies) {
+  platform.settings[{"Configuration", "network project root"}] = "/mnt/gone";
+  EXPECT_EQ(available(), std::vector<WString>());
+}
+
+TEST_F(LobbyLifecycleTest, DeletingTakesTheWholeLobby) {
+  addLobby(L"Alpha");
+  platform.addFile(L"/mnt/nas/Alpha/Media/Material/a.mxf");
+  addLobby(L"Alphabet");
+  EXPECT_TRUE(LobbyUtils::deleteLobby(L"Alpha"));
+  EXPECT_FALSE(platform.has(L"/mnt/nas/Alpha"));
+  EXPECT_TRUE(platform.has(L"/mnt/nas/Alphabet/DefNetDrive.txt"));
+}
+
+TEST_F(LobbyLifecycleTest, WhatIsNoLobbyIsNotDeleted) {
+  platform.addFile(L"/mnt/nas/Alpha/precious.txt");
+  EXPECT_FALSE(LobbyUtils::deleteLobby(L"Alpha"));
+  EXPECT_FALSE(LobbyUtils::deleteLobby(L"gone"));
+  EXPECT_TRUE(platform.has(L"/mnt/nas/Alpha/precious.txt"));
+}
+
+TEST_F(LobbyLifecycleTest, EnteringALobbyBringsItsDrives) {
+  platform.addFolder(L"/loc/Home");
+  platform.addFolder(L"/loc/Shared");
+  platform.addFile(L"/home/ann/projects/DefNetDrive.txt", "/loc/Home\n");
+  addLobby(L"Alpha", "/loc/Shared");
+  LobbyUtils::mountUserMaterialDrives(L"");
+  EXPECT_EQ(names(), (std::vector<WString>{L"Home"}));
+
+  LobbyUtils::setCurrentNetworkLobby(L"Alpha");
+  EXPECT_TRUE(LobbyUtils::machineIsInNetworkMode());
+  EXPECT_EQ(setting("network lobby name"), "Alpha");
+  EXPECT_FALSE(platform.settings.contains({"Configuration", "last network lobby name"}));
+  EXPECT_EQ(names(), (std::vector<WString>{L"Shared"}));
+  EXPECT_EQ(platform.opened, std::vector<FakePlatform::Open>());  // nobody is logged in
+}
+
+TEST_F(LobbyLifecycleTest, FromLobbyToLobbyNoLastOneIsKept) {
+  addLobby(L"Alpha");
+  addLobby(L"Beta");
+  LobbyUtils::setCurrentNetworkLobby(L"Alpha");
+  LobbyUtils::setCurrentNetworkLobby(L"Beta");
+  EXPECT_EQ(setting("network lobby name"), "Beta");
+  EXPECT_FALSE(platform.settings.contains({"Configuration", "last network lobby name"}));
+}
+
+TEST_F(LobbyLifecycleTest, ALobbyThatIsNotThereBecomesCurrentAllTheSame) {
+  LobbyUtils::setCurrentNetworkLobby(L"Gone");
+  EXPECT_TRUE(LobbyUtils::machineIsInNetworkMode());
+  EXPECT_EQ(setting("network lobby name"), "Gone");
+  EXPECT_EQ(names(), std::vector<WString>());
+}
+
+TEST_F(LobbyLifecycleTest, GoingLocalKeepsTheLobbyAsTheLastOne) {
+  platform.addFolder(L"/loc/Home");
+  platform.addFile(L"/home/ann/projects/DefNetDrive.txt", "/loc/Home\n");
+  addLobby(L"Alpha");
+  LobbyUtils::setCurrentNetworkLobby(L"Alpha");
+  LobbyUtils::switchFromNetworkToLocal();
+  EXPECT_FALSE(LobbyUtils::machineIsInNetworkMode());
+  EXPECT_EQ(setting("network lobby name"), "");
+  EXPECT_EQ(setting("last network lobby name"), "Alpha");
+  EXPECT_EQ(names(), (std::vector<WString>{L"Home"}));
+
+  LobbyUtils::switchFromNetworkToLocal();  // there is no lobby to keep
+  EXPECT_EQ(setting("last network lobby name"), "");
+}
+
+// Unmount under the old mode, configure, switch, mount under the new one.
+TEST_F(LobbyLifecycleTest, TheLayerIsStartedAgainInTheNewMode) {
+  addLobby(L"Alpha");
+  platform.calls.clear();
+  LobbyUtils::setCurrentNetworkLobby(L"Alpha");
+  LobbyUtils::switchFromNetworkToLocal();
+  std::erase_if(platform.calls,
+                [](const String& call) { return !call.starts_with("FsysReInitialize"); });
+  EXPECT_EQ(platform.calls,
+            (std::vector<String>{"FsysReInitialize true", "FsysReInitialize false"}));
+}
+
+TEST_F(LobbyLifecycleTest, UnmountingForgetsListingsAndDrivesAndKeepsTheVolumes) {
+  platform.addVolume(L'E', L"/media/e");
+  platform.addFile(L"/media/e/Material/a.mxf");
+  DiskManager::init();
+  initialise_directory_caches(false);
+  EXPECT_EQ(getSystemCache()->count(), 1u);
+  LobbyUtils::unmountUserMaterialDrives(L"ignored");
+  EXPECT_EQ(names(), std::vector<WString>());
+  EXPECT_NE(platform.volume(L'E'), nullptr);
+  const size_t listed = platform.listed.size();
+  validate_directory_cache();
+  EXPECT_GT(platform.listed.size(), listed);  // it had to be read again
+}
+
+TEST_F(LobbyLifecycleTest, AGivenListIsReadWhateverTheMode) {
+  platform.addFolder(L"/loc/Given");
+  platform.addFile(L"/somewhere/list.txt", "/loc/Given\n");
+  for (const bool networkMode : {false, true}) {
+    LobbyUtils::networkMode_ = networkMode;
+    EXPECT_TRUE(LobbyUtils::mountUserMaterialDrives(L"/somewhere/list.txt"));
+    EXPECT_EQ(names(), (std::vector<WString>{L"Given"}));
+  }
+}

@@ -1,0 +1,177 @@
+#include <gtest/gtest.h>
+
+#include "miscdisc/lobby/lobby_utils.h"
+#include "miscdisc/media/disk_manager.h"
+#include "miscdisc/netshare/net_login.h"
+#include "tests/fakes/fake_platform.h"
+
+namespace {
+
+struct LocalSpaceTest : testing::Test {
+  LocalSpaceTest() {
+    platform.clockStep = 1;
+    platform.settings[{"Configuration", "network project root"}] = "/mnt/nas";
+    platform.addFolder(L"/home/ann/projects");
+    platform.addFolder(L"/work/Films");
+    platform.addFolder(L"/mnt/nas/Alpha");
+  }
+
+  void configureLobby(const String& name) {
+    platform.settings[{"Configuration", "network lobby name"}] = name;
+  }
+
+  std::vector<String> callsOfFiles() const {
+    std::vector<String> calls = platform.calls;
+    std::erase_if(calls, [](const String& call) { return call.starts_with("Fsys"); });
+    return calls;
+  }
+
+  FakePlatform& platform = fakePlatform();
+};
+
+const WString kDefault = L"/home/ann/projects/";
+const WString kFilms = L"/work/Films/";
+
+}  // namespace
+
+TEST_F(LocalSpaceTest, TheDefaultFoldersAreMadeInOrder) {
+  EXPECT_TRUE(LobbyUtils::createDefaultProjectFolders(L"/work/Films"));
+  EXPECT_EQ(callsOfFiles(), (std::vector<String>{"createDirectory /work/Films/P0001000",
+                                                 "createDirectory /work/Films/G0001000"}));
+}
+
+TEST_F(LocalSpaceTest, OnlyTheMissingFolderIsMade) {
+  platform.addFolder(L"/work/Films/P0001000");
+  EXPECT_TRUE(LobbyUtils::createDefaultProjectFolders(kFilms));
+  EXPECT_EQ(callsOfFiles(), (std::vector<String>{"createDirectory /work/Films/G0001000"}));
+  EXPECT_TRUE(LobbyUtils::createDefaultProjectFolders(kFilms));  // nothing more to make
+  EXPECT_EQ(callsOfFiles().size(), 1u);
+}
+
+TEST_F(LocalSpaceTest, AfterTheFirstFailureTheSecondFolderIsNotTried) {
+  platform.failNextCall();
+  EXPECT_FALSE(LobbyUtils::createDefaultProjectFolders(kFilms));
+  EXPECT_EQ(callsOfFiles(), (std::vector<String>{"createDirectory /work/Films/P0001000"}));
+}
+
+TEST_F(LocalSpaceTest, TheResultIsThatOfTheMissingFolder) {
+  platform.addFolder(L"/work/Films/P0001000");
+  platform.failNextCall();
+  EXPECT_FALSE(LobbyUtils::createDefaultProjectFolders(kFilms));
+}
+
+TEST_F(LocalSpaceTest, ANewSpaceGetsTheDefaultSpacesLists) {
+  platform.addFile(kDefault + L"DefNetDrive.txt", "/loc/a\n");
+  platform.addFile(kDefault + L"UnmountedDrives.txt", "/media/e/\n");
+  EXPECT_TRUE(LobbyUtils::createNewLocalProjectSpace(kFilms));
+  EXPECT_EQ(platform.file(kFilms + L"DefNetDrive.txt")->bytes, "/loc/a\n");
+  EXPECT_EQ(platform.file(kFilms + L"UnmountedDrives.txt")->bytes, "/media/e/\n");
+  EXPECT_TRUE(platform.has(L"/work/Films/P0001000"));
+  EXPECT_EQ(platform.localProjects, kDefault);  // not made current
+}
+
+TEST_F(LocalSpaceTest, ADefaultSpaceWithoutListsIsNoFailure) {
+  EXPECT_TRUE(LobbyUtils::createNewLocalProjectSpace(kFilms));
+  EXPECT_EQ(callsOfFiles().back(), "copy /home/ann/projects/UnmountedDrives.txt");
+  EXPECT_FALSE(platform.has(kFilms + L"DefNetDrive.txt"));
+}
+
+TEST_F(LocalSpaceTest, WithoutItsFoldersASpaceGetsNoLists) {
+  platform.addFile(kDefault + L"DefNetDrive.txt", "/loc/a\n");
+  platform.failNextCall();
+  EXPECT_FALSE(LobbyUtils::createNewLocalProjectSpace(kFilms));
+  EXPECT_FALSE(platform.has(kFilms + L"DefNetDrive.txt"));
+}
+
+TEST_F(LocalSpaceTest, MakingASpaceTwiceReplacesNoList) {
+  platform.addFile(kDefault + L"DefNetDrive.txt", "/loc/a\n");
+  platform.addFile(kFilms + L"DefNetDrive.txt", "/loc/precious\n");
+  EXPECT_TRUE(LobbyUtils::createNewLocalProjectSpace(kFilms));
+  EXPECT_EQ(platform.file(kFilms + L"DefNetDrive.txt")->bytes, "/loc/precious\n");
+}
+
+TEST_F(LocalSpaceTest, TheDefaultSpaceIsNotCopiedOntoItself) {
+  platform.addFile(kDefault + L"DefNetDrive.txt", "/loc/a\n");
+  EXPECT_TRUE(LobbyUtils::createNewLocalProjectSpace(kDefault));
+  EXPECT_EQ(callsOfFiles(), (std::vector<String>{"createDirectory /home/ann/projects/P0001000",
+                                                 "createDirectory /home/ann/projects/G0001000"}));
+}
+
+// Names are appended as they are.
+TEST_F(LocalSpaceTest, ASpaceWithoutASeparatorHasItsListsBesideIt) {
+  platform.addFile(kDefault + L"DefNetDrive.txt", "/loc/a\n");
+  LobbyUtils::createNewLocalProjectSpace(L"/work/Films");
+  EXPECT_TRUE(platform.has(L"/work/FilmsDefNetDrive.txt"));
+}
+
+TEST_F(LocalSpaceTest, ChangingToASpaceBringsItsDrives) {
+  platform.addFolder(L"/loc/Rushes");
+  platform.addFile(kFilms + L"DefNetDrive.txt", "/loc/Rushes\n");
+  EXPECT_TRUE(LobbyUtils::changeLocalProjectSpace(kFilms));
+  EXPECT_EQ(platform.localProjects, kFilms);
+  EXPECT_EQ(platform.baseDirectory, kFilms);
+  ASSERT_NE(DiskManager::get_drive(0), nullptr);
+  EXPECT_EQ(DiskManager::get_drive(0)->name, L"Rushes");
+}
+
+TEST_F(LocalSpaceTest, AMissingSpaceChangesNothing) {
+  EXPECT_FALSE(LobbyUtils::changeLocalProjectSpace(L"/work/Gone/"));
+  EXPECT_EQ(platform.localProjects, kDefault);
+  EXPECT_EQ(platform.baseDirectory, kDefault);
+  EXPECT_EQ(platform.calls, std::vector<String>());
+}
+
+TEST_F(LocalSpaceTest, SetUpWithoutALobbyWorksLocally) {
+  platform.localProjects = kFilms;
+  EXPECT_TRUE(LobbyUtils::setupQXProjDirectory());
+  EXPECT_EQ(platform.baseDirectory, kFilms);
+  EXPECT_EQ(platform.opened, std::vector<FakePlatform::Open>());
+}
+
+TEST_F(LocalSpaceTest, AnUnusableLocalFolderGivesWayToTheDefault) {
+  platform.localProjects = L"/work/Gone/";
+  EXPECT_TRUE(LobbyUtils::setupQXProjDirectory());
+  EXPECT_EQ(platform.baseDirectory, kDefault);
+}
+
+TEST_F(LocalSpaceTest, SetUpWithALobbyLogsInThere) {
+  configureLobby("Alpha");
+  EXPECT_TRUE(LobbyUtils::setupQXProjDirectory());
+  EXPECT_TRUE(LobbyUtils::machineIsInNetworkMode());
+  EXPECT_EQ(platform.baseDirectory, L"/mnt/nas/Alpha/");
+  EXPECT_TRUE(platform.has(L"/mnt/nas/Alpha/ann.cli"));
+}
+
+TEST_F(LocalSpaceTest, ARefusedLoginFallsBackToTheLocalFolder) {
+  configureLobby("Alpha");
+  platform.heldElsewhere = {L"/mnt/nas/Alpha/ann.cli"};
+  LobbyUtils::networkMode_ = true;
+  EXPECT_FALSE(LobbyUtils::setupQXProjDirectory());
+  EXPECT_FALSE(LobbyUtils::machineIsInNetworkMode());
+  EXPECT_EQ(platform.baseDirectory, kDefault);
+  EXPECT_EQ((platform.settings[{"Configuration", "network lobby name"}]), "Alpha");
+
+  platform.localProjects = L"/work/Gone/";
+  EXPECT_FALSE(LobbyUtils::setupQXProjDirectory());
+  EXPECT_EQ(platform.baseDirectory, kDefault);
+
+  platform.heldElsewhere = {};
+  EXPECT_TRUE(LobbyUtils::setupQXProjDirectory());  // the same lobby is tried again
+  EXPECT_EQ(platform.baseDirectory, L"/mnt/nas/Alpha/");
+}
+
+TEST_F(LocalSpaceTest, AfterLeavingALobbySetUpLogsOut) {
+  configureLobby("Alpha");
+  LobbyUtils::setupQXProjDirectory();
+  configureLobby("");
+  EXPECT_TRUE(LobbyUtils::setupQXProjDirectory());
+  EXPECT_FALSE(platform.has(L"/mnt/nas/Alpha/ann.cli"));
+  EXPECT_EQ(platform.baseDirectory, kDefault);
+  EXPECT_TRUE(LobbyUtils::machineIsInNetworkMode());  // left as it is
+}
+
+TEST_F(LocalSpaceTest, InTheLocalSpaceAlreadySetUpDoesNotLogOut) {
+  NetLogin(L"/mnt/nas/Alpha");
+  LobbyUtils::setupQXProjDirectory();
+  EXPECT_TRUE(platform.has(L"/mnt/nas/Alpha/ann.cli"));
+}
