@@ -2,6 +2,7 @@
 #include "host/volumes/workers.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -146,15 +147,16 @@ TEST_F(WorkersTest, ALinkIntoAMountThatHangsKeepsNobodyElseFromAnswering) {
   waitUntilItAnswers(test::home() + "/link/y");
 }
 
+// On the root, for a question to it goes through no other thread: this one is behind for certain.
 TEST_F(WorkersTest, WhoWaitsBehindAJobThatHangsNeedNotWaitLonger) {
   Gate gate;
-  const auto first = start("/first", gate.job());
+  const auto first = start("/", gate.job());
   gate.waitForJobs(1);
-  const auto behind = start("/first", gate.job());
+  const auto behind = start("/", gate.job());
   EXPECT_FALSE(Workers::ofProcess().finish(first, in(0ms)));
   EXPECT_FALSE(Workers::ofProcess().finish(behind, in(kLong)));
   gate.open();
-  waitUntilItAnswers("/first");
+  waitUntilItAnswers("/");
   EXPECT_EQ(gate.begun(), 1);
 }
 
@@ -224,6 +226,18 @@ TEST_F(WorkersTest, AThreadThatHangsDoesNotKeepTheProcessFromEnding) {
   waitpid(child, &status, 0);
   EXPECT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
+TEST_F(WorkersTest, SignalsAreForTheThreadsOfTheApplication) {
+  sigset_t blocked, own;
+  const auto errand =
+      start("/first", [&](const std::string&) { pthread_sigmask(SIG_BLOCK, nullptr, &blocked); });
+  ASSERT_TRUE(Workers::ofProcess().finish(errand, in(kLong)));
+  pthread_sigmask(SIG_BLOCK, nullptr, &own);
+  for (const int signal : {SIGTERM, SIGINT, SIGUSR1, SIGALRM, SIGCHLD}) {
+    EXPECT_EQ(sigismember(&blocked, signal), 1);
+    EXPECT_EQ(sigismember(&own, signal), 0);
+  }
 }
 
 TEST_F(WorkersTest, ThreadsMayAskAtTheSameTime) {
