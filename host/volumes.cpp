@@ -59,6 +59,17 @@ VolumeState askFolder(const std::string& folder, milliseconds deadline) {
   return Inquiry(currentMounts(), {.folder = folder}).finish(after(deadline));
 }
 
+std::vector<VolumeState> askFolders(const std::vector<std::string>& folders,
+                                    milliseconds deadline) {
+  const Deadline end = after(deadline);
+  const auto mounts = currentMounts();
+  std::vector<Inquiry> inquiries;
+  for (const std::string& folder : folders) inquiries.push_back({mounts, {.folder = folder}});
+  std::vector<VolumeState> states;
+  for (Inquiry& inquiry : inquiries) states.push_back(inquiry.finish(end));
+  return states;
+}
+
 bool askMount(const std::string& path, milliseconds deadline, std::function<void()> job) {
   const auto errand = std::make_shared<Errand>(
       currentMounts(), path, [job = std::move(job)](const std::string&) { job(); });

@@ -12,6 +12,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "miscdisc/platform/fsys.h"
 #include "miscdisc/platform/values/export.h"
@@ -41,6 +42,10 @@ MISCDISC_EXPORT std::map<wchar_t, VolumeState> askVolumes(std::chrono::milliseco
 // The same for a folder, by its native path, whether it is a volume or not.
 MISCDISC_EXPORT VolumeState askFolder(const std::string& folder,
                                       std::chrono::milliseconds deadline);
+
+// Several folders at the same time, within the deadline altogether, in their order.
+MISCDISC_EXPORT std::vector<VolumeState> askFolders(const std::vector<std::string>& folders,
+                                                    std::chrono::milliseconds deadline);
 
 // Runs the job on the thread of the mount that holds the native path, whether or not there is
 // anything at that path.  False: not done within the deadline.  Then it may still be done later,

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "host/settings.h"
+#include "host/volumes.h"
 #include "miscdisc/platform/fsys.h"
 #include "tests/host/home.h"
 
@@ -267,6 +268,22 @@ TEST_F(VolumesTest, OwningAFileHarmsNothing) {
   struct stat found {};
   ASSERT_EQ(stat((test::home() + "/ann.cli").c_str(), &found), 0);
   EXPECT_EQ(found.st_uid, geteuid());
+}
+
+TEST_F(VolumesTest, FoldersThatAreAskedTogetherAnswerInTheirOrder) {
+  test::makeFolder(test::home() + "/a");
+  test::writeFile(test::home() + "/file", "");
+  const auto states =
+      host::askFolders({test::home() + "/none", test::home() + "/a", test::home() + "/file"},
+                       std::chrono::minutes(1));
+  ASSERT_EQ(states.size(), 3u);
+  EXPECT_EQ(states[0].answer, host::VolumeState::Answer::kAbsent);
+  EXPECT_FALSE(states[0].space);
+  EXPECT_EQ(states[1].answer, host::VolumeState::Answer::kPresent);
+  ASSERT_TRUE(states[1].space);
+  EXPECT_GT(states[1].space->totalBytes, 0u);
+  EXPECT_EQ(states[2].answer, host::VolumeState::Answer::kAbsent);
+  EXPECT_TRUE(host::askFolders({}, std::chrono::minutes(1)).empty());
 }
 
 TEST_F(VolumesTest, ThreadsMayAskWhileVolumesComeAndGo) {
