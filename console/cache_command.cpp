@@ -16,33 +16,34 @@ namespace {
 
 uint64_t filesIn(const std::vector<CachedFolder>& folders) {
   uint64_t files = 0;
-  for (const CachedFolder& folder : folders) files += folder.directory->count();
+  for (const CachedFolder& folder : folders) files += folder.count();
   return files;
 }
 
 size_t presentVolumes(const std::vector<CachedFolder>& folders) {
-  std::set<wchar_t> volumes;
+  std::set<std::string> volumes;
   for (const CachedFolder& folder : folders) {
-    if (folder.present) volumes.insert(folder.volume);
+    if (folder.present) volumes.insert(folder.drive);
   }
   return volumes.size();
 }
 
-Exit completeness(const std::vector<CachedFolder>& folders) {
-  return allRead(folders) ? kDone : kIncomplete;
+// Says why the lists of the space could not be read.
+Exit completeness(const DriveList& list, const std::vector<CachedFolder>& folders) {
+  for (const std::string& fault : list.faults) complain(fault);
+  return allRead(folders) && list.faults.empty() ? kDone : kIncomplete;
 }
 
 Json asJson(const std::vector<CachedFolder>& folders) {
   Json volumes = Json::array();
   for (const CachedFolder& folder : folders) {
-    const std::string label = volumeLabel(folder.volume);
-    if (volumes.empty() || volumes.back()["id"] != label) {
+    if (volumes.empty() || volumes.back()["id"] != folder.drive) {
       volumes.push_back(
-          {{"id", label}, {"present", folder.present}, {"directories", Json::array()}});
+          {{"id", folder.drive}, {"present", folder.present}, {"directories", Json::array()}});
     }
     Json directory;
     addText(directory, "path", folder.path);
-    directory["files"] = folder.directory->count();
+    directory["files"] = folder.count();
     directory["valid"] = folder.readable;
     volumes.back()["directories"].push_back(std::move(directory));
   }
@@ -57,26 +58,25 @@ std::string state(const CachedFolder& folder) {
 
 Exit stats(Context& context) {
   if (configurationIsBroken()) return kUsage;
-  enterConfiguredSpace();
-  const auto folders = readVolumes(context.options, allVolumes());
+  const DriveList list = enterConfiguredSpace(context.options);
+  const auto folders = readVolumes(context.options, list.drives);
   if (context.options.json) {
     context.output.printDocument(asJson(folders));
-    return completeness(folders);
+    return completeness(list, folders);
   }
   std::vector<std::vector<std::string>> rows;
   for (const CachedFolder& folder : folders) {
-    rows.push_back({volumeLabel(folder.volume), folder.name,
-                    std::to_string(folder.directory->count()), state(folder),
+    rows.push_back({folder.drive, folder.name, std::to_string(folder.count()), state(folder),
                     printable(folder.path)});
   }
   context.output.printTable(context.options, {"VOLUME", "FOLDER", "FILES", "STATE", "PATH"}, rows);
-  return completeness(folders);
+  return completeness(list, folders);
 }
 
 Exit validate(Context& context) {
   if (configurationIsBroken()) return kUsage;
-  enterConfiguredSpace();
-  const auto folders = readVolumes(context.options, allVolumes());
+  const DriveList list = enterConfiguredSpace(context.options);
+  const auto folders = readVolumes(context.options, list.drives);
   if (context.options.json) {
     context.output.printDocument(asJson(folders));
   } else {
@@ -85,7 +85,7 @@ Exit validate(Context& context) {
     context.output.print(std::to_string(files) + (files == 1 ? " file on " : " files on ") +
                          std::to_string(volumes) + (volumes == 1 ? " volume\n" : " volumes\n"));
   }
-  return completeness(folders);
+  return completeness(list, folders);
 }
 
 // The dump has a line for each name, between angle brackets.
@@ -109,8 +109,8 @@ bool writeDump(const std::string& file) {
 
 Exit dump(Context& context) {
   if (configurationIsBroken()) return kUsage;
-  enterConfiguredSpace();
-  const auto folders = readVolumes(context.options, allVolumes());
+  const DriveList list = enterConfiguredSpace(context.options);
+  const auto folders = readVolumes(context.options, list.drives);
   std::error_code ignored;
   const std::string folder = Qx::UTF8FromWString(getDumpFolder());
   std::filesystem::create_directories(folder, ignored);
@@ -127,7 +127,7 @@ Exit dump(Context& context) {
   } else {
     context.output.print(printable(file) + "\n");
   }
-  return completeness(folders);
+  return completeness(list, folders);
 }
 
 }  // namespace

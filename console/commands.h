@@ -13,6 +13,7 @@ using Command = std::function<Exit()>;
 void addStatus(CLI::App& app, Context& context, Command& chosen);
 void addFind(CLI::App& app, Context& context, Command& chosen);
 void addCache(CLI::App& app, Context& context, Command& chosen);
+void addDrives(CLI::App& app, Context& context, Command& chosen);
 void addConfig(CLI::App& app, Context& context, Command& chosen);
 void addVersion(CLI::App& app, Context& context, Command& chosen);
 

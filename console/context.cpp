@@ -69,6 +69,10 @@ std::string alignedRow(const std::vector<std::string>& cells, const std::vector<
 
 }  // namespace
 
+std::chrono::milliseconds Options::deadline() const {
+  return std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(timeout));
+}
+
 Output::Output() : descriptor_(takeStandardOutput()), terminal_(isatty(descriptor_) == 1) {}
 
 bool Output::colored(const Options& options) const {

@@ -1,6 +1,7 @@
 // What every command has: the global options, the way out for data and words, and exit codes.
 #pragma once
 
+#include <chrono>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -15,6 +16,8 @@ enum Exit : int {
   kUsage = 2,  // also a configuration that does not parse
   kIncomplete = 3,
   kNotFound = 4,
+  kRefused = 7,    // until it is asked for with --yes
+  kThreshold = 8,  // less is left than was asked for
   kInterrupted = 130,
 };
 
@@ -26,6 +29,12 @@ struct Options {
   bool quiet = false;
   bool verbose = false;
   std::string color = "auto";
+  double timeout = 0.25;  // seconds
+  bool yes = false;
+  bool dryRun = false;
+
+  // How long a mount has to answer.
+  std::chrono::milliseconds deadline() const;
 };
 
 // Standard output and standard error, kept apart.

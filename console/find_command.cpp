@@ -30,7 +30,7 @@ Json asJson(const std::vector<Place>& places) {
   for (const Place& place : places) {
     Json file;
     addText(file, "name", WString(place.file->nameView()));
-    file["volume"] = volumeLabel(place.folder->volume);
+    file["volume"] = place.folder->drive;
     file["folder"] = place.folder->name;
     addText(file, "path", place.path());
     file["size"] = place.file->size;
@@ -45,7 +45,7 @@ void show(Context& context, const std::vector<Place>& places) {
   std::vector<std::vector<std::string>> rows;
   for (const Place& place : places) {
     const uint64_t size = place.file->size;
-    rows.push_back({printable(WString(place.file->nameView())), volumeLabel(place.folder->volume),
+    rows.push_back({printable(WString(place.file->nameView())), place.folder->drive,
                     place.folder->name, printable(place.path()),
                     people ? withUnit(size) : std::to_string(size), rfc3339(place.file->modified)});
   }
@@ -55,20 +55,21 @@ void show(Context& context, const std::vector<Place>& places) {
 
 Exit find(Context& context, const std::vector<std::string>& names, const std::string& label) {
   if (configurationIsBroken()) return kUsage;
-  enterConfiguredSpace();
-  std::vector<wchar_t> volumes = allVolumes();
+  const DriveList list = enterConfiguredSpace(context.options);
+  for (const std::string& fault : list.faults) complain(fault);
+  std::vector<Drive> volumes = list.drives;
   if (!label.empty()) {
-    const auto volume = volumeFromLabel(label);
-    if (!volume) {
+    const auto meant = drivesMeant(list, label, context.options);
+    if (meant.size() != 1) {
       complain("there is no volume " + printable(label) + ".  The volumes are " +
                labelsOf(volumes) + ".");
       return kUsage;
     }
-    volumes = {*volume};
+    volumes = {*meant[0]};
   }
 
   const auto folders = readVolumes(context.options, volumes);
-  const bool complete = allRead(folders);
+  const bool complete = allRead(folders) && list.faults.empty();
   std::vector<Place> found;
   bool everyNameFound = true;
   for (const std::string& name : names) {

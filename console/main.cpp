@@ -1,7 +1,8 @@
 // The command miscdisc.
 //
-// Every command here only looks, but for "config set" and "cache dump": it logs nobody in, takes
-// and probes no lock, and leaves nothing on the disk but lines in the log.
+// Every command here only looks, but for "config set", "cache dump" and those of "drives" that say
+// what they changed: it logs nobody in, takes and probes no lock, and leaves nothing on the disk
+// but lines in the log.
 #include <signal.h>
 #include <unistd.h>
 
@@ -37,6 +38,12 @@ void addGlobalOptions(CLI::App& app, Options& options) {
   app.add_flag("--plain", options.plain, "As into a pipe: tabs, no colour, no progress");
   app.add_option("--color", options.color, "auto, always or never")
       ->check(CLI::IsMember({"auto", "always", "never"}));
+  app.add_option("--timeout", options.timeout,
+                 "Seconds that a mount has to answer: 0.25 unless set")
+      ->check(CLI::Range(0.001, 3600.0))
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+  app.add_flag("--yes", options.yes, "Do what is refused without");
+  app.add_flag("--dry-run", options.dryRun, "Say what would be changed, and change nothing");
   app.add_flag("-q,--quiet", options.quiet, "No words but errors");
   app.add_flag("-v,--verbose", options.verbose, "Show the library's log on standard error");
 }
@@ -62,6 +69,7 @@ Exit run(int argc, char** argv, Context& context) {
   addStatus(app, context, chosen);
   addFind(app, context, chosen);
   addCache(app, context, chosen);
+  addDrives(app, context, chosen);
   addConfig(app, context, chosen);
   addVersion(app, context, chosen);
   try {

@@ -1,22 +1,15 @@
 #include "console/commands.h"
-#include "console/volumes.h"
+#include "console/drives_view.h"
+#include "console/folders.h"
 #include "host/places.h"
 #include "host/settings.h"
 #include "miscdisc/frame/version.h"
 #include "miscdisc/lobby/lobby_utils.h"
-#include "miscdisc/platform/fsys.h"
 #include "miscdisc/platform/os.h"
 #include "miscdisc/platform/project_folders.h"
 
 namespace console {
 namespace {
-
-struct VolumeStatus {
-  std::string label;
-  WString path;
-  bool present;
-  std::optional<VOLUME_INFO> space;
-};
 
 // Where this machine is, without reading a listing.
 struct Status {
@@ -25,7 +18,9 @@ struct Status {
   WString space;
   bool networkMode;
   WString lobby;
-  std::vector<VolumeStatus> volumes;
+  DriveList list;
+  Formats formats;
+  std::vector<DriveView> drives;      // of the list
   std::vector<std::string> warnings;  // printable
   Exit exit = kDone;
 };
@@ -38,31 +33,43 @@ void addLines(std::vector<std::string>& warnings, const std::string& text) {
   }
 }
 
-VolumeStatus statusOf(wchar_t id) {
-  VolumeStatus status{volumeLabel(id), {}, FsysIsVolumePresent(id), {}};
-  FsysGetMaterialVolumeName(id, status.path, false);
-  VOLUME_INFO space;
-  if (FsysGetVolInfo(id, &space)) status.space = space;
-  return status;
+void addWarnings(Status& status, const Options& options) {
+  for (const std::string& fault : status.list.faults) {
+    status.warnings.push_back(fault);
+    status.exit = kIncomplete;
+  }
+  for (const DriveView& view : status.drives) {
+    const Drive& drive = *view.drive;
+    if (!drive.present()) {
+      status.warnings.push_back(problemOf(drive, options));
+      status.exit = kIncomplete;
+    } else if (view.full.value_or(false)) {
+      status.warnings.push_back("drive " + called(drive) + " is full");
+    } else if (view.state == "low") {
+      status.warnings.push_back("drive " + called(drive) + " has room for " +
+                                std::to_string(view.minutes[0].value_or(0)) + " min of " +
+                                status.formats[0].name + " only");
+    }
+  }
 }
 
-Status findStatus() {
-  enterConfiguredSpace();
+// Shared storage may not answer, and then nobody knows.
+std::optional<bool> isLobby(const WString& space, std::chrono::milliseconds deadline) {
+  return within<bool>(deadline, space, [space] { return LobbyUtils::isNetworkLobby(space); });
+}
+
+Status findStatus(const Options& options) {
   Status status;
+  status.list = enterConfiguredSpace(options);
+  status.formats = chooseFormats({}).value_or(Formats());
+  status.drives = viewsOf(status.list, status.formats);
   status.user = OS()->getUserName();
   status.home = host::places();
   status.space = getProjectsBaseDirectory();
   status.networkMode = LobbyUtils::machineIsInNetworkMode();
   status.lobby = LobbyUtils::getCurrentNetworkLobbyName();
-  for (wchar_t id : allVolumes()) {
-    status.volumes.push_back(statusOf(id));
-    const VolumeStatus& volume = status.volumes.back();
-    if (volume.present) continue;
-    status.exit = kIncomplete;
-    status.warnings.push_back("volume " + volume.label +
-                              " is not present: " + printable(volume.path) + " is no folder");
-  }
-  if (status.networkMode && !LobbyUtils::isNetworkLobby(status.space)) {
+  addWarnings(status, options);
+  if (status.networkMode && !isLobby(status.space, options.deadline()).value_or(true)) {
     status.warnings.push_back("the lobby " + printable(status.lobby) +
                               " is not there: " + printable(status.space) + " holds no " +
                               printable(getMediaLocationsFilename()));
@@ -85,28 +92,12 @@ Json asJson(const Status& status) {
   document["network_mode"] = status.networkMode;
   document["lobby"] = nullptr;
   if (!status.lobby.empty()) addText(document, "lobby", status.lobby);
-  document["volumes"] = Json::array();
-  for (const VolumeStatus& volume : status.volumes) {
-    Json entry{{"id", volume.label}};
-    addText(entry, "path", volume.path);
-    entry["present"] = volume.present;
-    entry["free"] = nullptr;
-    entry["capacity"] = nullptr;
-    if (volume.space) {
-      entry["free"] = volume.space->freeBytes;
-      entry["capacity"] = volume.space->totalBytes;
-    }
-    document["volumes"].push_back(std::move(entry));
+  document["drives"] = Json::array();
+  for (const DriveView& view : status.drives) {
+    document["drives"].push_back(asJson(view, status.formats));
   }
   document["warnings"] = status.warnings;
   return document;
-}
-
-// Unknown figures are "-".
-std::string figure(const std::optional<VOLUME_INFO>& space, uint64_t VOLUME_INFO::*which,
-                   bool people) {
-  if (!space) return "-";
-  return people ? withUnit((*space).*which) : std::to_string((*space).*which);
 }
 
 void show(Context& context, const Status& status) {
@@ -131,15 +122,11 @@ void show(Context& context, const Status& status) {
   if (people) context.output.print("\n");
 
   std::vector<std::vector<std::string>> rows;
-  for (const VolumeStatus& volume : status.volumes) {
-    std::vector<std::string> row{volume.label, volume.present ? "present" : "not present",
-                                 figure(volume.space, &VOLUME_INFO::freeBytes, people),
-                                 figure(volume.space, &VOLUME_INFO::totalBytes, people),
-                                 printable(volume.path)};
-    if (!people) row.insert(row.begin(), "volume");
-    rows.push_back(std::move(row));
+  for (const DriveView& view : status.drives) {
+    rows.push_back(driveCells(view, people));
+    if (!people) rows.back().insert(rows.back().begin(), "drive");
   }
-  context.output.printTable(options, {"VOLUME", "STATE", "FREE", "CAPACITY", "PATH"}, rows);
+  context.output.printTable(options, driveHeading(status.formats, people), rows);
 
   if (people && !status.warnings.empty()) context.output.print("\n");
   for (const std::string& warning : status.warnings) {
@@ -150,7 +137,7 @@ void show(Context& context, const Status& status) {
 }  // namespace
 
 Exit showStatus(Context& context) {
-  const Status status = findStatus();
+  const Status status = findStatus(context.options);
   if (context.options.json) {
     context.output.printDocument(asJson(status));
   } else {
@@ -160,7 +147,7 @@ Exit showStatus(Context& context) {
 }
 
 void addStatus(CLI::App& app, Context& context, Command& chosen) {
-  app.add_subcommand("status", "Where am I, which volumes are there (the default)")->callback([&] {
+  app.add_subcommand("status", "Where am I, which drives are there (the default)")->callback([&] {
     chosen = [&context] { return showStatus(context); };
   });
 }

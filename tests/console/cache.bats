@@ -35,8 +35,8 @@ load helpers
   ask cache validate
   expect_code 3
   expect_data "1 file on 1 volume"
-  expect_words "volume F is not present"
-  expect_words "volume G is not present"
+  expect_words "drive F is not present"
+  expect_words "drive G is not present"
 }
 
 @test "the dump holds every name, and the command says where it is" {

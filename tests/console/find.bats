@@ -66,7 +66,7 @@ load helpers
   ask find A001.mxf
   expect_code 3
   [ "$(wc -l <data)" -eq 2 ]
-  expect_words "volume G is not present: $PWD/g is no folder."
+  expect_words "drive G is not present: $PWD/g is no folder."
 }
 
 @test "a name that was not found may be on the absent volume: exit 3" {

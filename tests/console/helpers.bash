@@ -12,9 +12,10 @@ setup() {
 miscdisc() { "$MISCDISC_COMMAND" "$@"; }
 
 # Runs the command; its exit code is in $code, its words in the file "words", its data in "data".
+# However busy the machine is, a folder that is there answers.
 ask() {
   code=0
-  miscdisc "$@" >data 2>words || code=$?
+  miscdisc --timeout 60 "$@" >data 2>words || code=$?
 }
 
 expect_code() {
@@ -61,4 +62,28 @@ unprivileged() {
     setpriv --inh-caps=-dac_override,-dac_read_search \
       --bounding-set=-dac_override,-dac_read_search "$@"
   fi
+}
+
+# The room that a folder pretends to have, in bytes, for "ask_pretended".
+room_of() { # FOLDER FREE TOTAL
+  printf '%s %s\n' "$2" "$3" >"$1/.space"
+}
+
+ask_pretended() {
+  code=0
+  LD_PRELOAD="$PRETENDED_SPACE" "$MISCDISC_COMMAND" --timeout 60 "$@" >data 2>words || code=$?
+}
+
+# Volume E and the locations a (#1) and b (#2).
+two_locations() {
+  mkdir -p e/Material e/Sound a/Material a/Sound b/Material b/Sound "$MISCDISC_HOME/projects"
+  printf '[volumes]\ndiscover = false\nE = "%s"\n' "$PWD/e" >"$MISCDISC_HOME/config.toml"
+  locations="$MISCDISC_HOME/projects/DefNetDrive.txt"
+  hidden="$MISCDISC_HOME/projects/UnmountedDrives.txt"
+  printf '%s/\n' "$PWD/a" "$PWD/b" >"$locations"
+}
+
+drive_ids() { # of the list, in a line
+  ask drives list
+  cut -f1 data | paste -sd' '
 }

@@ -7,7 +7,7 @@ load helpers
   grep -qx "project space	$MISCDISC_HOME/projects/" data
   grep -qx "network mode	no" data
   grep -qx "lobby	-" data
-  grep -qE "^volume	E	present	[0-9]+	[0-9]+	$MISCDISC_HOME/media$" data
+  grep -qE "^drive	E	$MISCDISC_HOME/media	[0-9]+	[0-9]+	.*	$MISCDISC_HOME/media$" data
   [ ! -s words ]
 }
 
@@ -16,12 +16,12 @@ load helpers
   rm -r f
   ask status
   expect_code 3
-  grep -qx "volume	F	not present	-	-	$PWD/f" data
-  grep -qx "warning	volume F is not present: $PWD/f is no folder" data
+  grep -qx "drive	F	$PWD/f	-	-	-	-	not present	$PWD/f" data
+  grep -q "^warning	drive F is not present: $PWD/f is no folder" data
   ask status --json
-  [ "$(jq -c '.volumes[1]' data)" = "{\"id\":\"F\",\"path\":\"$PWD/f\",\"present\":false,\"free\":null,\"capacity\":null}" ]
+  [ "$(jq -c '.drives[1] | [.id, .path, .free, .capacity, .state]' data)" = "[\"F\",\"$PWD/f\",null,null,\"not present\"]" ]
   [ "$(jq -r '.schema' data)" = miscdisc.status/1 ]
-  [ "$(jq '.volumes[0].free <= .volumes[0].capacity' data)" = true ]
+  [ "$(jq '.drives[0].free <= .drives[0].capacity' data)" = true ]
 }
 
 @test "a configured lobby is where the command works" {

@@ -1,0 +1,185 @@
+// The drives themselves: which there are, and how much they take.
+#include <algorithm>
+
+#include "console/drives_commands.h"
+#include "console/drives_view.h"
+#include "console/tasks.h"
+#include "host/places.h"
+#include "host/settings.h"
+#include "miscdisc/media/disk_manager.h"
+#include "miscdisc/platform/fsys.h"
+
+namespace console {
+namespace {
+
+struct Arguments {
+  std::vector<std::string> formats;
+  std::string drive;
+  bool hidden = false;
+};
+
+Json hiddenAsJson(const DriveList& list) {
+  Json hidden = Json::array();
+  for (const HiddenVolume& volume : list.hidden) {
+    Json entry{{"id", nullptr}};
+    if (!volume.label.empty()) entry["id"] = volume.label;
+    addText(entry, "path", volume.line);
+    hidden.push_back(std::move(entry));
+  }
+  return hidden;
+}
+
+Exit listDrives(Context& context, const DriveList& list, const Arguments& arguments) {
+  const auto formats = chooseFormats(arguments.formats);
+  if (!formats) return kUsage;
+  const auto views = viewsOf(list, *formats);
+  if (context.options.json) {
+    Json document{{"schema", "miscdisc.drives/1"}, {"drives", Json::array()}};
+    for (const DriveView& view : views) document["drives"].push_back(asJson(view, *formats));
+    if (arguments.hidden) document["hidden"] = hiddenAsJson(list);
+    context.output.printDocument(document);
+  } else {
+    const bool people = context.output.forPeople(context.options);
+    std::vector<std::vector<std::string>> rows;
+    for (const DriveView& view : views) rows.push_back(driveCells(view, people));
+    for (const HiddenVolume& hidden : list.hidden) {
+      if (arguments.hidden) rows.push_back(hiddenCells(hidden, *formats, people));
+    }
+    context.output.printTable(context.options, driveHeading(*formats, people), rows);
+  }
+  return reportProblems(list, context.options);
+}
+
+std::string kindOf(const Drive& drive) {
+  if (drive.location) return "location";
+  for (const auto& volume : host::settings()->volumes) {
+    if (drive.label == std::string(1, volume.letter)) return "configured";
+  }
+  const bool own = drive.path == Qx::WStringFromUTF8(host::places().data + "/media");
+  return own ? "own" : "discovered";
+}
+
+Exit exitFor(const Drive& drive, const Options& options) {
+  if (drive.present()) return kDone;
+  complain(problemOf(drive, options));
+  return kIncomplete;
+}
+
+Exit showDrive(Context& context, const DriveList& list, const Arguments& arguments) {
+  const Drive* drive = chooseDrive(list, arguments.drive, context.options);
+  if (!drive) return kNotFound;
+  const auto chosen = chooseFormats({});  // the state is that of the list
+  if (!chosen) return kUsage;
+  const Formats formats = host::recordingFormats();
+  DriveView view = viewOf(*drive, formats);
+  view.state = viewOf(*drive, *chosen).state;
+  WString network = FsysConvertLocalToUNC(drive->path);
+  const bool prepared = drive->present() && FsysIsVolumePreparedForMedia(drive->id);
+  const std::vector<Task> tasks = tasksOf(*drive, list);
+
+  if (context.options.json) {
+    Json document{{"schema", "miscdisc.drive/1"}};
+    document.update(asJson(view, formats));
+    addText(document, "network", network);
+    document["kind"] = kindOf(*drive);
+    document["prepared"] = nullptr;
+    if (drive->present()) document["prepared"] = prepared;
+    document["tasks"] = Json::array();
+    for (const Task& task : tasks) document["tasks"].push_back(task.name);
+    context.output.printDocument(document);
+    return exitFor(*drive, context.options);
+  }
+  // As config.toml writes shares: backslashes would be escaped.
+  std::replace(network.begin(), network.end(), L'\\', L'/');
+  const bool people = context.output.forPeople(context.options);
+  const auto line = [&](const std::string& what, const std::string& text) {
+    const std::string gap =
+        people ? std::string(what.size() < 18 ? 18 - what.size() : 1, ' ') : "\t";
+    context.output.print(what + gap + text + "\n");
+  };
+  const auto cells = driveCells(view, people);
+  const size_t free = people ? 3 : 2;
+  line("drive", drive->label);
+  line("name", printable(drive->name));
+  line("stored name", drive->storedName ? printable(*drive->storedName) : "-");
+  line("path", printable(drive->path));
+  line("network path", printable(network));
+  line("kind", kindOf(*drive));
+  line("prepared", drive->present() ? (prepared ? "yes" : "no") : "-");
+  line("state", view.state);
+  line("free", cells[free]);
+  line("capacity", cells[free + 1]);
+  for (const Task& task : tasks) line("task", printable(task.name));
+  for (size_t i = 0; i < formats.size(); ++i) line(formats[i].name, cells[free + 2 + i]);
+  return exitFor(*drive, context.options);
+}
+
+Exit bestDrive(Context& context, const DriveList& list, const Arguments& arguments) {
+  const auto formats = chooseFormats(arguments.formats);
+  if (!formats) return kUsage;
+  reportProblems(list, context.options);  // which are not among those to choose from
+  const MediaDrive* best = DiskManager::find_best_disk();
+  if (!best) {
+    complain(
+        "there is no drive that could be asked, so none is the best.  \"miscdisc drives list\" "
+        "shows what is known.");
+    return kNotFound;
+  }
+  const DriveView view = viewOf(*driveWithId(list, best->driveId), *formats);
+  if (context.options.json) {
+    Json document{{"schema", "miscdisc.drive/1"}};
+    document.update(asJson(view, *formats));
+    context.output.printDocument(document);
+    return kDone;
+  }
+  std::string text;
+  for (const std::string& cell : driveCells(view, false)) text += (text.empty() ? "" : "\t") + cell;
+  context.output.print(text + "\n");
+  return kDone;
+}
+
+}  // namespace
+
+CLI::App* addDriveCommand(CLI::App& drives, Context& context, Command& chosen, const char* name,
+                          const char* help, DriveCommand run) {
+  CLI::App* command = drives.add_subcommand(name, help);
+  command->callback([&context, &chosen, run = std::move(run)] {
+    chosen = [&context, run] {
+      if (configurationIsBroken()) return kUsage;
+      DriveList list = enterConfiguredSpace(context.options);
+      return run(list);
+    };
+  });
+  return command;
+}
+
+void addDriveReading(CLI::App& drives, Context& context, Command& chosen) {
+  const auto arguments = std::make_shared<Arguments>();
+  const auto add = [&](const char* name, const char* help, auto run) {
+    return addDriveCommand(
+        drives, context, chosen, name, help,
+        [&context, arguments, run](DriveList& list) { return run(context, list, *arguments); });
+  };
+  const auto addFormats = [&](CLI::App* command) {
+    command->add_option("--format", arguments->formats, "Minutes of this format; may be repeated")
+        ->allow_extra_args(false);
+  };
+  CLI::App* listing = add("list", "Which drives there are, and how much they take", listDrives);
+  addFormats(listing);
+  listing->add_flag("--hidden", arguments->hidden, "Also the volumes that are hidden here");
+  add("show", "Everything about one drive", showDrive)
+      ->add_option("DRIVE", arguments->drive, "Its id (E, '#1'), name or path")
+      ->required();
+  addFormats(add("best", "The drive with the most free space", bestDrive));
+}
+
+void addDrives(CLI::App& app, Context& context, Command& chosen) {
+  CLI::App* drives = app.add_subcommand("drives", "Look at the media drives, or change them");
+  drives->require_subcommand(1);
+  addDriveReading(*drives, context, chosen);
+  addDrivePlanning(*drives, context, chosen);
+  addDriveNames(*drives, context, chosen);
+  addDriveLists(*drives, context, chosen);
+}
+
+}  // namespace console

@@ -1,0 +1,290 @@
+// What is kept about one drive: its name, its media folders, and the tasks that use it.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "console/changes.h"
+#include "console/drives_commands.h"
+#include "console/new_name.h"
+#include "console/tasks.h"
+#include "host/state_file.h"
+#include "miscdisc/media/disk_manager.h"
+#include "miscdisc/platform/fsys.h"
+#include "miscdisc/platform/paths.h"
+
+namespace console {
+namespace {
+
+struct Arguments {
+  std::string drive;
+  std::string name;
+  std::string task;
+  std::string taskDrive;
+  bool clear = false;
+};
+
+bool isFolder(const std::string& path) {
+  struct stat found {};
+  return stat(path.c_str(), &found) == 0 && S_ISDIR(found.st_mode);
+}
+
+WString infoFileIn(const WString& folder) {
+  return joinPaths(folder, L"Material/MediaSpaceInfo.txt");
+}
+
+bool hasControl(const WString& text) {
+  return std::any_of(text.begin(), text.end(),
+                     [](wchar_t c) { return c < 0x20 || (c >= 0x7F && c <= 0x9F); });
+}
+
+// The drive, if it is there now; null after saying what is wrong.
+const Drive* chooseThere(const DriveList& list, const std::string& text, const Options& options,
+                         Exit& exit) {
+  const Drive* drive = chooseDrive(list, text, options);
+  exit = drive ? kIncomplete : kNotFound;
+  if (!drive || drive->present()) return drive;
+  complain(problemOf(*drive, options));
+  return nullptr;
+}
+
+// Names.
+
+Exit rename(Context& context, DriveList& list, const Arguments& arguments) {
+  const WString name = Qx::WStringFromUTF8(arguments.name);
+  if (!mayBeName(name)) return kUsage;
+  Exit exit;
+  const Drive* drive = chooseThere(list, arguments.drive, context.options, exit);
+  if (!drive) return exit;
+  if (const std::string fault = whyNotNamed(drive->path); !fault.empty()) {
+    complain(fault);
+    return kFailed;
+  }
+  Changes changes(context);
+  return changes.say(renameDrive(list, *drive, name, context.options, changes));
+}
+
+// Preparing.
+
+Exit prepare(Context& context, DriveList& list, const Arguments& arguments) {
+  Exit exit;
+  const Drive* drive = chooseThere(list, arguments.drive, context.options, exit);
+  if (!drive) return exit;
+  std::vector<WString> missing;
+  for (const wchar_t* name : {L"Material", L"Sound"}) {
+    const WString folder = joinPaths(drive->path, name);
+    if (!isFolder(Qx::UTF8FromWString(folder))) missing.push_back(folder);
+  }
+  Changes changes(context);
+  if (missing.empty()) {
+    remark(context.options, called(*drive) + " is prepared for media already.");
+    return changes.say(kDone);
+  }
+  exit = kDone;
+  if (!context.options.dryRun) {
+    const MediaDrive prepared(&mediaDrive(*drive));
+    forgetVolumesBut(drive->id);
+    if (!prepared.prepareForMedia()) exit = kFailed;
+  }
+  for (const WString& folder : missing) {
+    if (context.options.dryRun || isFolder(Qx::UTF8FromWString(folder))) {
+      changes.add({"make", drive->label, folder, {}});
+    } else {
+      complain(printable(folder) + " could not be made.  Check the rights of " +
+               printable(drive->path) + " with ls -ld, and that nothing else has that name.");
+    }
+  }
+  return changes.say(exit);
+}
+
+// Tasks.
+
+Json asJson(const Task& task) {
+  Json object;
+  addText(object, "task", Qx::WStringFromUTF8(task.name));
+  object["drive"] = nullptr;
+  if (task.drive) object["drive"] = task.drive->label;
+  addText(object, "path", task.path);
+  return object;
+}
+
+void tellIfGone(const Task& task) {
+  if (task.drive) return;
+  complain("the task " + printable(task.name) + " is to use " + printable(task.path) +
+           ", which is no drive now.  Choose one with: miscdisc drives task \"" +
+           printable(task.name) + "\" DRIVE");
+}
+
+Exit listTasks(Context& context, const std::vector<Task>& tasks) {
+  for (const Task& task : tasks) tellIfGone(task);
+  if (context.options.json) {
+    Json document{{"schema", "miscdisc.tasks/1"}, {"tasks", Json::array()}};
+    for (const Task& task : tasks) document["tasks"].push_back(asJson(task));
+    context.output.printDocument(document);
+    return kDone;
+  }
+  std::vector<std::vector<std::string>> rows;
+  for (const Task& task : tasks) {
+    rows.push_back({printable(task.name), task.drive ? task.drive->label : "-",
+                    task.drive ? printable(task.drive->name) : "no drive now",
+                    printable(task.path)});
+  }
+  context.output.printTable(context.options, {"TASK", "DRIVE", "NAME", "PATH"}, rows);
+  return kDone;
+}
+
+// The drive that the program would take for the task now.
+Exit showTask(Context& context, const DriveList& list, const std::string& name) {
+  const auto tasks = allTasks(list);
+  const auto stored =
+      std::find_if(tasks.begin(), tasks.end(), [&](const Task& task) { return task.name == name; });
+  const MediaDrive* own = DiskManager::getDriveForTask(name.c_str(), false);
+  const MediaDrive* used = DiskManager::getDriveForTask(name.c_str(), true);
+  const Drive* drive = used ? driveWithId(list, used->driveId) : nullptr;
+  if (stored != tasks.end() && !own) {
+    if (stored->drive) {
+      complain(problemOf(*stored->drive, context.options));
+    } else {
+      tellIfGone(*stored);
+    }
+  }
+  if (!drive) {
+    complain("there is no drive for the task " + printable(name) + ".");
+    return kNotFound;
+  }
+  const std::string why = own ? "set" : "the best, as none is set";
+  const std::string instead = own || stored == tasks.end() ? why : "the best, instead of its own";
+  if (context.options.json) {
+    Json document{{"schema", "miscdisc.task/1"}};
+    addText(document, "task", Qx::WStringFromUTF8(name));
+    document["drive"] = drive->label;
+    addText(document, "path", drive->path);
+    document["best"] = own == nullptr;
+    document["stored"] = nullptr;
+    if (stored != tasks.end()) addText(document, "stored", stored->path);
+    context.output.printDocument(document);
+  } else {
+    context.output.printTable(
+        context.options, {"TASK", "DRIVE", "NAME", "CHOICE", "PATH"},
+        {{printable(name), drive->label, printable(drive->name), instead, printable(drive->path)}});
+  }
+  return kDone;
+}
+
+Exit storeTask(Context& context, const Drive* drive, const std::string& name) {
+  host::StateFile& state = host::StateFile::instance();
+  const std::string key = "Media Location (" + name + ")";
+  const auto stored = [&] { return state.value("Preferences", key); };
+  const WString file = Qx::WStringFromUTF8(state.path());
+  Changes changes(context);
+  const auto before = stored();
+  if (!drive && !before) {
+    remark(context.options, "nothing is set for the task " + printable(name) + ".");
+    return changes.say(kDone);
+  }
+  if (!context.options.dryRun) {
+    DiskManager::setDriveForTask(name.c_str(), drive ? &mediaDrive(*drive) : nullptr);
+    const auto expected = drive ? std::optional(Qx::UTF8FromWString(drive->path)) : std::nullopt;
+    if (stored() != expected) {
+      complain(whyNotWritten(file));
+      return kFailed;
+    }
+  }
+  if (drive) {
+    changes.add({"set", name, drive->path, file});
+  } else {
+    changes.add({"clear", name, Qx::WStringFromUTF8(*before), file});
+  }
+  return changes.say(kDone);
+}
+
+Exit task(Context& context, DriveList& list, const Arguments& arguments) {
+  if (arguments.task.empty() && !arguments.clear) return listTasks(context, allTasks(list));
+  const WString name = Qx::WStringFromUTF8(arguments.task);
+  if (name.empty() || hasControl(name)) {
+    complain("a task's name was expected, without control characters, such as Capture.");
+    return kUsage;
+  }
+  if (arguments.clear && !arguments.taskDrive.empty()) {
+    complain("--clear forgets the drive of a task: no DRIVE was expected with it.");
+    return kUsage;
+  }
+  if (arguments.clear) return storeTask(context, nullptr, arguments.task);
+  if (arguments.taskDrive.empty()) return showTask(context, list, arguments.task);
+  Exit exit;
+  const Drive* drive = chooseThere(list, arguments.taskDrive, context.options, exit);
+  return drive ? storeTask(context, drive, arguments.task) : exit;
+}
+
+}  // namespace
+
+bool mayBeName(const WString& name) {
+  if (!hasControl(name)) return true;
+  complain("a name without line ends and other control characters was expected, not \"" +
+           printable(name) + "\".");
+  return false;
+}
+
+std::string whyNotNamed(const WString& folder) {
+  const std::string material = Qx::UTF8FromWString(joinPaths(folder, L"Material"));
+  if (!isFolder(material)) {
+    return printable(folder) +
+           " has no folder \"Material\", where its name is kept.  Make it with: miscdisc drives "
+           "prepare";
+  }
+  if (faccessat(AT_FDCWD, material.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
+    return whyNotWritten(infoFileIn(folder));
+  }
+  return {};
+}
+
+Exit renameDrive(const DriveList& list, const Drive& drive, const WString& name,
+                 const Options& options, Changes& changes) {
+  const WString file = infoFileIn(drive.path);
+  for (const Drive& other : list.drives) {
+    if (&other != &drive && !name.empty() && other.name == name) {
+      remark(options,
+             called(other) + " has that name too: they can be told apart by their ids only.");
+    }
+  }
+  if (name == L"Unnamed") {
+    remark(options, "a drive that is named Unnamed goes by its path, like one without a name.");
+  }
+  if (!options.dryRun) {
+    if (!DiskManager::renameMediaLocation(mediaDrive(drive), name)) {
+      complain(called(drive) + " has no free space, so its name could not be kept there.");
+      return kFailed;
+    }
+    if (DiskManager::getMediaLocationUserName(drive.id) != name) {
+      complain(whyNotWritten(file));
+      return kFailed;
+    }
+  }
+  changes.add({"rename", drive.label, drive.path, file, name});
+  return kDone;
+}
+
+void addDriveNames(CLI::App& drives, Context& context, Command& chosen) {
+  const auto arguments = std::make_shared<Arguments>();
+  const auto add = [&](const char* name, const char* help, auto run) {
+    return addDriveCommand(
+        drives, context, chosen, name, help,
+        [&context, arguments, run](DriveList& list) { return run(context, list, *arguments); });
+  };
+  const auto addDrive = [&](CLI::App* command) {
+    command->add_option("DRIVE", arguments->drive, "Its id (E, '#1'), name or path")->required();
+  };
+  CLI::App* renaming = add("rename", "Give a drive another name", rename);
+  addDrive(renaming);
+  renaming->add_option("NAME", arguments->name, "\"\" takes the name away")->required();
+  addDrive(add("prepare", "Make a drive's media folders", prepare));
+  CLI::App* tasks = add("task", "Which drive a task uses, such as Capture", task);
+  tasks->add_option("TASK", arguments->task, "All tasks unless given");
+  tasks->add_option("DRIVE", arguments->taskDrive, "Use this one from now on");
+  tasks->add_flag("--clear", arguments->clear, "Use the drive with the most space again");
+}
+
+}  // namespace console

@@ -1,0 +1,55 @@
+// Folders as people spell them.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "host/volumes.h"
+#include "miscdisc/platform/values/text.h"
+
+namespace console {
+
+// "/mnt/a" for "/mnt//a/", "/mnt/./a" and "/mnt/b/../a": by spelling alone.  Only the root ends in
+// a separator.
+WString plainFolder(const WString& folder);
+
+// The same, from the working directory when it is relative.
+WString absoluteFolder(const WString& folder);
+
+// In any letter case, as the library compares folders.  REQUIRES: both are plain.
+bool isSameSpelling(const WString& a, const WString& b);
+bool isInside(const WString& inner, const WString& outer);  // not the folder itself
+
+// A text that is the same for all spellings that differ in letter case; for others it may be.
+WString spellingKey(const WString& folder);
+
+// One folder, whatever its names.
+struct FolderId {
+  dev_t device = 0;
+  ino_t inode = 0;
+
+  bool operator==(const FolderId&) const = default;
+};
+
+// Looks at a mount on its worker; nothing when that takes too long.  The job owns what it uses: it
+// may run on while nobody waits for it any more.
+template <typename Result>
+std::optional<Result> within(std::chrono::milliseconds deadline, const WString& path,
+                             std::function<Result()> look) {
+  const auto result = std::make_shared<std::optional<Result>>();
+  const auto job = [result, look] { *result = look(); };
+  if (!host::askMount(Qx::UTF8FromWString(path), deadline, job)) return {};
+  return *result;
+}
+
+// Nothing when there is no such folder, or its mount does not answer.
+std::optional<FolderId> idOf(const WString& folder, std::chrono::milliseconds deadline);
+
+// A text that may be one line of a list.
+bool hasLineEnd(const WString& text);
+
+}  // namespace console

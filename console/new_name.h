@@ -1,0 +1,19 @@
+// Giving a drive another name.
+#pragma once
+
+#include "console/changes.h"
+#include "console/drives.h"
+
+namespace console {
+
+// False, after saying so, for a name that could not be read back or would spoil a list.
+bool mayBeName(const WString& name);
+
+// Why a drive in this folder could not keep a name; empty when it could.
+std::string whyNotNamed(const WString& folder);
+
+// Stores the name on the drive and reads it back.  An empty one takes the name away.
+Exit renameDrive(const DriveList& list, const Drive& drive, const WString& name,
+                 const Options& options, Changes& changes);
+
+}  // namespace console
