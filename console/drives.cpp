@@ -307,8 +307,6 @@ DriveList enterConfiguredSpace(const Options& options) {
     setProjectsBaseDirectory(LobbyUtils::getCurrentNetworkLobbyFullPath(false));
   }
 
-  // The lists may lie on a mount that does not answer, too: it shall not cost a second deadline.
-  auto volumesAsked = std::async(std::launch::async, askLettered, deadline);
   DriveList list;
   const FolderList hidden = readListWithin(deadline, hiddenFile());
   const FolderList locations = readListWithin(deadline, locationsFile());
@@ -318,8 +316,9 @@ DriveList enterConfiguredSpace(const Options& options) {
   list.hidden = forgetHidden(hidden.lines);
 
   const std::vector<Listed> folders = distinctFolders(locations.lines);
+  auto asked = std::async(std::launch::async, askLettered, deadline);
   const auto states = askListed(folders, deadline);
-  const auto volumes = volumesAsked.get();
+  const auto volumes = asked.get();
   for (wchar_t id : allVolumes()) {
     const auto state = volumes.find(id);
     if (state != volumes.end()) list.drives.push_back(letteredDrive(id, state->second));

@@ -17,8 +17,9 @@ std::string stateOf(const DriveView& view) {
     case Answer::kAbsent:
       return "not present";
     case Answer::kNotAnswering: {
-      // A first question that was not answered is as old as the deadline: that says nothing yet.
-      const auto seconds = std::chrono::floor<std::chrono::seconds>(view.drive->state.age).count();
+      // Since the first question, which is as old as the deadline: less than half a second says
+      // nothing.
+      const auto seconds = std::chrono::round<std::chrono::seconds>(view.drive->state.age).count();
       return seconds < 1 ? "not answering" : fmt::format("not answering {} s", seconds);
     }
     case Answer::kPresent:

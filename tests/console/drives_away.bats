@@ -1,0 +1,122 @@
+# A mount that does not answer.
+load helpers
+
+# Location #2, "b", stops answering once it was there.
+hanging_b() {
+  two_locations
+  rm -r b/Material b/Sound
+  hang_on b
+}
+
+hang_on() { # FOLDER
+  "$HANGING_MOUNT" "$PWD/$1" >mounted 2>&1 3>&- &
+  server=$!
+  until grep -q ready mounted; do
+    if ! kill -0 $server 2>/dev/null; then
+      code=0
+      wait $server || code=$?
+      server=
+      [ "$code" -eq 77 ] && skip "no FUSE, or no right to mount"
+      return 1
+    fi
+    sleep 0.05
+  done
+  kill -USR1 $server
+}
+
+teardown() {
+  [ -n "${server:-}" ] || return 0
+  kill -USR2 $server
+  kill $server
+  wait $server || true
+}
+
+# Whoever waits for the mount waits for ever.
+ask_hanging() {
+  code=0
+  timeout -s KILL 100 "$MISCDISC_COMMAND" --timeout 2 "$@" >data 2>words || code=$?
+}
+
+@test "a mount that does not answer is shown as such, and the others are complete" {
+  hanging_b
+  ask_hanging drives list
+  expect_code 3
+  cut -f1,2,7,8 data | sed -E 's/answering [1-9][0-9]* s/answering N s/' |
+    diff <(printf '%s\n' "E	$PWD/e	ok	$PWD/e" "#1	a	ok	$PWD/a" "#2	b	not answering N s	$PWD/b") -
+  expect_words "drive #2 is not answering: nothing came from $PWD/b in 2 s.  Look at its mount or server"
+  ask_hanging drives list --json
+  [ "$(jq -c '.drives[2] | [.free, .capacity, .minutes.dv25, .full]' data)" = '[null,null,null,null]' ]
+  [[ "$(jq -r .drives[2].state data)" =~ ^"not answering "[1-9][0-9]*" s"$ ]]
+  ask_hanging --timeout 0.1 drives show b
+  grep -qE "^state	not answering" data
+  kill -USR2 $server
+  ask_hanging drives list
+  expect_code 0
+  grep -qx "#2	b	1073741824	3221225472	5	0	low	$PWD/b" data
+}
+
+@test "no command waits for it" {
+  hanging_b
+  mkdir c
+  printf '1@dv25 A\n' >recordings
+  ask_hanging status
+  expect_code 3
+  grep -q "^warning	drive #2 is not answering" data
+  for command in "find x" "cache stats" "drives check --min-minutes 1@dv25" "drives rename b N" \
+    "drives prepare b" "drives task Capture b" "drives add b/Material"; do
+    ask_hanging $command
+    expect_code 3
+    expect_words "is not answering"
+  done
+  ask_hanging drives best
+  expect_code 0
+  ask_hanging drives plan recordings
+  expect_code 0
+  ask_hanging drives save saved
+  expect_code 0
+  ask_hanging drives add c
+  expect_code 0
+  ask_hanging drives remove b
+  expect_code 0
+  diff <(printf '%s/\n' "$PWD/a" "$PWD/c") "$locations"
+  ask_hanging drives restore saved
+  expect_code 3
+  expect_words "could not be mounted: $PWD/b is not answering."
+}
+
+@test "a lettered volume that does not answer is hidden like any other" {
+  hanging_b
+  printf 'F = "%s"\n' "$PWD/b" >>"$MISCDISC_HOME/config.toml"
+  rm "$locations"
+  ask_hanging drives remove F
+  expect_code 0
+  diff <(printf '%s/\n' "$PWD/b") "$hidden"
+  ask_hanging drives list
+  expect_code 0
+  [ "$(cut -f1 data)" = E ]
+}
+
+@test "a media folder that is a mount of its own keeps nobody waiting" {
+  two_locations
+  printf '%s/\n' "$PWD/a" >"$locations"
+  hang_on a/Material
+  ask_hanging drives list
+  expect_code 3
+  grep -q "^#1	a	.*	not answering [1-9][0-9]* s	$PWD/a$" data
+}
+
+@test "a project space that does not answer is said, and the volumes are shown" {
+  hanging_b
+  miscdisc -q config set "network project root" "$PWD"
+  miscdisc -q config set "network lobby name" b
+  ask_hanging drives list
+  expect_code 3
+  [ "$(cut -f1 data)" = E ]
+  expect_words "$PWD/b/DefNetDrive.txt is on a mount that does not answer"
+  ask_hanging status
+  expect_code 3
+  grep -q "^warning	$PWD/b/DefNetDrive.txt is on a mount that does not answer" data
+  ask_hanging drives add a
+  expect_code 1
+  expect_words "Nothing was added."
+}
