@@ -204,11 +204,11 @@ void mount(Drive& drive) {
   const MediaDrive* added = DiskManager::get_drive(last);
   drive.id = added->driveId;
   drive.name = added->getUserName(false);
-  // Under its own name a folder may have none stored: only the file tells.
-  if (drive.name == ownName(line)) {
+  // Under its own name, or none, a folder may have none stored: only the file tells.
+  if (added->name.empty() || added->name == ownName(line)) {
     readName(drive);
   } else {
-    drive.storedName = drive.name;
+    drive.storedName = added->name;
   }
 }
 

@@ -32,7 +32,7 @@ using MaybeObjection = std::optional<Objection>;
 
 struct Arguments {
   std::string folder;
-  std::optional<std::string> name;
+  std::string name;
   std::string drive;
   std::vector<std::string> hidden;
   std::string file;
@@ -195,14 +195,11 @@ Exit addLocation(Context& context, DriveList& list, const Arguments& arguments) 
                                " has a line end in its name, and the list has a line per folder.  "
                                "Rename the folder, or add it through a symbolic link."});
   }
-  WString name;
-  if (arguments.name) {
-    name = Qx::WStringFromUTF8(*arguments.name);
-    if (!mayBeName(name)) return kUsage;
-  }
+  const WString name = Qx::WStringFromUTF8(arguments.name);
+  if (!mayBeName(name)) return kUsage;
   if (const auto objection = objectionToContents(folder, options)) return refuse(*objection);
   if (const auto objection = objectionToPlace(list, folder, options)) return refuse(*objection);
-  if (arguments.name) {
+  if (!name.empty()) {
     if (const auto fault = whyNotNamed(folder); !fault.empty()) {
       return refuse({kFailed, fault + "  Nothing was added: add the folder without --name first."});
     }
@@ -223,7 +220,7 @@ Exit addLocation(Context& context, DriveList& list, const Arguments& arguments) 
     return changes.say(kIncomplete);
   }
   Exit exit = kDone;
-  if (arguments.name) exit = renameDrive(list, added, name, options, changes);
+  if (!name.empty()) exit = renameDrive(list, added, name, options, changes);
   return changes.say(exit);
 }
 

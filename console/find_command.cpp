@@ -59,13 +59,9 @@ Exit find(Context& context, const std::vector<std::string>& names, const std::st
   for (const std::string& fault : list.faults) complain(fault);
   std::vector<Drive> volumes = list.drives;
   if (!label.empty()) {
-    const auto meant = drivesMeant(list, label, context.options);
-    if (meant.size() != 1) {
-      complain("there is no volume " + printable(label) + ".  The volumes are " +
-               labelsOf(volumes) + ".");
-      return kUsage;
-    }
-    volumes = {*meant[0]};
+    const Drive* drive = chooseDrive(list, label, context.options);
+    if (!drive) return kUsage;
+    volumes = {*drive};
   }
 
   const auto folders = readVolumes(context.options, volumes);
@@ -80,7 +76,7 @@ Exit find(Context& context, const std::vector<std::string>& names, const std::st
     complain(printable(name) + (complete ? " is nowhere" : " is nowhere that could be read") +
              ": not in Material or Sound of " + labelsOf(volumes) +
              ".  Names are compared exactly, with their extension; \"miscdisc status\" shows the "
-             "volumes.");
+             "drives.");
   }
   if (context.options.json) {
     context.output.printDocument(asJson(found));
@@ -102,7 +98,8 @@ void addFind(CLI::App& app, Context& context, Command& chosen) {
   const auto arguments = std::make_shared<Arguments>();
   CLI::App* command = app.add_subcommand("find", "Say where media files are");
   command->add_option("NAME", arguments->names, "A file's name, with its extension")->required();
-  command->add_option("--volume", arguments->volume, "Look on this volume only (E, or #1)");
+  command->add_option("--volume", arguments->volume,
+                      "Look on this drive only: its id (E, '#1'), name or path");
   command->callback([&context, &chosen, arguments] {
     chosen = [&context, arguments] { return find(context, arguments->names, arguments->volume); };
   });

@@ -155,6 +155,13 @@ three_drives() {
   [ "$(drive_ids)" = "E #2" ]
 }
 
+@test "a location that is listed with several separators goes by its path, or its name" {
+  three_drives
+  printf '%s//\n' "$PWD/a" "$PWD/b" >"$locations"
+  ask drives list --json
+  [ "$(jq -c '[.drives[] | [.name, .label]]' data)" = "[[\"$PWD/e\",null],[\"Rushes A\",\"Rushes A\"],[\"$PWD/b\",null]]" ]
+}
+
 @test "the list may have CR LF, a byte order mark and no last line end" {
   three_drives
   printf '\xef\xbb\xbf%s/\r\n\r\n%s/' "$PWD/a" "$PWD/b" >"$locations"
@@ -165,7 +172,7 @@ three_drives() {
 @test "a list of 70,000 lines is read to its end" {
   three_drives
   {
-    for i in $(seq 69999); do printf '%s/\n' "$PWD/a"; done
+    yes "$PWD/a/" | head -n 69999
     printf '%s/\n' "$PWD/b"
   } >"$locations"
   [ "$(drive_ids)" = "E #1 #2" ]
@@ -335,6 +342,17 @@ a" ]
   for command in status "drives list" "drives list --hidden --json" "drives show a" \
     "drives best" "drives plan recordings" "drives check --min-minutes 1@dv25" "drives task" \
     "drives task Capture" "drives unhide" "find x" "cache stats"; do
+    ask $command
+    [ "$code" -ne 1 ]
+  done
+  snapshot | diff snapshot.before -
+}
+
+@test "looking for volumes keeps no letters" {
+  two_locations
+  sed -i '/discover/d' "$MISCDISC_HOME/config.toml"
+  snapshot >snapshot.before
+  for command in status "drives list" "drives show E" "find x" "cache stats"; do
     ask $command
     [ "$code" -ne 1 ]
   done

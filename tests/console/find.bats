@@ -39,11 +39,11 @@ load helpers
   [ ! -s words ]
 }
 
-@test "an unknown volume is a usage error that names the known ones" {
+@test "an unknown drive is a usage error that names the known ones" {
   three_volumes
   ask find A001.mxf --volume Q
   expect_code 2
-  expect_words "there is no volume Q.  The volumes are E, F, G."
+  expect_words "there is no drive Q.  The drives are E ($PWD/e), F ($PWD/f), G ($PWD/g)."
 }
 
 @test "a name that is nowhere is exit 4, and the others are still listed" {
