@@ -4,6 +4,9 @@
 // were discovered, above 'Z' for folders mounted as media locations.  A layer file name is the
 // id, ":", the separator and a path inside the volume; a native file name is what the operating
 // system opens.
+//
+// Storage may hang.  Functions that ask it wait for a limited time and then take its volume for one
+// that cannot be reached; the others go on as ever.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +23,7 @@ struct VOLUME_INFO {
 MISCDISC_EXPORT bool FsysGetFirstMaterialVolume(wchar_t* id);
 MISCDISC_EXPORT bool FsysGetNextMaterialVolume(wchar_t* id);
 
-// The volume can be reached now.
+// The volume can be reached: it has answered just now.
 MISCDISC_EXPORT bool FsysIsVolumePresent(wchar_t id);
 
 // False when the volume cannot be measured.  Nothing is stored then, unless its storage hangs and
@@ -42,12 +45,13 @@ MISCDISC_EXPORT WString FsysFilenameToWin32Filename(const WString& path);
 MISCDISC_EXPORT WString FsysConvertLocalToUNC(const WString& path);
 MISCDISC_EXPORT WString FsysConvertUNCtoFsysFilename(const WString& path);
 
-// Everything a volume needs to hold media: its "Material" and "Sound" folders.
+// Everything a volume needs to hold media: its "Material" and "Sound" folders.  False, too, when it
+// cannot be reached.
 MISCDISC_EXPORT bool FsysIsVolumePreparedForMedia(wchar_t id);
 MISCDISC_EXPORT bool FsysPrepareVolumeForMedia(wchar_t id);
 
 // Mounts a folder as a volume and stores its id: 1.  Any other result is a refusal, with nothing
-// stored: the folder does not exist, is no folder, or is a volume already.
+// stored: the folder does not exist, is no folder, does not answer, or is a volume already.
 MISCDISC_EXPORT int FsysAddMaterialVolume(const WString& folder, wchar_t* id);
 
 // Forgets a volume until the next FsysReInitialize; its folder stays.
@@ -56,8 +60,8 @@ MISCDISC_EXPORT void FsysDeleteMaterialVolume(wchar_t id);
 // False only for what FsysAddMaterialVolume mounted.
 MISCDISC_EXPORT bool FsysIsVolumeAutoDiscovered(wchar_t id);
 
-// Forgets the mounted folders and finds the volumes again.  The flag tells whether the machine
-// goes on in network mode.
+// Forgets the mounted folders, reads the settings and finds the volumes again.  The flag tells
+// whether the machine goes on in network mode.
 MISCDISC_EXPORT void FsysReInitialize(bool networkMode);
 
 // Makes the process's user the owner of a new login file, where files have owners.

@@ -299,14 +299,15 @@ TEST_F(HangingVolumeTest, OneThatNeverAnsweredHasNoFigures) {
   });
 }
 
-TEST_F(HangingVolumeTest, ADiscoveredOneStaysAVolume) {
+TEST_F(HangingVolumeTest, OneThatHadALetterKeepsItUnasked) {
   use([](const HangingMount& mount) {
-    configure("");
-    const wchar_t letter = volumes().at(disk("f"));
     mount.stop();
+    configure("");
+    EXPECT_EQ(volumes().count(disk("f")), 0u);
+    ASSERT_TRUE(host::StateFile::instance().setValue("Volume letters", "K", disk("f")));
     FsysReInitialize(false);
-    EXPECT_EQ(volumes().at(disk("f")), letter);
-    EXPECT_FALSE(FsysIsVolumePresent(letter));
+    EXPECT_EQ(volumes().at(disk("f")), L'K');
+    EXPECT_FALSE(FsysIsVolumePresent(L'K'));
   });
 }
 
