@@ -92,10 +92,11 @@ Inquiry::Finding Inquiry::inspect(const Volume& volume, const std::string& folde
   // An absent volume of the user's own is merely empty: its folder is made at the first write.
   const bool merelyEmpty = volume.ownMedia && error == ENOENT;
   if (error != 0 && !merelyEmpty) return {};
+  const std::string measured = merelyEmpty ? nearestFolder(folder) : folder;
   // The folder's facts may come from a cache; its room comes from whoever keeps it.
-  Finding finding{.space = measureSpace(merelyEmpty ? nearestFolder(folder) : folder)};
+  Finding finding{.space = measureSpace(measured)};
   if (!finding.space || !volume.quota) return finding;
-  const auto quota = quotaOfUser(folder);
+  const auto quota = quotaOfUser(measured);
   finding.quotaMissed = !quota;
   if (quota) finding.space = withinQuota(*finding.space, *quota);
   return finding;

@@ -200,6 +200,13 @@ TEST_F(QuotaTest, TheKernelIsAskedForTheUsersQuotaWhereTheSettingsSayIt) {
   EXPECT_EQ(quotaQuestions, 1);
 }
 
+TEST_F(QuotaTest, BoundsTheOwnMediaFolderBeforeItIsMade) {
+  test::configure("[volumes]\ndiscover = false\nquota = ['E']\n");
+  FsysReInitialize(false);
+  answer(8, 4, 1024);
+  EXPECT_THAT(measured(L'E'), Pair(true, Has(7168u, 8192u)));
+}
+
 TEST_F(QuotaTest, WithoutAnAnswerThePlainFiguresStandAndTheLogSaysSoOnce) {
   const VOLUME_INFO plain = measured(L'E').second;
   configure("quota = ['E']\n");
