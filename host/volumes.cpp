@@ -14,10 +14,10 @@
 
 #include "host/settings.h"
 #include "host/volumes/ask_all.h"
+#include "host/volumes/errands.h"
 #include "host/volumes/inquiry.h"
 #include "host/volumes/network_form.h"
 #include "host/volumes/volume_table.h"
-#include "host/volumes/workers.h"
 #include "miscdisc/platform/fsys.h"
 
 namespace host {

@@ -7,8 +7,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "host/volumes/errands.h"
 #include "host/volumes/mount_table.h"
-#include "host/volumes/workers.h"
 
 namespace host {
 

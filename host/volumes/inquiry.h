@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "host/volumes.h"
+#include "host/volumes/errands.h"
 #include "host/volumes/volume_table.h"
-#include "host/volumes/workers.h"
 
 namespace host {
 

@@ -1,4 +1,4 @@
-#include "host/volumes/workers.h"
+#include "host/volumes/errands.h"
 
 #include <pthread.h>
 #include <signal.h>

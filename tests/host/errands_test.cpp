@@ -1,5 +1,5 @@
 // The threads that ask mounts, on pretended mounts: their jobs wait for the test.
-#include "host/volumes/workers.h"
+#include "host/volumes/errands.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>
