@@ -31,10 +31,10 @@ teardown() {
   wait $server || true
 }
 
-# Whoever waits for the mount waits for ever.
+# Whoever waits for the mount waits for ever; so does a search for leaks, which stops every thread.
 ask_hanging() {
   code=0
-  timeout -s KILL 100 "$MISCDISC_COMMAND" --timeout 2 "$@" >data 2>words || code=$?
+  ASAN_OPTIONS=detect_leaks=0 timeout -s KILL 100 "$MISCDISC_COMMAND" --timeout 2 "$@" >data 2>words || code=$?
 }
 
 @test "a mount that does not answer is shown as such, and the others are complete" {
