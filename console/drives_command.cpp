@@ -18,17 +18,6 @@ struct Arguments {
   bool hidden = false;
 };
 
-Json hiddenAsJson(const DriveList& list) {
-  Json hidden = Json::array();
-  for (const HiddenVolume& volume : list.hidden) {
-    Json entry{{"id", nullptr}};
-    if (!volume.label.empty()) entry["id"] = volume.label;
-    addText(entry, "path", volume.line);
-    hidden.push_back(std::move(entry));
-  }
-  return hidden;
-}
-
 Exit listDrives(Context& context, const DriveList& list, const Arguments& arguments) {
   const auto formats = chooseFormats(arguments.formats);
   if (!formats) return kUsage;
@@ -36,7 +25,7 @@ Exit listDrives(Context& context, const DriveList& list, const Arguments& argume
   if (context.options.json) {
     Json document{{"schema", "miscdisc.drives/1"}, {"drives", Json::array()}};
     for (const DriveView& view : views) document["drives"].push_back(asJson(view, *formats));
-    if (arguments.hidden) document["hidden"] = hiddenAsJson(list);
+    if (arguments.hidden) document["hidden"] = asJson(list.hidden);
     context.output.printDocument(document);
   } else {
     const bool people = context.output.forPeople(context.options);
@@ -65,52 +54,77 @@ Exit exitFor(const Drive& drive, const Options& options) {
   return kIncomplete;
 }
 
-Exit showDrive(Context& context, const DriveList& list, const Arguments& arguments) {
-  const Drive* drive = chooseDrive(list, arguments.drive, context.options);
-  if (!drive) return kNotFound;
-  const auto chosen = chooseFormats({});  // the state is that of the list
-  if (!chosen) return kUsage;
-  const Formats formats = host::recordingFormats();
-  DriveView view = viewOf(*drive, formats);
-  view.state = viewOf(*drive, *chosen).state;
-  WString network = FsysConvertLocalToUNC(drive->path);
-  const bool prepared = drive->present() && FsysIsVolumePreparedForMedia(drive->id);
-  const std::vector<Task> tasks = tasksOf(*drive, list);
+struct Details {
+  DriveView view;
+  Formats formats;
+  WString network;
+  std::optional<bool> prepared;
+  std::vector<Task> tasks;
+};
 
-  if (context.options.json) {
-    Json document{{"schema", "miscdisc.drive/1"}};
-    document.update(asJson(view, formats));
-    addText(document, "network", network);
-    document["kind"] = kindOf(*drive);
-    document["prepared"] = nullptr;
-    if (drive->present()) document["prepared"] = prepared;
-    document["tasks"] = Json::array();
-    for (const Task& task : tasks) document["tasks"].push_back(task.name);
-    context.output.printDocument(document);
-    return exitFor(*drive, context.options);
-  }
-  // As config.toml writes shares: backslashes would be escaped.
-  std::replace(network.begin(), network.end(), L'\\', L'/');
+// Nothing when the settings' formats are not known.
+std::optional<Details> detailsOf(const Drive& drive, const DriveList& list) {
+  const auto chosen = chooseFormats({});
+  if (!chosen) return {};
+  Details details{viewOf(drive, host::recordingFormats()),
+                  host::recordingFormats(),
+                  FsysConvertLocalToUNC(drive.path),
+                  {},
+                  tasksOf(drive, list)};
+  details.view.state = viewOf(drive, *chosen).state;  // that of the list
+  if (drive.present()) details.prepared = FsysIsVolumePreparedForMedia(drive.id);
+  return details;
+}
+
+Json asJson(const Details& details) {
+  Json document{{"schema", "miscdisc.drive/1"}};
+  document.update(asJson(details.view, details.formats));
+  addText(document, "network", details.network);
+  document["kind"] = kindOf(*details.view.drive);
+  document["prepared"] = nullptr;
+  if (details.prepared) document["prepared"] = *details.prepared;
+  document["tasks"] = Json::array();
+  for (const Task& task : details.tasks) document["tasks"].push_back(task.name);
+  return document;
+}
+
+void show(Context& context, const Details& details) {
   const bool people = context.output.forPeople(context.options);
   const auto line = [&](const std::string& what, const std::string& text) {
     const std::string gap =
         people ? std::string(what.size() < 18 ? 18 - what.size() : 1, ' ') : "\t";
     context.output.print(what + gap + text + "\n");
   };
-  const auto cells = driveCells(view, people);
-  const size_t free = people ? 3 : 2;
-  line("drive", drive->label);
-  line("name", printable(drive->name));
-  line("stored name", drive->storedName ? printable(*drive->storedName) : "-");
-  line("path", printable(drive->path));
+  const Drive& drive = *details.view.drive;
+  // As config.toml writes shares: backslashes would be escaped.
+  WString network = details.network;
+  std::replace(network.begin(), network.end(), L'\\', L'/');
+  line("drive", drive.label);
+  line("name", printable(drive.name));
+  line("stored name", drive.storedName ? printable(*drive.storedName) : "-");
+  line("path", printable(drive.path));
   line("network path", printable(network));
-  line("kind", kindOf(*drive));
-  line("prepared", drive->present() ? (prepared ? "yes" : "no") : "-");
-  line("state", view.state);
-  line("free", cells[free]);
-  line("capacity", cells[free + 1]);
-  for (const Task& task : tasks) line("task", printable(task.name));
-  for (size_t i = 0; i < formats.size(); ++i) line(formats[i].name, cells[free + 2 + i]);
+  line("kind", kindOf(drive));
+  line("prepared", details.prepared ? (*details.prepared ? "yes" : "no") : "-");
+  line("state", details.view.state);
+  line("free", bytesCell(drive, &VOLUME_INFO::freeBytes, people));
+  line("capacity", bytesCell(drive, &VOLUME_INFO::totalBytes, people));
+  for (const Task& task : details.tasks) line("task", printable(task.name));
+  for (size_t i = 0; i < details.formats.size(); ++i) {
+    line(details.formats[i].name, minutesCell(details.view.minutes[i], people));
+  }
+}
+
+Exit showDrive(Context& context, const DriveList& list, const Arguments& arguments) {
+  const Drive* drive = chooseDrive(list, arguments.drive, context.options);
+  if (!drive) return kNotFound;
+  const auto details = detailsOf(*drive, list);
+  if (!details) return kUsage;
+  if (context.options.json) {
+    context.output.printDocument(asJson(*details));
+  } else {
+    show(context, *details);
+  }
   return exitFor(*drive, context.options);
 }
 

@@ -11,6 +11,7 @@
 
 #include "console/changes.h"
 #include "console/drives_commands.h"
+#include "console/drives_view.h"
 #include "console/folders.h"
 #include "console/new_name.h"
 #include "console/tasks.h"
@@ -229,8 +230,8 @@ Exit addLocation(Context& context, DriveList& list, const Arguments& arguments) 
 void tellTasksOf(const Drive& drive, const DriveList& list, const Options& options) {
   for (const Task& task : tasksOf(drive, list)) {
     remark(options, "the task " + printable(task.name) + " still has " + printable(task.path) +
-                        ".  Choose another with: miscdisc drives task " + printable(task.name) +
-                        " DRIVE");
+                        ".  Choose another with: miscdisc drives task \"" + printable(task.name) +
+                        "\" DRIVE");
   }
 }
 
@@ -322,14 +323,8 @@ std::vector<const HiddenVolume*> hiddenMeant(const DriveList& list, const std::s
 
 Exit listHidden(Context& context, const DriveList& list) {
   if (context.options.json) {
-    Json document{{"schema", "miscdisc.hidden/1"}, {"hidden", Json::array()}};
-    for (const HiddenVolume& hidden : list.hidden) {
-      Json entry{{"id", nullptr}};
-      if (!hidden.label.empty()) entry["id"] = hidden.label;
-      addText(entry, "path", hidden.line);
-      document["hidden"].push_back(std::move(entry));
-    }
-    context.output.printDocument(document);
+    context.output.printDocument(
+        Json{{"schema", "miscdisc.hidden/1"}, {"hidden", asJson(list.hidden)}});
     return kDone;
   }
   std::vector<std::vector<std::string>> rows;

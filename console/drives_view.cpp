@@ -31,17 +31,6 @@ std::string stateOf(const DriveView& view) {
   return low ? "low" : "ok";
 }
 
-std::string bytesCell(const Drive& drive, uint64_t VOLUME_INFO::*which, bool people) {
-  if (!drive.state.space) return "-";
-  const uint64_t bytes = (*drive.state.space).*which;
-  return people ? withUnit(bytes) : std::to_string(bytes);
-}
-
-std::string minutesCell(std::optional<uint32_t> minutes, bool people) {
-  if (!minutes) return "-";
-  return std::to_string(*minutes) + (people ? " min" : "");
-}
-
 // How much is taken.
 std::string bar(const Drive& drive) {
   constexpr int kWidth = 10;
@@ -55,6 +44,17 @@ std::string bar(const Drive& drive) {
 }
 
 }  // namespace
+
+std::string bytesCell(const Drive& drive, uint64_t VOLUME_INFO::*which, bool people) {
+  if (!drive.state.space) return "-";
+  const uint64_t bytes = (*drive.state.space).*which;
+  return people ? withUnit(bytes) : std::to_string(bytes);
+}
+
+std::string minutesCell(std::optional<uint32_t> minutes, bool people) {
+  if (!minutes) return "-";
+  return std::to_string(*minutes) + (people ? " min" : "");
+}
 
 const host::RecordingFormat* formatNamed(const Formats& formats, const std::string& name) {
   const auto found = std::find_if(formats.begin(), formats.end(),
@@ -119,6 +119,17 @@ Json asJson(const DriveView& view, const Formats& formats) {
   if (view.full) object["full"] = *view.full;
   object["state"] = view.state;
   return object;
+}
+
+Json asJson(const std::vector<HiddenVolume>& hidden) {
+  Json volumes = Json::array();
+  for (const HiddenVolume& volume : hidden) {
+    Json entry{{"id", nullptr}};
+    if (!volume.label.empty()) entry["id"] = volume.label;
+    addText(entry, "path", volume.line);
+    volumes.push_back(std::move(entry));
+  }
+  return volumes;
 }
 
 std::vector<std::string> driveHeading(const Formats& formats, bool people) {

@@ -30,6 +30,11 @@ DriveView viewOf(const Drive& drive, const Formats& formats);
 std::vector<DriveView> viewsOf(const DriveList& list, const Formats& formats);
 
 Json asJson(const DriveView& view, const Formats& formats);
+Json asJson(const std::vector<HiddenVolume>& hidden);
+
+// Unknown figures are "-".
+std::string bytesCell(const Drive& drive, uint64_t VOLUME_INFO::*which, bool people);
+std::string minutesCell(std::optional<uint32_t> minutes, bool people);
 
 // The columns, with a bar for people only; and a drive's cells in them.
 std::vector<std::string> driveHeading(const Formats& formats, bool people);
