@@ -47,8 +47,6 @@ struct FolderList {
   std::string fault;  // printable
 };
 
-bool isBlank(const WString& line) { return line.find_first_not_of(L" \t") == WString::npos; }
-
 FolderList readList(const WString& file) {
   FolderList list;
   const bool denied = access(Qx::UTF8FromWString(file).c_str(), R_OK) != 0 && errno != ENOENT;

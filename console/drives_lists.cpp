@@ -153,25 +153,44 @@ MaybeObjection objectionToPlace(const DriveList& list, const WString& folder,
   return {};
 }
 
+// The number of a new line of the list, behind what others have added since it was read; nothing
+// when the line is not there.
+std::optional<unsigned> numberOf(const WString& line, const DriveList& list) {
+  std::set<WString> known;
+  for (const Drive& drive : list.drives) {
+    for (const WString& listed : drive.lines) known.insert(plainFolder(listed));
+  }
+  unsigned number = list.numbers + 1;
+  for (const WString& listed : linesIn(locationsFile())) {
+    if (listed == line) return number;
+    if (!isBlank(listed) && known.insert(plainFolder(listed)).second) ++number;
+  }
+  return {};
+}
+
 // Lists the folder and mounts it; the drive is then part of the list.
 MaybeObjection addFolder(DriveList& list, const WString& folder, Changes& changes) {
+  // With its separator: so the library compares it with the locations that it has mounted.
+  const WString line = withSeparator(folder);
   Drive drive;
-  drive.label = "#" + std::to_string(++list.numbers);
   drive.location = true;
   drive.path = folder;
   drive.name = stripPath(folder);
-  // With its separator: so the library compares it with the locations that it has mounted.
-  const WString line = withSeparator(folder);
   drive.lines = {line};
+  unsigned number = list.numbers + 1;
   if (!changes.dryRun()) {
     forgetVolumesBut(0);
     DiskManager::addMediaLocation(line);
-    if (!hasLine(locationsFile(), line)) return Objection{kFailed, whyNotWritten(locationsFile())};
+    const auto listed = numberOf(line, list);
+    if (!listed) return Objection{kFailed, whyNotWritten(locationsFile())};
+    number = *listed;
     if (const MediaDrive* mounted = DiskManager::getDriveWithPath(folder)) {
       drive.id = mounted->driveId;
       drive.state.answer = host::VolumeState::Answer::kPresent;
     }
   }
+  drive.label = "#" + std::to_string(number);
+  list.numbers = number;
   changes.add({"add", drive.label, line, locationsFile()});
   list.drives.push_back(drive);
   return {};
@@ -395,7 +414,7 @@ std::optional<std::vector<WString>> foldersIn(const WString& file) {
   size_t number = 0;
   for (const WString& line : linesIn(file)) {
     ++number;
-    if (line.find_first_not_of(L" \t") == WString::npos) continue;
+    if (isBlank(line)) continue;
     const bool full = line.starts_with(L'/') && line.find(L'\0') == WString::npos;
     if (!full) {
       problems += printable(file) + ":" + std::to_string(number) +

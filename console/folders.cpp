@@ -46,6 +46,8 @@ std::optional<FolderId> idOf(const WString& folder, std::chrono::milliseconds de
   return found.value_or(std::nullopt);
 }
 
+bool isBlank(const WString& line) { return line.find_first_not_of(L" \t") == WString::npos; }
+
 bool hasLineEnd(const WString& text) { return text.find_first_of(L"\r\n") != WString::npos; }
 
 }  // namespace console

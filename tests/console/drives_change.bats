@@ -155,14 +155,16 @@ two_folders() {
   diff <(printf '%s/\n' "$PWD/a") net/Alpha/DefNetDrive.txt
 }
 
-@test "two that add at once are both listed" {
+@test "two that add at once are both listed, and know their numbers" {
   two_folders
   for round in 1 2 3 4 5; do
     rm -rf "$MISCDISC_HOME/projects"
-    miscdisc drives add a >/dev/null &
-    miscdisc drives add b >/dev/null
+    miscdisc drives add a >first &
+    miscdisc drives add b >second
     wait $!
     diff <(printf '%s/\n' "$PWD/a" "$PWD/b") <(sort "$locations")
+    diff <(awk -v list="$locations" '{ print "added #" NR ": " $0 " (in " list ")" }' "$locations") \
+      <(sort first second)
   done
 }
 
