@@ -219,9 +219,10 @@ Exit addLocation(Context& context, DriveList& list, const Arguments& arguments) 
   if (!mayBeName(name)) return kUsage;
   if (const auto objection = objectionToContents(folder, options)) return refuse(*objection);
   if (const auto objection = objectionToPlace(list, folder, options)) return refuse(*objection);
-  if (!name.empty()) {
+  const bool prepared = isFolder(joinPaths(folder, L"Material"));
+  if (!name.empty() && prepared) {
     if (const auto fault = whyNotNamed(folder); !fault.empty()) {
-      return refuse({kFailed, fault + "  Nothing was added: add the folder without --name first."});
+      return refuse({kFailed, fault + "  Nothing was added: add the folder without --name."});
     }
   }
   if (const auto objection = prepareSpace(options.dryRun)) return refuse(*objection);
@@ -239,9 +240,12 @@ Exit addLocation(Context& context, DriveList& list, const Arguments& arguments) 
              added.label + "'");
     return changes.say(kIncomplete);
   }
-  Exit exit = kDone;
-  if (!name.empty()) exit = renameDrive(list, added, name, options, changes);
-  return changes.say(exit);
+  if (name.empty()) return changes.say(kDone);
+  // The name lies in one of the media folders.
+  if (!prepared) {
+    if (const Exit exit = makeMediaFolders(added, options, changes)) return changes.say(exit);
+  }
+  return changes.say(renameDrive(list, added, name, options, changes));
 }
 
 // Removing.
@@ -486,7 +490,7 @@ void addDriveLists(CLI::App& drives, Context& context, Command& chosen) {
   };
   CLI::App* adding = add("add", "Make a folder a media location of this space", addLocation);
   adding->add_option("FOLDER", arguments->folder, "Any folder")->required();
-  adding->add_option("--name", arguments->name, "What people call it");
+  adding->add_option("--name", arguments->name, "What people call it; makes the media folders");
   add("remove", "Take a location off the list, or hide a volume, in this space", removeDrive)
       ->add_option("DRIVE", arguments->drive, "Its id (E, '#1'), name or path")
       ->required();

@@ -1,6 +1,5 @@
 // What is kept about one drive: its name, its media folders, and the tasks that use it.
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,6 +8,7 @@
 
 #include "console/changes.h"
 #include "console/drives_commands.h"
+#include "console/folders.h"
 #include "console/new_name.h"
 #include "console/tasks.h"
 #include "host/state_file.h"
@@ -26,11 +26,6 @@ struct Arguments {
   std::string taskDrive;
   bool clear = false;
 };
-
-bool isFolder(const std::string& path) {
-  struct stat found {};
-  return stat(path.c_str(), &found) == 0 && S_ISDIR(found.st_mode);
-}
 
 WString infoFileIn(const WString& folder) {
   return joinPaths(folder, L"Material/MediaSpaceInfo.txt");
@@ -73,31 +68,8 @@ Exit prepare(Context& context, DriveList& list, const Arguments& arguments) {
   Exit exit;
   const Drive* drive = chooseThere(list, arguments.drive, context.options, exit);
   if (!drive) return exit;
-  std::vector<WString> missing;
-  for (const wchar_t* name : {L"Material", L"Sound"}) {
-    const WString folder = joinPaths(drive->path, name);
-    if (!isFolder(Qx::UTF8FromWString(folder))) missing.push_back(folder);
-  }
   Changes changes(context);
-  if (missing.empty()) {
-    remark(context.options, called(*drive) + " is prepared for media already.");
-    return changes.say(kDone);
-  }
-  exit = kDone;
-  if (!context.options.dryRun) {
-    const MediaDrive prepared(&mediaDrive(*drive));
-    forgetVolumesBut(drive->id);
-    if (!prepared.prepareForMedia()) exit = kFailed;
-  }
-  for (const WString& folder : missing) {
-    if (context.options.dryRun || isFolder(Qx::UTF8FromWString(folder))) {
-      changes.add({"make", drive->label, folder, {}});
-    } else {
-      complain(printable(folder) + " could not be made.  Check the rights of " +
-               printable(drive->path) + " with ls -ld, and that nothing else has that name.");
-    }
-  }
-  return changes.say(exit);
+  return changes.say(makeMediaFolders(*drive, context.options, changes));
 }
 
 // Tasks.
@@ -229,16 +201,43 @@ bool mayBeName(const WString& name) {
 }
 
 std::string whyNotNamed(const WString& folder) {
-  const std::string material = Qx::UTF8FromWString(joinPaths(folder, L"Material"));
+  const WString material = joinPaths(folder, L"Material");
   if (!isFolder(material)) {
     return printable(folder) +
            " has no folder \"Material\", where its name is kept.  Make it with: miscdisc drives "
            "prepare";
   }
-  if (faccessat(AT_FDCWD, material.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
+  if (faccessat(AT_FDCWD, Qx::UTF8FromWString(material).c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
     return whyNotWritten(infoFileIn(folder));
   }
   return {};
+}
+
+Exit makeMediaFolders(const Drive& drive, const Options& options, Changes& changes) {
+  std::vector<WString> missing;
+  for (const wchar_t* name : {L"Material", L"Sound"}) {
+    const WString folder = joinPaths(drive.path, name);
+    if (!isFolder(folder)) missing.push_back(folder);
+  }
+  if (missing.empty()) {
+    remark(options, called(drive) + " is prepared for media already.");
+    return kDone;
+  }
+  Exit exit = kDone;
+  if (!options.dryRun) {
+    const MediaDrive prepared(&mediaDrive(drive));
+    forgetVolumesBut(drive.id);
+    if (!prepared.prepareForMedia()) exit = kFailed;
+  }
+  for (const WString& folder : missing) {
+    if (options.dryRun || isFolder(folder)) {
+      changes.add({"make", drive.label, folder, {}});
+    } else {
+      complain(printable(folder) + " could not be made.  Check the rights of " +
+               printable(drive.path) + " with ls -ld, and that nothing else has that name.");
+    }
+  }
+  return exit;
 }
 
 Exit renameDrive(const DriveList& list, const Drive& drive, const WString& name,

@@ -52,7 +52,13 @@ std::optional<Duration> durationFrom(const std::string& text, std::string& expec
   return Duration{*minutes, *format};
 }
 
-std::string shown(double minutes) { return fmt::format("{:g}", minutes); }
+// Without an exponent, and without zeros at the end.
+std::string shown(double minutes) {
+  std::string text = fmt::format("{:.2f}", minutes);
+  text.erase(text.find_last_not_of('0') + 1);
+  if (text.back() == '.') text.pop_back();
+  return text;
+}
 
 // Planning.
 
@@ -278,8 +284,8 @@ std::vector<Shortage> shortagesOf(const Drive& drive, const Limits& limits) {
 
 std::string sentence(const Shortage& shortage) {
   if (shortage.what != "free") {
-    return fmt::format("{:g} min of {} left, not {:g}", shortage.left, shortage.what,
-                       shortage.least);
+    return fmt::format("{} min of {} left, not {}", shown(shortage.left), shortage.what,
+                       shown(shortage.least));
   }
   return withUnit(static_cast<uint64_t>(shortage.left)) + " free, not " +
          withUnit(static_cast<uint64_t>(shortage.least));

@@ -46,6 +46,11 @@ std::optional<FolderId> idOf(const WString& folder, std::chrono::milliseconds de
   return found.value_or(std::nullopt);
 }
 
+bool isFolder(const WString& path) {
+  struct stat found {};
+  return stat(Qx::UTF8FromWString(path).c_str(), &found) == 0 && S_ISDIR(found.st_mode);
+}
+
 bool isBlank(const WString& line) { return line.find_first_not_of(L" \t") == WString::npos; }
 
 bool hasLineEnd(const WString& text) { return text.find_first_of(L"\r\n") != WString::npos; }

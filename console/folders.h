@@ -49,6 +49,8 @@ std::optional<Result> within(std::chrono::milliseconds deadline, const WString& 
 // Nothing when there is no such folder, or its mount does not answer.
 std::optional<FolderId> idOf(const WString& folder, std::chrono::milliseconds deadline);
 
+bool isFolder(const WString& path);  // REQUIRES: its mount answers
+
 // Lines of a list of folders: blank ones count for nothing, and no folder spans two.
 bool isBlank(const WString& line);
 bool hasLineEnd(const WString& text);

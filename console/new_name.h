@@ -1,4 +1,4 @@
-// Giving a drive another name.
+// What is made on a drive: its media folders, and its name, which lies in them.
 #pragma once
 
 #include "console/changes.h"
@@ -11,6 +11,9 @@ bool mayBeName(const WString& name);
 
 // Why a drive in this folder could not keep a name; empty when it could.
 std::string whyNotNamed(const WString& folder);
+
+// Makes those that are missing; when none is, that is said.
+Exit makeMediaFolders(const Drive& drive, const Options& options, Changes& changes);
 
 // Stores the name on the drive and reads it back.  An empty one takes the name away.
 Exit renameDrive(const DriveList& list, const Drive& drive, const WString& name,
