@@ -5,7 +5,7 @@
 // configuration, section "Configuration", at every call.
 //
 // All operations are static and expect one caller at a time: the user-interface thread.  None
-// reports an error; an absent setting is its default.
+// writes a message or throws; an absent setting is its default.
 #pragma once
 
 #include "miscdisc/platform/values/val_server.h"
@@ -66,11 +66,11 @@ class MISCDISC_EXPORT LobbyUtils {
 
   // Deletes the lobby's folder with all that is in it.  False, with nothing touched, when it is no
   // lobby; whether the deletion worked is not told.  Whoever is in the lobby is not asked.
+  // REQUIRES: the name is not empty, for that is the root itself, and not the current lobby's.
   static bool deleteLobby(const WString& name);
 
   // Builds the list of drives for the current space: its volumes, and the locations that the file
-  // lists, or, when it is empty, the space's own list.  True as DiskManager::AddDrivesFromFile()
-  // is.
+  // lists, or, when none is named, the space's own list.  Always true.
   static bool mountUserMaterialDrives(WString mediaLocationsFile);
   // Forgets listings and drives; the volumes stay.  The argument has no effect.
   static void unmountUserMaterialDrives(WString mediaLocationsFile);
@@ -78,7 +78,7 @@ class MISCDISC_EXPORT LobbyUtils {
   // Local project spaces.
 
   // Makes the folders "P0001000" and "G0001000" where they are missing.  False when one cannot be
-  // made; after the first the second is not tried.
+  // made; when the first fails the second is not tried.
   static bool createDefaultProjectFolders(const WString& folder);
 
   // The same, and copies of the default space's lists of drives, if it has any.  The folder ends in
@@ -89,10 +89,13 @@ class MISCDISC_EXPORT LobbyUtils {
   // current ones.  False, with nothing changed, when it does not exist.
   static bool changeLocalProjectSpace(const WString& folder);
 
-  // Sets the projects base directory: with a lobby configured, logs in to it and works there, else
-  // logs out and works in the local space, or the default one when that is not usable.  False only
-  // when the lobby could not be logged in to: then the machine works locally, and the next call
-  // tries the same lobby again.
+  // Sets the projects base directory.  With a lobby configured it logs in there and sets network
+  // mode by whether that worked; else it leaves the mode as it is, and logs out when the base
+  // directory is not the local folder already.  Not in a lobby, the machine works in the local
+  // space, or the default one when that is not usable.  False only when the lobby could not be
+  // logged in to; the next call tries the same one again.
+  // Once for each lobby that is entered: a second login there takes the login file away, see
+  // NetLogin().
   static bool setupQXProjDirectory();
 
   // Rooms.

@@ -31,8 +31,7 @@ WString LobbyUtils::getCurrentNetworkLobbyName() {
 
 WString LobbyUtils::getNetworkLobbyFullPath(const WString& name, bool trailingSeparator) {
   WString path = withSeparator(getNetworkProjectsRoot()) + name;
-  // Whatever the name ends in: without a lobby the root comes out with two separators, which
-  // no folder of a lobby ever equals.
+  // Whatever the name ends in: without a lobby the root comes out with two separators.
   if (trailingSeparator) path += pathSeparator();
   return path;
 }

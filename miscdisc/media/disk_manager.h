@@ -54,8 +54,10 @@ class MISCDISC_EXPORT DiskManager : public Notifiable {
   // Measuring and telling.
 
   static void update_drive(MediaDrive& drive);
-  static void update_drives();                       // all of them; tells nobody
-  static void update_drives_and_groups();            // all of them; "disk manager update"
+  static void update_drives();  // all of them; tells nobody
+  // All of them; "disk manager update", unless that was told less than 2001 ms before.  The time is
+  // noted after the telling, so listeners do not call this.
+  static void update_drives_and_groups();
   static void inform_interested_parties();           // "disk manager structure change"
   static void issueMediaOnlineChangeNotification();  // "MediaOnlineChangeMsg"
   static void drive_used(wchar_t id);                // for callers that say so; does nothing
@@ -75,8 +77,9 @@ class MISCDISC_EXPORT DiskManager : public Notifiable {
 
   // Where a volume keeps its drive's name.  A path that ends in a separator gets a second one.
   static WString getInfoFileNameFor(wchar_t id);
-  // Writes the name, whatever it is, to the volume.  False, with the file as it was, when the
-  // volume has no free byte; whether the writing worked is not told.
+  // Writes the name, whatever it is, to the volume.  False, with the file as it was and a word on
+  // both consoles, when the volume has no free byte or cannot be measured; whether the writing
+  // worked is not told.
   static bool saveDriveInfo(const MediaDrive& drive);
   // The name on the volume; empty when there is none or its file is corrupt.
   static WString getMediaLocationUserName(wchar_t id);
@@ -84,9 +87,10 @@ class MISCDISC_EXPORT DiskManager : public Notifiable {
   // Mounts every folder that the file lists, logs those that cannot be mounted, renews the
   // directory cache and tells once.  Always true, also for a missing file.
   static bool AddDrivesFromFile(const WString& path);
-  // Unmounts every media location and lists their paths in the file, in the form that
-  // AddDrivesFromFile() takes.  No file is made when there is nothing to list; null lists nothing.
-  // What is returned concerns the layer's last volume: true when it was a media location.
+  // Unmounts every media location, tells once for each drive, and lists their paths in the file, in
+  // the form that AddDrivesFromFile() takes.  No file is made when there is nothing to list; null
+  // lists nothing. What is returned concerns the layer's last volume: true when it was a media
+  // location.
   static bool UnmountDrives(const char* path);
 
   // Media locations.  Folders are compared with the drives' getLocation() in any letter case, so
@@ -106,9 +110,9 @@ class MISCDISC_EXPORT DiskManager : public Notifiable {
 
   // Recording.
 
-  static double getSpaceForRecording(const MediaDrive& drive);  // measures; mebibytes
+  static double getSpaceForRecording(const MediaDrive& drive);  // the drive's own
   // Whole minutes at the sum of two rates in bytes per minute; measures.  All bits set, not 0, is a
-  // drive without room.
+  // drive without room; one less stands for all minutes that do not fit.
   static uint32_t get_mins_of_recording_left(const MediaDrive& drive, double rateA, double rateB);
 
   static MediaDrive* find_best_disk();  // most free space; of equals the first

@@ -89,7 +89,8 @@ uint32_t DiskManager::get_mins_of_recording_left(const MediaDrive& drive, double
                                                  double rateB) {
   const double bytes = getSpaceForRecording(drive) * kBytesPerMebibyte;
   if (!(bytes > 0)) return kNoRoom;
-  return static_cast<uint32_t>(std::clamp(bytes / (rateA + rateB), 0.0, kNoRoom - 1.0));
+  const double minutes = bytes / (rateA + rateB);
+  return minutes > 0 ? static_cast<uint32_t>(std::min(minutes, kNoRoom - 1.0)) : 0;
 }
 
 MediaDrive* DiskManager::find_best_disk() {
@@ -133,7 +134,7 @@ wchar_t SpaceMap::useSpace(double amount, SpaceMapMatch match) {
   MediaDrive* chosen = nullptr;
   double best = match == eBestFit ? 1e99 : 0.0;
   for (MediaDrive& drive : drives_) {
-    if (drive.space <= amount) continue;
+    if (!(drive.space > amount)) continue;
     const bool better =
         (match == eMostSpace && drive.space > best) || (match == eBestFit && drive.space < best);
     if (!better) continue;

@@ -6,7 +6,7 @@
 #include "miscdisc/media/media_drive.h"
 #include "miscdisc/platform/media.h"
 
-// Minutes of material that one gibibyte holds.  For the compressed formats these are the program's
+// Minutes of material that one gibibyte holds.  For most compressed formats these are the program's
 // chosen figures (6, 3 or 1.5; by the bit rate for MPEG), not measurements; others are worked out
 // from the bytes of a frame.  1.0 for a format that nobody knows, and where those bytes are 0.
 MISCDISC_EXPORT double getMinutesPerGigabyte(const CompressionFormat& format,

@@ -7,7 +7,7 @@
 
 #include "miscdisc/platform/file_manager.h"
 
-// The open login file; null while logged out.
+// The open login file; null, or not valid, while none is held.
 MISCDISC_EXPORT extern Qx::Ptr<iFile> lockFilehandle;
 
 // A process number for other modules; the library itself neither sets nor reads it.

@@ -64,7 +64,7 @@ bool ProjectShare::anyOtherNetUsers(char* out) {
 }
 
 bool ProjectShare::roomIsTrashable(const WString& room, WString& reason) {
-  char other[1024];  // no file name is longer than 255 bytes
+  char other[1024];  // the longest file name, 255 characters, as UTF-8
   if (!otherUsersInLobby(LobbyUtils::getRoomFileName(), other)) {
     reason = resourceStrW(kOthersAreHere) + L" (" + Qx::WStringFromAscii(other) + L")";
     return false;

@@ -25,7 +25,8 @@ class MISCDISC_EXPORT ProjectShare {
   static bool lockProject(const cookie& project);
   static bool unlockCurrentlyLockedProject();  // false: none was held
 
-  // True when this machine now holds the room's lock, or the room is the one that is never locked.
+  // True when this machine now holds the room's lock, or the room is "CARDVT.Room", which this
+  // does not lock.
   // Names nobody: that is done by indicateRoomChange().  An earlier lock stays held, as above.
   static bool lockRoom(const WString& room);
   static void unlockCurrentRoom();
@@ -40,9 +41,10 @@ class MISCDISC_EXPORT ProjectShare {
 
   // Occupancy.
 
-  // True when there is at most one login file in the projects base directory, and when lobby is
-  // empty.  out, unless null, gets the user of the first login file that is marked as outside any
-  // room, as UTF-8, or nothing; it must hold the longest file name there.
+  // True when there are no other users, the reverse of its name: at most one login file is in the
+  // projects base directory, or lobby is empty.  out, unless null, gets the user of the first login
+  // file that is marked as outside any room, as UTF-8, or nothing; that may be this user.  It must
+  // hold the longest file name there.
   static bool otherUsersInLobby(const WString& lobby, char* out);
 
   // True when there is more than one login file.  out, unless null, keeps what it holds unless the
@@ -50,12 +52,15 @@ class MISCDISC_EXPORT ProjectShare {
   static bool anyOtherNetUsers(char* out);
 
   // True when nobody else is in the lobby or the user is in it and not in a room, and the room's
-  // lock can be had.  Otherwise reason says who is there, in the application's words.
+  // lock can be had or the room is "CARDVT.Room".  Otherwise reason says who is there, in the
+  // application's words.
   static bool roomIsTrashable(const WString& room, WString& reason);
 
   // Takes the room's lock, with the user's name beside it, and then lets go of the room that was
-  // locked.  False, with everything as it was, when another machine holds it.  An empty room means
-  // that the user leaves rooms.  The user's login file is marked accordingly.
+  // locked.  False when the lock cannot be had, also for the room one is in: the locks are then as
+  // they were.  An empty room means that the user leaves rooms.  The login file is marked as
+  // outside any room by leaving, and the mark is taken away by entering, even where that is
+  // refused.
   static bool indicateRoomChange(const WString& room, const cookie& project);
 
  private:

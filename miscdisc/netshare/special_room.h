@@ -1,4 +1,4 @@
-// The one room that is never locked.
+// The one room that lockRoom() does not lock.
 #pragma once
 
 #include "miscdisc/platform/string_compare.h"

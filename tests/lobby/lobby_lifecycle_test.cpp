@@ -169,7 +169,6 @@ TEST_F(LobbyLifecycleTest, GoingLocalKeepsTheLobbyAsTheLastOne) {
   EXPECT_EQ(setting("last network lobby name"), "");
 }
 
-// Unmount under the old mode, configure, switch, mount under the new one.
 TEST_F(LobbyLifecycleTest, TheLayerIsStartedAgainInTheNewMode) {
   addLobby(L"Alpha");
   platform.calls.clear();
@@ -196,7 +195,12 @@ TEST_F(LobbyLifecycleTest, UnmountingForgetsListingsAndDrivesAndKeepsTheVolumes)
 }
 
 TEST_F(LobbyLifecycleTest, AGivenListIsReadWhateverTheMode) {
-  platform.addFolder(L"/loc/Given");
+  for (const wchar_t* folder : {L"/loc/Given", L"/loc/Home", L"/loc/Shared"}) {
+    platform.addFolder(folder);
+  }
+  platform.addFile(L"/home/ann/projects/DefNetDrive.txt", "/loc/Home\n");
+  addLobby(L"Alpha", "/loc/Shared");
+  platform.settings[{"Configuration", "network lobby name"}] = "Alpha";
   platform.addFile(L"/somewhere/list.txt", "/loc/Given\n");
   for (const bool networkMode : {false, true}) {
     LobbyUtils::networkMode_ = networkMode;

@@ -12,7 +12,7 @@ struct LocalSpaceTest : testing::Test {
     platform.clockStep = 1;
     platform.settings[{"Configuration", "network project root"}] = "/mnt/nas";
     platform.addFolder(L"/home/ann/projects");
-    platform.addFolder(L"/work/Films");
+    platform.addFolder(L"/home/ann/Films");
     platform.addFolder(L"/mnt/nas/Alpha");
   }
 
@@ -30,20 +30,20 @@ struct LocalSpaceTest : testing::Test {
 };
 
 const WString kDefault = L"/home/ann/projects/";
-const WString kFilms = L"/work/Films/";
+const WString kFilms = L"/home/ann/Films/";
 
 }  // namespace
 
 TEST_F(LocalSpaceTest, TheDefaultFoldersAreMadeInOrder) {
-  EXPECT_TRUE(LobbyUtils::createDefaultProjectFolders(L"/work/Films"));
-  EXPECT_EQ(callsOfFiles(), (std::vector<String>{"createDirectory /work/Films/P0001000",
-                                                 "createDirectory /work/Films/G0001000"}));
+  EXPECT_TRUE(LobbyUtils::createDefaultProjectFolders(L"/home/ann/Films"));
+  EXPECT_EQ(callsOfFiles(), (std::vector<String>{"createDirectory /home/ann/Films/P0001000",
+                                                 "createDirectory /home/ann/Films/G0001000"}));
 }
 
 TEST_F(LocalSpaceTest, OnlyTheMissingFolderIsMade) {
-  platform.addFolder(L"/work/Films/P0001000");
+  platform.addFolder(L"/home/ann/Films/P0001000");
   EXPECT_TRUE(LobbyUtils::createDefaultProjectFolders(kFilms));
-  EXPECT_EQ(callsOfFiles(), (std::vector<String>{"createDirectory /work/Films/G0001000"}));
+  EXPECT_EQ(callsOfFiles(), (std::vector<String>{"createDirectory /home/ann/Films/G0001000"}));
   EXPECT_TRUE(LobbyUtils::createDefaultProjectFolders(kFilms));  // nothing more to make
   EXPECT_EQ(callsOfFiles().size(), 1u);
 }
@@ -51,11 +51,11 @@ TEST_F(LocalSpaceTest, OnlyTheMissingFolderIsMade) {
 TEST_F(LocalSpaceTest, AfterTheFirstFailureTheSecondFolderIsNotTried) {
   platform.failNextCall();
   EXPECT_FALSE(LobbyUtils::createDefaultProjectFolders(kFilms));
-  EXPECT_EQ(callsOfFiles(), (std::vector<String>{"createDirectory /work/Films/P0001000"}));
+  EXPECT_EQ(callsOfFiles(), (std::vector<String>{"createDirectory /home/ann/Films/P0001000"}));
 }
 
 TEST_F(LocalSpaceTest, TheResultIsThatOfTheMissingFolder) {
-  platform.addFolder(L"/work/Films/P0001000");
+  platform.addFolder(L"/home/ann/Films/P0001000");
   platform.failNextCall();
   EXPECT_FALSE(LobbyUtils::createDefaultProjectFolders(kFilms));
 }
@@ -66,7 +66,7 @@ TEST_F(LocalSpaceTest, ANewSpaceGetsTheDefaultSpacesLists) {
   EXPECT_TRUE(LobbyUtils::createNewLocalProjectSpace(kFilms));
   EXPECT_EQ(platform.file(kFilms + L"DefNetDrive.txt")->bytes, "/loc/a\n");
   EXPECT_EQ(platform.file(kFilms + L"UnmountedDrives.txt")->bytes, "/media/e/\n");
-  EXPECT_TRUE(platform.has(L"/work/Films/P0001000"));
+  EXPECT_TRUE(platform.has(L"/home/ann/Films/P0001000"));
   EXPECT_EQ(platform.localProjects, kDefault);  // not made current
 }
 
@@ -100,8 +100,8 @@ TEST_F(LocalSpaceTest, TheDefaultSpaceIsNotCopiedOntoItself) {
 // Names are appended as they are.
 TEST_F(LocalSpaceTest, ASpaceWithoutASeparatorHasItsListsBesideIt) {
   platform.addFile(kDefault + L"DefNetDrive.txt", "/loc/a\n");
-  LobbyUtils::createNewLocalProjectSpace(L"/work/Films");
-  EXPECT_TRUE(platform.has(L"/work/FilmsDefNetDrive.txt"));
+  LobbyUtils::createNewLocalProjectSpace(L"/home/ann/Films");
+  EXPECT_TRUE(platform.has(L"/home/ann/FilmsDefNetDrive.txt"));
 }
 
 TEST_F(LocalSpaceTest, ChangingToASpaceBringsItsDrives) {
@@ -115,7 +115,7 @@ TEST_F(LocalSpaceTest, ChangingToASpaceBringsItsDrives) {
 }
 
 TEST_F(LocalSpaceTest, AMissingSpaceChangesNothing) {
-  EXPECT_FALSE(LobbyUtils::changeLocalProjectSpace(L"/work/Gone/"));
+  EXPECT_FALSE(LobbyUtils::changeLocalProjectSpace(L"/home/ann/Gone/"));
   EXPECT_EQ(platform.localProjects, kDefault);
   EXPECT_EQ(platform.baseDirectory, kDefault);
   EXPECT_EQ(platform.calls, std::vector<String>());
@@ -129,7 +129,8 @@ TEST_F(LocalSpaceTest, SetUpWithoutALobbyWorksLocally) {
 }
 
 TEST_F(LocalSpaceTest, AnUnusableLocalFolderGivesWayToTheDefault) {
-  platform.localProjects = L"/work/Gone/";
+  platform.localProjects = L"/home/ann/Gone/";
+  platform.baseDirectory = L"/mnt/nas/Beta/";
   EXPECT_TRUE(LobbyUtils::setupQXProjDirectory());
   EXPECT_EQ(platform.baseDirectory, kDefault);
 }
@@ -142,16 +143,27 @@ TEST_F(LocalSpaceTest, SetUpWithALobbyLogsInThere) {
   EXPECT_TRUE(platform.has(L"/mnt/nas/Alpha/ann.cli"));
 }
 
+// The second login deletes the file of the first, which is its own.
+TEST_F(LocalSpaceTest, SetUpTwiceInOneLobbyLeavesNoLoginFile) {
+  configureLobby("Alpha");
+  LobbyUtils::setupQXProjDirectory();
+  EXPECT_TRUE(LobbyUtils::setupQXProjDirectory());
+  EXPECT_TRUE(LobbyUtils::machineIsInNetworkMode());
+  EXPECT_FALSE(platform.has(L"/mnt/nas/Alpha/ann.cli"));
+}
+
 TEST_F(LocalSpaceTest, ARefusedLoginFallsBackToTheLocalFolder) {
   configureLobby("Alpha");
   platform.heldElsewhere = {L"/mnt/nas/Alpha/ann.cli"};
+  platform.localProjects = kFilms;
+  platform.baseDirectory = L"/mnt/nas/Beta/";
   LobbyUtils::networkMode_ = true;
   EXPECT_FALSE(LobbyUtils::setupQXProjDirectory());
   EXPECT_FALSE(LobbyUtils::machineIsInNetworkMode());
-  EXPECT_EQ(platform.baseDirectory, kDefault);
+  EXPECT_EQ(platform.baseDirectory, kFilms);
   EXPECT_EQ((platform.settings[{"Configuration", "network lobby name"}]), "Alpha");
 
-  platform.localProjects = L"/work/Gone/";
+  platform.localProjects = L"/home/ann/Gone/";
   EXPECT_FALSE(LobbyUtils::setupQXProjDirectory());
   EXPECT_EQ(platform.baseDirectory, kDefault);
 

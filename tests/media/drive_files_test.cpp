@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -47,16 +48,18 @@ struct DriveFilesTest : testing::Test {
 
 // A file of the real file system, for what is written with the standard streams.
 struct RealFile {
-  RealFile() : path(testing::TempDir() + "miscdisc-unmounted-" + std::to_string(std::rand())) {
-    std::remove(path.c_str());
+  RealFile() {
+    std::string folder = std::filesystem::temp_directory_path() / "miscdisc-drives-XXXXXX";
+    if (!mkdtemp(folder.data())) std::abort();
+    path = folder + "/list.txt";
   }
-  ~RealFile() { std::remove(path.c_str()); }
+  ~RealFile() { std::filesystem::remove_all(std::filesystem::path(path).parent_path()); }
   bool exists() const { return std::ifstream(path).good(); }
   std::string bytes() const {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
   }
-  const std::string path;
+  std::string path;
 };
 
 }  // namespace
@@ -239,7 +242,8 @@ TEST_F(DriveFilesTest, TheNextVolumeIsFoundBeforeTheLastOneIsForgotten) {
   EXPECT_EQ(
       platform.calls,
       (std::vector<String>{"FsysGetFirstMaterialVolume ", "FsysGetNextMaterialVolume E",
-                           "FsysGetNextMaterialVolume \uE031", "FsysDeleteMaterialVolume \uE031",
+                           "told disk manager structure change", "FsysGetNextMaterialVolume \uE031",
+                           "FsysDeleteMaterialVolume \uE031", "told disk manager structure change",
                            "FsysGetNextMaterialVolume \uE032", "FsysDeleteMaterialVolume \uE032"}));
 }
 

@@ -1,4 +1,4 @@
-// Hears what the disk manager tells, and writes it into one sequence with the rest.
+// Hears what the disk manager tells, and notes it among the calls of the platform as well.
 #pragma once
 
 #include "miscdisc/media/disk_manager.h"
@@ -8,6 +8,7 @@ struct DriveListener : Notifiable {
   DriveListener() { DiskManager::notifier_.add(*this); }
   void notify(const NotifyMsg& msg) override {
     heard.push_back(msg.name());
+    fakePlatform().calls.push_back("told " + msg.name());
     types.push_back(msg.type());
     payloads += msg.payload() ? 1 : 0;
   }

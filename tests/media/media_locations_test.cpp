@@ -152,12 +152,29 @@ TEST_F(MediaLocationsTest, RemovingDropsTheLineForgetsTheVolumeAndTellsTwice) {
   DiskManager::addMediaLocation(L"/loc/Rushes/");
   DiskManager::addMediaLocation(L"/loc/Sounds/");
   listener.heard.clear();
+  platform.log.clear();
+  platform.listed.clear();
   EXPECT_TRUE(DiskManager::removeMediaLocation(L"/LOC/Rushes/"));
+  EXPECT_EQ(platform.log, (std::vector<String>{"Added media location : /media/e/\n",
+                                               "Added media location : /loc/Sounds/\n"}));
+  EXPECT_EQ(platform.listed.size(), 4u);  // the folders of both are read again
   EXPECT_EQ(listed(), "/loc/Sounds/\n");
   EXPECT_EQ(hidden(), "no file");
   EXPECT_EQ(platform.volume(0xE031), nullptr);
   EXPECT_EQ(names(), (std::vector<WString>{L"/media/e", L"Sounds"}));
   EXPECT_EQ(listener.heard, (std::vector<String>{kChange, kChange}));
+}
+
+// The second telling comes when the cache has been renewed, which walks the volumes.
+TEST_F(MediaLocationsTest, RemovingForgetsTellsRenewsAndTellsAgain) {
+  DiskManager::addMediaLocation(L"/loc/Rushes/");
+  platform.calls.clear();
+  DiskManager::removeMediaLocation(L"/loc/Rushes/");
+  EXPECT_EQ(platform.calls,
+            (std::vector<String>{"save /home/ann/projects/DefNetDrive.txt",
+                                 "FsysDeleteMaterialVolume \uE031", "told " + kChange,
+                                 "FsysGetFirstMaterialVolume ", "FsysGetNextMaterialVolume E",
+                                 "told " + kChange}));
 }
 
 TEST_F(MediaLocationsTest, WhatIsNoLocationIsNotRemoved) {
@@ -274,7 +291,6 @@ TEST_F(MediaLocationsTest, OnAFullVolumeTheNewNameIsKnownInMemoryOnly) {
   EXPECT_EQ(bytesOf(L"/media/e/Material/MediaSpaceInfo.txt"), "no file");
 }
 
-// Whatever call of the platform fails, no line of anybody is lost.
 TEST_F(MediaLocationsTest, AListThatCannotBeSavedKeepsItsLines) {
   platform.addFile(kListed, "/loc/Sounds/\n/mnt/other/\n");
   platform.failingCall = 1;

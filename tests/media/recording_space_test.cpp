@@ -135,6 +135,15 @@ TEST_F(RecordingSpaceTest, MoreMinutesThan32BitsHoldAreOneLess) {
   EXPECT_EQ(DiskManager::get_mins_of_recording_left(drive, 1, 0), 0xFFFFFFFEu);
 }
 
+TEST_F(RecordingSpaceTest, WhatIsNoNumberTakesNothing) {
+  addDrive(L'E', 12);
+  const double noNumber = std::nan("");
+  const MediaDrive& drive = *DiskManager::get_drive(0);
+  EXPECT_EQ(DiskManager::get_mins_of_recording_left(drive, noNumber, 0), 0u);
+  EXPECT_EQ(DiskManager::get_mins_of_recording_left(drive, -1, 0), 0u);
+  EXPECT_EQ(SpaceMap(nullptr).useSpace(noNumber, eMostSpace), 0);
+}
+
 TEST_F(RecordingSpaceTest, TheBestDriveHasMostSpaceAsLastMeasured) {
   EXPECT_EQ(DiskManager::find_best_disk(), nullptr);
   addDrive(L'E', 3);

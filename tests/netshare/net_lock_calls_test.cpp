@@ -108,17 +108,18 @@ TEST_F(NetLockCalls, AFailedWriteIsAFalseResultAndNotReported) {
 TEST_F(NetLockCalls, EveryFailureLeavesTheLockFree) {
   for (int failing = 1; failing <= 6; ++failing) {
     SCOPED_TRACE(failing);
-    platform.failingCall = 0;
-    platform.calls.clear();
+    platform.failNextCall();
+    platform.failingCall += failing - 1;
     {
       NetLock lock(path);
-      platform.failingCall = failing;
-      if (lock.Lock()) {
-        lock.SetLockInfo(L"ann");
+      const bool locked = lock.Lock();
+      EXPECT_EQ(locked, failing != 2);
+      if (locked) {
+        EXPECT_EQ(lock.SetLockInfo(L"ann"), failing != 3 && failing != 4);
         lock.Unlock();
       }
     }
-    platform.failingCall = 0;
+    EXPECT_EQ(platform.failuresReported, failing == 1 ? 1 : failing < 3 ? 1 : 2);
     NetLock next(path);
     EXPECT_TRUE(next.Lock());
     next.SetLockInfo(L"ben");

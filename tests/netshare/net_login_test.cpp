@@ -37,7 +37,7 @@ TEST_F(NetLoginTest, ALoginKeepsAnEmptyFileOpen) {
   EXPECT_EQ(platform.ownersSet, (std::vector<WString>{alpha}));
 }
 
-TEST_F(NetLoginTest, ALogoutClosesThenDeletesTheFile) {
+TEST_F(NetLoginTest, ALogoutClosesAndDeletesTheFile) {
   NetLogin(L"/share/Alpha");
   EXPECT_TRUE(NetLogout());
   EXPECT_FALSE(lockFilehandle);
@@ -82,6 +82,7 @@ TEST_F(NetLoginTest, AFailedLoginKeepsTheEarlierPath) {
   NetLogin(L"/share/Alpha");
   EXPECT_FALSE(NetLogin(L"/share/Gone"));
   EXPECT_TRUE(platform.has(alpha));
+  EXPECT_FALSE(lockFilehandle && lockFilehandle->valid());
   EXPECT_EQ(platform.ownersSet.size(), 1u);
   NetLogout();
   EXPECT_FALSE(platform.has(alpha));

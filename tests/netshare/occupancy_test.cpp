@@ -211,6 +211,19 @@ TEST_F(OccupancyTest, LeavingRoomsMarksOnesOwnLoginAndEnteringUnmarksIt) {
   EXPECT_FALSE(isMarked(L"ann"));
 }
 
+TEST_F(OccupancyTest, ARefusedUserLosesTheMark) {
+  login(L"ann");
+  ProjectShare::indicateRoomChange(L"", cookie());
+  platform.heldElsewhere = {room + L".lck"};
+  EXPECT_FALSE(ProjectShare::indicateRoomChange(room, cookie()));
+  EXPECT_FALSE(isMarked(L"ann"));
+}
+
+TEST_F(OccupancyTest, EnteringTheSpecialRoomLocksItLikeAnyOther) {
+  EXPECT_TRUE(ProjectShare::indicateRoomChange(L"/share/Alpha/CARDVT.Room", cookie()));
+  EXPECT_TRUE(platform.has(L"/share/Alpha/CARDVT.Room.lck"));
+}
+
 TEST_F(OccupancyTest, AMarkThatFailsDoesNotKeepAnybodyOut) {
   EXPECT_TRUE(ProjectShare::indicateRoomChange(L"", cookie()));  // no login file to mark
   EXPECT_TRUE(ProjectShare::indicateRoomChange(room, cookie()));
