@@ -1,0 +1,221 @@
+// One machine of the tests: does what the lines of its standard input say, one answer line each.
+//
+//   machine NETWORK_PROJECTS_ROOT
+//
+// It says READY when it takes commands, and ends with its input.  Names of rooms lie in the
+// projects base directory, other paths are whole.
+#include <dlfcn.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <string>
+
+#include "host/files/lock_file.h"
+#include "miscdisc/lobby/lobby_utils.h"
+#include "miscdisc/media/disk_manager.h"
+#include "miscdisc/netshare/project_share.h"
+#include "miscdisc/platform/config.h"
+#include "miscdisc/platform/project_folders.h"
+
+namespace {
+
+// The system call before which this machine stops itself, once: its name and how its path ends.
+std::string frozenCall, frozenEnding;
+
+void freezeBefore(const std::string& call, const std::string& path) {
+  if (call != frozenCall || !path.ends_with(frozenEnding)) return;
+  frozenCall.clear();
+  raise(SIGSTOP);
+}
+
+template <typename Function>
+Function* next(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+// The library's calls pass through these.
+extern "C" {
+
+MISCDISC_EXPORT int unlink(const char* path) noexcept {
+  static auto* const real = next<int(const char*)>("unlink");
+  freezeBefore("unlink", path);
+  return real(path);
+}
+
+MISCDISC_EXPORT int rmdir(const char* path) noexcept {
+  static auto* const real = next<int(const char*)>("rmdir");
+  freezeBefore("rmdir", path);
+  return real(path);
+}
+
+MISCDISC_EXPORT int mkdir(const char* path, mode_t mode) noexcept {
+  static auto* const real = next<int(const char*, mode_t)>("mkdir");
+  freezeBefore("mkdir", path);
+  return real(path, mode);
+}
+
+MISCDISC_EXPORT ssize_t write(int file, const void* bytes, size_t count) {
+  static auto* const real = next<ssize_t(int, const void*, size_t)>("write");
+  if (frozenCall == "write") {
+    std::error_code ignored;
+    freezeBefore("write",
+                 std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file), ignored));
+  }
+  return real(file, bytes, count);
+}
+
+}  // extern "C"
+
+namespace {
+
+WString wide(const std::string& text) { return Qx::WStringFromUTF8(text); }
+std::string narrow(const WString& text) { return Qx::UTF8FromWString(text); }
+
+std::string answer(bool value) { return value ? "yes" : "no"; }
+
+// With what the library tells beside it.
+std::string answer(bool value, const std::string& detail) {
+  return detail.empty() ? answer(value) : answer(value) + ": " + detail;
+}
+
+WString roomPath(const std::string& name) { return getProjectsBaseDirectory() + wide(name); }
+
+cookie project(const std::string& text) { return cookie::fromWString(wide(text)).value(); }
+
+std::string enterLobby(const std::string& name) {
+  LobbyUtils::setCurrentNetworkLobby(wide(name));
+  return answer(LobbyUtils::setupQXProjDirectory());
+}
+
+std::string leaveLobby() {
+  LobbyUtils::switchFromNetworkToLocal();
+  return answer(LobbyUtils::setupQXProjDirectory());
+}
+
+// What an application does at its start: it works where it worked last.
+std::string setUp() {
+  const bool done = LobbyUtils::setupQXProjDirectory();
+  LobbyUtils::mountUserMaterialDrives(WString());
+  return answer(done);
+}
+
+std::string available() {
+  Vector<WString> lobbies;
+  LobbyUtils::getAvailableNetworkLobbies(lobbies);
+  std::string names;
+  for (const WString& lobby : lobbies) names += (names.empty() ? "" : " ") + narrow(lobby);
+  return names;
+}
+
+std::string driveNames() {
+  std::string names;
+  for (unsigned short i = 0; const MediaDrive* drive = DiskManager::get_drive(i); ++i) {
+    names += (names.empty() ? "" : " ") + narrow(drive->getUserName(false));
+  }
+  return names;
+}
+
+std::string changeRoom(const std::string& name) {
+  const WString room = name.empty() ? WString() : roomPath(name);
+  const bool changed = ProjectShare::indicateRoomChange(room, cookie());
+  if (changed) LobbyUtils::setRoomFileName(room);
+  return answer(changed);
+}
+
+std::string isTrashable(const std::string& name) {
+  WString reason;
+  const bool trashable = ProjectShare::roomIsTrashable(roomPath(name), reason);
+  return answer(trashable, narrow(reason));
+}
+
+std::string isAlone() {
+  char other[1024] = "";
+  const bool alone = ProjectShare::otherUsersInLobby(getProjectsBaseDirectory(), other);
+  return answer(alone, other);
+}
+
+std::string areOthersHere() {
+  char other[1024] = "";
+  const bool others = ProjectShare::anyOtherNetUsers(other);
+  return answer(others, other);
+}
+
+std::string stateOfLock(const std::string& path) {
+  switch (host::lockState(path)) {
+    case host::LockState::kMissing:
+      return "missing";
+    case host::LockState::kFree:
+      return "free";
+    case host::LockState::kHeld:
+      return "held";
+    case host::LockState::kUnknown:
+      break;
+  }
+  return "unknown";
+}
+
+std::string freeze(const std::string& callAndEnding) {
+  const size_t space = callAndEnding.find(' ');
+  frozenCall = callAndEnding.substr(0, space);
+  frozenEnding = callAndEnding.substr(space + 1);
+  return "yes";
+}
+
+using Text = const std::string&;
+const std::map<std::string, std::function<std::string(Text)>> kCommands{
+    {"setup", [](Text) { return setUp(); }},
+    {"enter", enterLobby},
+    {"leave", [](Text) { return leaveLobby(); }},
+    {"network-mode", [](Text) { return answer(LobbyUtils::machineIsInNetworkMode()); }},
+    {"create", [](Text name) { return answer(LobbyUtils::createNewLobby(wide(name))); }},
+    {"delete", [](Text name) { return answer(LobbyUtils::deleteLobby(wide(name))); }},
+    {"available", [](Text) { return available(); }},
+    {"drives", [](Text) { return driveNames(); }},
+    {"add-location", [](Text path) { return answer(DiskManager::addMediaLocation(wide(path))); }},
+    {"lock-project", [](Text id) { return answer(ProjectShare::lockProject(project(id))); }},
+    {"unlock-project", [](Text) { return answer(ProjectShare::unlockCurrentlyLockedProject()); }},
+    {"project-owner", [](Text id) { return narrow(ProjectShare::getLockOwner(project(id))); }},
+    {"project-occupied",
+     [](Text id) { return answer(ProjectShare::isProjectOccupied(project(id))); }},
+    {"room", changeRoom},
+    {"leave-room", [](Text) { return changeRoom(""); }},
+    {"room-lock", [](Text name) { return answer(ProjectShare::lockRoom(roomPath(name))); }},
+    {"room-unlock",
+     [](Text) {
+       ProjectShare::unlockCurrentRoom();
+       return answer(true);
+     }},
+    {"room-owner", [](Text name) { return narrow(ProjectShare::getLockOwner(roomPath(name))); }},
+    {"room-occupied",
+     [](Text name) { return answer(ProjectShare::isRoomOccupied(roomPath(name))); }},
+    {"trashable", isTrashable},
+    {"alone", [](Text) { return isAlone(); }},
+    {"others", [](Text) { return areOthersHere(); }},
+    {"state", stateOfLock},
+    {"freeze-before", freeze},
+};
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  if (count != 2) return 2;
+  UserConfig().setValue(LobbyUtils::NetProjRootRegKey, arguments[1], "Configuration");
+  std::cout << "READY" << std::endl;
+
+  std::string line;
+  while (std::getline(std::cin, line)) {
+    const size_t space = std::min(line.find(' '), line.size());
+    const auto command = kCommands.find(line.substr(0, space));
+    const std::string argument = line.substr(std::min(space + 1, line.size()));
+    std::cout << (command == kCommands.end() ? "unknown command" : command->second(argument))
+              << std::endl;
+  }
+}
