@@ -6,27 +6,21 @@
 // Exit status: 0 when no lock had two holders and every information file named its holder, 1
 // otherwise, 2 for a bad option, 3 when the processes did not get through in time.
 #include <fcntl.h>
-#include <signal.h>
-#include <sys/mman.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cinttypes>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <new>
 #include <random>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "miscdisc/platform/os.h"
+#include "tests/stress/herd.h"
 #include "tests/stress/scratch.h"
 
 namespace {
@@ -34,7 +28,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr int kLocks = 2;
-constexpr int kMostProcesses = 64;
 
 struct Options {
   uint64_t acquisitions = 20000;
@@ -46,26 +39,13 @@ struct Options {
   uint64_t seed = 1;
 };
 
-// All that the processes share.  An owner word is the holder's slot (from 1) in the low byte and
-// its run in the others, so that a word that a killed run left is never taken for the next run's.
 struct Shared {
-  std::atomic<uint64_t> owner[kLocks];
-  std::atomic<uint64_t> doomed[kMostProcesses];  // by slot: the run that is about to be killed
-  std::atomic<uint64_t> buried[kMostProcesses];  // by slot: the last run that is known to be dead
-  std::atomic<int64_t> holderKilled[kLocks];     // nanoseconds; 0: no kill waits for a successor
-  std::atomic<int64_t> longestRecovery;          // nanoseconds
+  Exclusion<kLocks> exclusion;
   std::atomic<uint64_t> acquisitions;
-  std::atomic<uint64_t> doubleHolders;
   std::atomic<uint64_t> wrongInformation;
   std::atomic<uint64_t> failures;
   std::atomic<bool> stop;
 };
-static_assert(std::atomic<uint64_t>::is_always_lock_free);
-
-int64_t now() {
-  return std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch())
-      .count();
-}
 
 // The processes' own lock, by one protocol or the other.
 class Lock {
@@ -131,45 +111,18 @@ class Lock {
   int descriptor_ = -1;
 };
 
-void noteRecovery(Shared& shared, int lock) {
-  const int64_t killed = shared.holderKilled[lock].exchange(0);
-  if (killed == 0) return;
-  const int64_t took = now() - killed;
-  int64_t longest = shared.longestRecovery;
-  while (took > longest && !shared.longestRecovery.compare_exchange_weak(longest, took)) {
-  }
-}
-
-// True when nobody was there.  A killed holder cannot clear its word: the kernel gives its lock
-// away first, and the parent clears the word after that.  So a word of a run that was doomed
-// before we looked is waited for, until the parent has buried that run; every other word, and one
-// that its own run clears while we wait, belongs to a second holder.
-bool enter(Shared& shared, int lock, uint64_t identity) {
-  while (true) {
-    uint64_t found = 0;
-    if (shared.owner[lock].compare_exchange_strong(found, identity)) return true;
-    const size_t slot = (found & 0xFF) - 1;
-    if (shared.doomed[slot] != found) return false;
-    while (shared.owner[lock] == found) std::this_thread::sleep_for(std::chrono::microseconds(50));
-    if (shared.buried[slot] != found) return false;
-  }
-}
-
-[[noreturn]] void work(Shared& shared, const Options& options, const std::string& folder,
-                       uint64_t identity) {
+void work(Shared& shared, const Options& options, const std::string& folder, uint64_t identity) {
   std::mt19937_64 random(options.seed ^ (identity * 0x9E3779B97F4A7C15));
   const std::string name = "holder " + std::to_string(identity);
   while (!shared.stop) {
-    const int which = int(random() % kLocks);
+    const size_t which = random() % kLocks;
     const WString path = Qx::WStringFromUTF8(folder + "/room" + std::to_string(which) + ".lck");
     Lock lock(path, options.naive);
     if (!lock.acquire()) {
       std::this_thread::sleep_for(std::chrono::microseconds(random() % 100));
       continue;
     }
-    const bool alone = enter(shared, which, identity);
-    if (!alone) ++shared.doubleHolders;
-    noteRecovery(shared, which);
+    const bool alone = shared.exclusion.enter(which, identity);
 
     const bool written = lock.writeInformation(name);
     if (!written) ++shared.failures;
@@ -178,102 +131,34 @@ bool enter(Shared& shared, int lock, uint64_t identity) {
     if (alone && written && lock.readInformation() != name) ++shared.wrongInformation;
 
     ++shared.acquisitions;
-    uint64_t self = identity;
-    shared.owner[which].compare_exchange_strong(self, 0);
+    shared.exclusion.leave(which, identity);
     lock.release();
   }
-  _exit(0);
 }
 
-struct Child {
-  pid_t process = 0;
-  uint64_t identity = 0;
-  bool stopped = false;
-};
+// A race that is there needs no further proof.
+bool enough(const Shared& shared, const Options& options, const Herd& herd) {
+  if (options.naive && shared.exclusion.doubleHolders > 0) return true;
+  return shared.acquisitions >= options.acquisitions && herd.kills >= options.kills;
+}
 
-class Range {
- public:
-  Range(Shared& shared, const Options& options, std::string folder)
-      : shared_(shared),
-        options_(options),
-        folder_(std::move(folder)),
-        random_(options.seed),
-        children_(size_t(options.processes)) {}
-
-  bool run() {
-    const auto end = Clock::now() + std::chrono::seconds(options_.seconds);
-    for (size_t i = 0; i < children_.size(); ++i) start(i);
-    while (!enough() && Clock::now() < end) {
-      std::this_thread::sleep_for(std::chrono::microseconds(500 + random_() % 3000));
-      disturb();
-    }
-    const bool inTime = enough();
-    shared_.stop = true;
-    for (Child& child : children_) kill(child.process, SIGCONT);
-    for (Child& child : children_) waitpid(child.process, nullptr, 0);
-    return inTime;
-  }
-
-  uint64_t kills() const { return kills_; }
-  uint64_t holdersKilled() const { return holdersKilled_; }
-  uint64_t stops() const { return stops_; }
-
- private:
-  // A race that is there needs no further proof.
-  bool enough() const {
-    if (options_.naive && shared_.doubleHolders > 0) return true;
-    return shared_.acquisitions >= options_.acquisitions && kills_ >= options_.kills;
-  }
-
-  void start(size_t index) {
-    Child& child = children_[index];
-    child.identity = ++runs_ << 8 | (index + 1);
-    child.stopped = false;
-    child.process = fork();
-    if (child.process == 0) work(shared_, options_, folder_, child.identity);
-  }
-
-  // Kills keep step with the acquisitions, so that neither is over long before the other.
-  void disturb() {
-    const size_t index = random_() % children_.size();
-    Child& child = children_[index];
-    if (kills_ * options_.acquisitions <= options_.kills * shared_.acquisitions) {
-      replace(index);
-    } else if (child.stopped) {
-      kill(child.process, SIGCONT);
-      child.stopped = false;
-    } else if (random_() % 8 == 0) {
-      kill(child.process, SIGSTOP);
-      child.stopped = true;
-      ++stops_;
+// True when all was done in time.
+bool run(Shared& shared, const Options& options, Herd& herd) {
+  const auto end = Clock::now() + std::chrono::seconds(options.seconds);
+  while (!enough(shared, options, herd) && Clock::now() < end) {
+    herd.rest();
+    // Kills keep step with the acquisitions, so that neither is over long before the other.
+    if (herd.kills * options.acquisitions <= options.kills * shared.acquisitions) {
+      herd.replaceOne(shared.exclusion);
+    } else {
+      herd.stopOrResumeOne();
     }
   }
-
-  void replace(size_t index) {
-    Child& child = children_[index];
-    shared_.doomed[index] = child.identity;
-    const int64_t killed = now();
-    kill(child.process, SIGKILL);
-    waitpid(child.process, nullptr, 0);
-    shared_.buried[index] = child.identity;
-    for (int lock = 0; lock < kLocks; ++lock) {
-      if (shared_.owner[lock] != child.identity) continue;
-      shared_.holderKilled[lock] = killed;
-      ++holdersKilled_;
-      uint64_t dead = child.identity;
-      shared_.owner[lock].compare_exchange_strong(dead, 0);
-    }
-    ++kills_;
-    start(index);
-  }
-
-  Shared& shared_;
-  const Options& options_;
-  std::string folder_;
-  std::mt19937_64 random_;
-  std::vector<Child> children_;
-  uint64_t runs_ = 0, kills_ = 0, holdersKilled_ = 0, stops_ = 0;
-};
+  const bool inTime = enough(shared, options, herd);
+  shared.stop = true;
+  herd.end();
+  return inTime;
+}
 
 bool parse(int count, char** arguments, Options& options) {
   for (int i = 1; i < count; ++i) {
@@ -317,14 +202,12 @@ int main(int count, char** arguments) {
   }
   const Scratch scratch(options.remote);
   const std::string folder = scratch.folder();
-  void* const memory =
-      mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  if (memory == MAP_FAILED) return 2;
-  Shared& shared = *new (memory) Shared{};
+  Shared& shared = makeShared<Shared>();
 
   const auto start = Clock::now();
-  Range range(shared, options, folder);
-  const bool inTime = range.run();
+  Herd herd(options.processes, options.seed,
+            [&](uint64_t identity) { work(shared, options, folder, identity); });
+  const bool inTime = run(shared, options, herd);
   const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
 
   const bool anchored = std::filesystem::exists(folder + "/.lockspace");
@@ -334,15 +217,14 @@ int main(int count, char** arguments) {
   std::printf("seed, processes        %" PRIu64 ", %d\n", options.seed, options.processes);
   std::printf("seconds                %.1f\n", seconds);
   std::printf("acquisitions           %" PRIu64 "\n", shared.acquisitions.load());
-  std::printf("kills (of holders)     %" PRIu64 " (%" PRIu64 ")\n", range.kills(),
-              range.holdersKilled());
-  std::printf("stops                  %" PRIu64 "\n", range.stops());
-  std::printf("double holders         %" PRIu64 "\n", shared.doubleHolders.load());
+  std::printf("kills (of holders)     %" PRIu64 " (%" PRIu64 ")\n", herd.kills, herd.holdersKilled);
+  std::printf("stops                  %" PRIu64 "\n", herd.stops);
+  std::printf("double holders         %" PRIu64 "\n", shared.exclusion.doubleHolders.load());
   std::printf("wrong information      %" PRIu64 "\n", shared.wrongInformation.load());
   std::printf("failed writes          %" PRIu64 "\n", shared.failures.load());
-  std::printf("longest recovery       %.1f ms\n", double(shared.longestRecovery) / 1e6);
+  std::printf("longest recovery       %.1f ms\n", double(shared.exclusion.longestRecovery) / 1e6);
 
-  if (shared.doubleHolders || shared.wrongInformation || shared.failures) return 1;
+  if (shared.exclusion.doubleHolders || shared.wrongInformation || shared.failures) return 1;
   if (!options.naive && anchored != options.remote) return 1;
   return inTime ? 0 : 3;
 }
