@@ -59,7 +59,7 @@ TEST_P(LobbiesTest, OfTwoMachinesThatMakeALobbyAtOnceOneSucceedsAndTheListIsWhol
 TEST_P(LobbiesTest, FolderIsNoLobbyBeforeItHasItsMediaFolders) {
   ASSERT_EQ(ann.ask("freeze-before mkdir Sound"), "yes");
   ann.tell("create Alpha");
-  ann.awaitFreeze();
+  ann.awaitStop();
   EXPECT_EQ(ben.ask("available"), "");
   EXPECT_EQ(ben.ask("delete Alpha"), "no");
   EXPECT_EQ(ben.ask("create Alpha"), "no");
@@ -73,7 +73,7 @@ TEST_P(LobbiesTest, FolderIsNoLobbyBeforeItHasItsMediaFolders) {
 TEST_P(LobbiesTest, LobbyThatIsBeingMadeIsEnteredWithoutItsDrive) {
   ASSERT_EQ(ann.ask("freeze-before mkdir Sound"), "yes");
   ann.tell("create Alpha");
-  ann.awaitFreeze();
+  ann.awaitStop();
   EXPECT_EQ(ben.ask("enter Alpha"), "yes");
   EXPECT_THAT(ben.ask("drives"), testing::Not(testing::EndsWith("Media")));
 
@@ -87,7 +87,7 @@ TEST_P(LobbiesTest, LobbyThatIsBeingMadeIsEnteredWithoutItsDrive) {
 TEST_P(LobbiesTest, LobbyIsListedAMomentBeforeItsListHasTheDrive) {
   ASSERT_EQ(ann.ask("freeze-before write DefNetDrive.txt"), "yes");
   ann.tell("create Alpha");
-  ann.awaitFreeze();
+  ann.awaitStop();
   EXPECT_EQ(ben.ask("available"), "Alpha");
   EXPECT_EQ(ben.ask("enter Alpha"), "yes");
   EXPECT_THAT(ben.ask("drives"), testing::Not(testing::EndsWith("Media")));
@@ -97,6 +97,16 @@ TEST_P(LobbiesTest, LobbyIsListedAMomentBeforeItsListHasTheDrive) {
   EXPECT_EQ(ben.ask("leave"), "yes");
   EXPECT_EQ(ben.ask("enter Alpha"), "yes");
   EXPECT_THAT(ben.ask("drives"), testing::EndsWith("Media"));
+}
+
+TEST_P(LobbiesTest, MachineThatDiesWhileItMakesALobbyLeavesAFolderThatIsNone) {
+  ASSERT_EQ(ann.ask("freeze-before mkdir Sound"), "yes");
+  ann.tell("create Alpha");
+  ann.awaitStop();
+  ann.crash();
+  EXPECT_EQ(ben.ask("available"), "");
+  EXPECT_EQ(ben.ask("delete Alpha"), "no");
+  EXPECT_EQ(ben.ask("create Alpha"), "no");  // people must take the folder away
 }
 
 TEST_P(LobbiesTest, WhoeverIsInALobbyThatIsDeletedCanStillLeaveIt) {
@@ -121,7 +131,7 @@ TEST_P(LobbiesTest, LoginInTheLastMomentOfADeletionLeavesAFolderThatIsNoLobby) {
   ASSERT_EQ(ann.ask("create Alpha"), "yes");
   ASSERT_EQ(ann.ask("freeze-before rmdir Alpha"), "yes");
   ann.tell("delete Alpha");
-  ann.awaitFreeze();
+  ann.awaitStop();
   EXPECT_EQ(ben.ask("available"), "");
   EXPECT_EQ(ben.ask("enter Alpha"), "yes");
 

@@ -88,6 +88,41 @@ TEST_P(LocksTest, StoppedHolderThatIsKilledBlocksNobody) {
   EXPECT_EQ(ben.ask("lock-project P0001000"), "yes");
 }
 
+TEST_P(LocksTest, UserIsRefusedWhatTheSameUserHoldsOnAnotherMachine) {
+  Machine second(share, "ann");
+  ASSERT_EQ(second.ask("enter Alpha"), "yes");
+  ASSERT_EQ(ann.ask("lock-project P0001000"), "yes");
+  EXPECT_EQ(second.ask("lock-project P0001000"), "no");
+  EXPECT_EQ(second.ask("project-owner P0001000"), "ann");
+  EXPECT_EQ(second.ask("unlock-project"), "no");
+  EXPECT_EQ(state("Alpha/P0001000/Lock"), "held");
+}
+
+TEST_P(LocksTest, LockIsHeldBeforeItNamesItsHolder) {
+  ASSERT_EQ(ann.ask("freeze-before write Lock.inf"), "yes");
+  ann.tell("lock-project P0001000");
+  ann.awaitStop();
+  EXPECT_EQ(ben.ask("lock-project P0001000"), "no");
+  EXPECT_EQ(ben.ask("project-owner P0001000"), "");
+
+  ann.resume();
+  EXPECT_EQ(ann.answer(), "yes");
+  EXPECT_EQ(ben.ask("project-owner P0001000"), "ann");
+}
+
+TEST_P(LocksTest, NameIsGoneBeforeTheLockIsFree) {
+  ASSERT_EQ(ann.ask("lock-project P0001000"), "yes");
+  ASSERT_EQ(ann.ask("freeze-before unlink P0001000/Lock"), "yes");
+  ann.tell("unlock-project");
+  ann.awaitStop();
+  EXPECT_EQ(ben.ask("project-owner P0001000"), "");
+  EXPECT_EQ(ben.ask("lock-project P0001000"), "no");
+
+  ann.crash();
+  EXPECT_EQ(ben.ask("lock-project P0001000"), "yes");
+  EXPECT_EQ(ben.ask("project-owner P0001000"), "ben");
+}
+
 // The first lock is out of reach once a second one is taken.
 TEST_P(LocksTest, FirstOfTwoProjectsStaysLockedUntilTheProcessEnds) {
   ASSERT_EQ(ann.ask("lock-project P0001000"), "yes");
@@ -142,7 +177,7 @@ TEST_P(LocksTest, OldRoomIsFreeOnlyAfterTheNewOneIsTaken) {
   ASSERT_EQ(ann.ask("room Edit 1"), "yes");
   ASSERT_EQ(ann.ask("freeze-before unlink Edit 1.lck"), "yes");
   ann.tell("room Edit 2");
-  ann.awaitFreeze();
+  ann.awaitStop();
   EXPECT_EQ(state("Alpha/Edit 2.lck"), "held");
   EXPECT_EQ(ben.ask("room Edit 1"), "no");
 
@@ -157,7 +192,7 @@ TEST_P(LocksTest, MachineThatDiesWhileItChangesRoomsBlocksNeither) {
   ASSERT_EQ(ann.ask("room Edit 1"), "yes");
   ASSERT_EQ(ann.ask("freeze-before unlink Edit 1.lck"), "yes");
   ann.tell("room Edit 2");
-  ann.awaitFreeze();
+  ann.awaitStop();
   ann.crash();
   EXPECT_EQ(ben.ask("room Edit 1"), "yes");
   EXPECT_EQ(ben.ask("room Edit 2"), "yes");

@@ -158,10 +158,24 @@ TEST_P(LoginsTest, LoginWaitsForALogoutOfTheSameUser) {
   ASSERT_EQ(ann.ask("enter Alpha"), "yes");
   ASSERT_EQ(ann.ask("freeze-before unlink ann.cli"), "yes");
   ann.tell("leave");
-  ann.awaitFreeze();
+  ann.awaitStop();
   second.tell("enter Alpha");
   ann.resume();
   EXPECT_EQ(ann.answer(), "yes");
   EXPECT_EQ(second.answer(), "yes");
+  EXPECT_EQ(state("Alpha/ann.cli"), "held");
+}
+
+TEST_P(LoginsTest, LoginBehindALogoutThatHangsIsRefusedUntilThatMachineIsGone) {
+  Machine second(share, "ann");
+  ASSERT_EQ(ann.ask("enter Alpha"), "yes");
+  ASSERT_EQ(ann.ask("freeze-before unlink ann.cli"), "yes");
+  ann.tell("leave");
+  ann.awaitStop();
+  EXPECT_EQ(second.ask("enter Alpha"), "no");
+  EXPECT_EQ(second.ask("network-mode"), "no");
+
+  ann.crash();
+  EXPECT_EQ(second.ask("setup"), "yes");
   EXPECT_EQ(state("Alpha/ann.cli"), "held");
 }

@@ -93,8 +93,9 @@ void Machine::start() {
     throw std::runtime_error("no pipes for the machine of " + user_);
   }
   const pid_t test = getpid();
-  process_ = fork();
-  if (process_ == 0) {
+  const pid_t process = fork();
+  if (process < 0) throw std::runtime_error("no process for the machine of " + user_);
+  if (process == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != test) _exit(1);
     dup2(input[0], STDIN_FILENO);
@@ -103,6 +104,7 @@ void Machine::start() {
     execl(MACHINE, MACHINE, root_.c_str(), nullptr);
     _exit(127);
   }
+  process_ = process;
   close(input[0]);
   close(output[1]);
   input_ = input[1];
@@ -110,6 +112,12 @@ void Machine::start() {
   asked_ = "to start";
   const std::string first = readLine();
   if (first != "READY") throw std::runtime_error("the machine of " + user_ + " says " + first);
+}
+
+// To a signal, no process would mean all of the test's group.
+pid_t Machine::running() const {
+  if (process_ == 0) throw std::logic_error("the machine of " + user_ + " does not run");
+  return process_;
 }
 
 void Machine::closePipes() {
@@ -156,7 +164,7 @@ std::string Machine::readLine() {
 }
 
 void Machine::crash() {
-  kill(process_, SIGKILL);
+  kill(running(), SIGKILL);
   waitpid(process_, nullptr, 0);
   process_ = 0;
   stopped_ = false;
@@ -166,21 +174,14 @@ void Machine::crash() {
 void Machine::restart() { start(); }
 
 void Machine::stop() {
-  kill(process_, SIGSTOP);
+  kill(running(), SIGSTOP);
   awaitStop();
 }
-
-void Machine::resume() {
-  kill(process_, SIGCONT);
-  stopped_ = false;
-}
-
-void Machine::awaitFreeze() { awaitStop(); }
 
 void Machine::awaitStop() {
   const auto end = Clock::now() + kPatience;
   int status = 0;
-  while (waitpid(process_, &status, WUNTRACED | WNOHANG) == 0) {
+  while (waitpid(running(), &status, WUNTRACED | WNOHANG) == 0) {
     if (Clock::now() >= end) {
       throw std::runtime_error("the machine of " + user_ + " does not stop: " + asked_);
     }
@@ -192,6 +193,11 @@ void Machine::awaitStop() {
     throw std::runtime_error("the machine of " + user_ + " ended at: " + asked_);
   }
   stopped_ = true;
+}
+
+void Machine::resume() {
+  kill(running(), SIGCONT);
+  stopped_ = false;
 }
 
 void Machine::expectGoodEnd() {

@@ -6,7 +6,6 @@
 
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace test {
 
@@ -51,16 +50,16 @@ class Machine {
   void tell(const std::string& command);
   std::string answer();
 
-  void crash();        // kills it; afterwards only restart()
-  void restart();      // with the same home, after a crash
-  void stop();         // it keeps what it has and does nothing
-  void awaitFreeze();  // until it has stopped where "freeze-before" told it to
-  void resume();       // after stop() or awaitFreeze()
+  void crash();      // kills it; afterwards only restart()
+  void restart();    // with the same home, after a crash
+  void stop();       // it keeps what it has and does nothing
+  void awaitStop();  // until it has stopped where "freeze-before" told it to
+  void resume();     // after stop() or awaitStop()
 
  private:
   void start();
+  pid_t running() const;
   void closePipes();
-  void awaitStop();
   void expectGoodEnd();
   std::string readLine();
 
