@@ -191,3 +191,33 @@ TEST_P(LobbiesTest, MachinesThatAddLocationsAtOnceBothKeepTheirs) {
   }
   EXPECT_EQ(names.count("Media"), 1u);
 }
+
+TEST_P(LobbiesTest, LocationThatAnotherMachineAddsIsThereWhenTheLobbyIsEnteredAgain) {
+  makeLobby("Alpha");
+  bothEnter("Alpha");
+  share.makeFolder("media/day1");
+  ASSERT_EQ(ann.ask("add-location " + share.path("media/day1")), "yes");
+  EXPECT_THAT(ben.ask("drives"), testing::EndsWith(" Media"));
+  EXPECT_EQ(ben.ask("leave"), "yes");
+  EXPECT_EQ(ben.ask("enter Alpha"), "yes");
+  EXPECT_THAT(ben.ask("drives"), testing::EndsWith(" Media day1"));
+}
+
+TEST_P(LobbiesTest, RemovingALocationKeepsWhatAnotherMachineAddsMeanwhile) {
+  makeLobby("Alpha");
+  bothEnter("Alpha");
+  std::vector<std::string> expected{share.path("Alpha/Media")};
+  for (int i = 0; i < 5; ++i) {
+    const std::string gone = share.path("media/gone" + std::to_string(i)) + "/";
+    const std::string kept = share.path("media/kept" + std::to_string(i)) + "/";
+    share.makeFolder("media/gone" + std::to_string(i));
+    share.makeFolder("media/kept" + std::to_string(i));
+    expected.push_back(kept);
+    ASSERT_EQ(ann.ask("add-location " + gone), "yes");
+    ann.tell("remove-location " + gone);
+    ben.tell("add-location " + kept);
+    ASSERT_EQ(ann.answer(), "yes");
+    ASSERT_EQ(ben.answer(), "yes");
+  }
+  EXPECT_THAT(lines("Alpha/DefNetDrive.txt"), testing::UnorderedElementsAreArray(expected));
+}

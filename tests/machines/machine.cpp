@@ -180,6 +180,8 @@ const std::map<std::string, std::function<std::string(Text)>> kCommands{
     {"available", [](Text) { return available(); }},
     {"drives", [](Text) { return driveNames(); }},
     {"add-location", [](Text path) { return answer(DiskManager::addMediaLocation(wide(path))); }},
+    {"remove-location",
+     [](Text path) { return answer(DiskManager::removeMediaLocation(wide(path))); }},
     {"lock-project", [](Text id) { return answer(ProjectShare::lockProject(project(id))); }},
     {"unlock-project", [](Text) { return answer(ProjectShare::unlockCurrentlyLockedProject()); }},
     {"project-owner", [](Text id) { return narrow(ProjectShare::getLockOwner(project(id))); }},
