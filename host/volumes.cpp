@@ -55,10 +55,6 @@ std::map<wchar_t, VolumeState> askVolumes(milliseconds deadline) {
   return states;
 }
 
-VolumeState askFolder(const std::string& folder, milliseconds deadline) {
-  return Inquiry(currentMounts(), {.folder = folder}).finish(after(deadline));
-}
-
 std::vector<VolumeState> askFolders(const std::vector<std::string>& folders,
                                     milliseconds deadline) {
   const Deadline end = after(deadline);
@@ -87,11 +83,6 @@ using host::VolumeState;
 using host::VolumeTable;
 
 constexpr const char* kMediaFolders[] = {"Material", "Sound"};
-
-std::string withoutSeparator(std::string path) {
-  while (path.size() > 1 && path.back() == '/') path.pop_back();
-  return path;
-}
 
 std::string withBackslashes(std::string text) {
   std::replace(text.begin(), text.end(), '/', '\\');
@@ -227,7 +218,7 @@ bool FsysPrepareVolumeForMedia(wchar_t id) {
 
 int FsysAddMaterialVolume(const WString& folder, wchar_t* id) {
   constexpr int kMounted = 1, kRefused = 0;
-  const std::string path = withoutSeparator(Qx::UTF8FromWString(folder));
+  const std::string path = host::withoutSeparator(Qx::UTF8FromWString(folder));
   if (path.empty() || path[0] != '/' || path.find('\0') != std::string::npos) return kRefused;
   const auto identity = identify({path}).front();
   if (!identity || isVolume(*identity)) return kRefused;

@@ -39,17 +39,14 @@ MISCDISC_EXPORT VolumeState askVolume(wchar_t id, std::chrono::milliseconds dead
 // All volumes at the same time, within the deadline altogether.
 MISCDISC_EXPORT std::map<wchar_t, VolumeState> askVolumes(std::chrono::milliseconds deadline);
 
-// The same for a folder, by its native path, whether it is a volume or not.
-MISCDISC_EXPORT VolumeState askFolder(const std::string& folder,
-                                      std::chrono::milliseconds deadline);
-
-// Several folders at the same time, within the deadline altogether, in their order.
+// Folders by their native paths, volumes or not, in the same way and in their order.
 MISCDISC_EXPORT std::vector<VolumeState> askFolders(const std::vector<std::string>& folders,
                                                     std::chrono::milliseconds deadline);
 
 // Runs the job on the thread of the mount that holds the native path, whether or not there is
-// anything at that path.  False: not done within the deadline.  Then it may still be done later,
-// or never, so what it uses must be its own.  The job asks nothing of this header or of fsys.h.
+// anything at that path.  False: not done within the deadline, or it threw.  It may still be done
+// later, or never, so what it uses must be its own.  The job asks nothing of this header or of
+// fsys.h.
 MISCDISC_EXPORT bool askMount(const std::string& path, std::chrono::milliseconds deadline,
                               std::function<void()> job);
 

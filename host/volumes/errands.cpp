@@ -65,7 +65,16 @@ void Errand::follow(const std::string& target) {
   ahead_ = target + ahead_;  // empty, or on from a separator
 }
 
-bool Errand::proceed() {
+// What a job throws, such as std::bad_alloc, is not to end the program from a thread of ours.
+Errand::State Errand::proceed() {
+  try {
+    return walk();
+  } catch (...) {
+    return State::kRefused;
+  }
+}
+
+Errand::State Errand::walk() {
   for (std::string name = takeName(); !name.empty(); name = takeName()) {
     if (name == ".") continue;
     const std::string next = walked_ + "/" + name;
@@ -81,10 +90,10 @@ bool Errand::proceed() {
     } else {
       walked_ = next;
     }
-    if (hasMoved()) return false;
+    if (hasMoved()) return State::kUnderway;
   }
   job_(walked_.empty() ? "/" : walked_);
-  return true;
+  return State::kDone;
 }
 
 struct Workers::Worker {
@@ -178,11 +187,11 @@ void Workers::work(Worker& worker) {
     worker.waiting.pop_front();
     worker.since = std::chrono::steady_clock::now();
     lock.unlock();
-    const bool done = worker.underway->proceed();
+    const Errand::State state = worker.underway->proceed();
     lock.lock();
     worker.hangs = false;
     std::shared_ptr<Errand> errand = std::exchange(worker.underway, nullptr);
-    goOn(errand, done);
+    goOn(errand, state);
     lock.unlock();
     errand.reset();  // what its job held may be anybody's
     lock.lock();
@@ -191,10 +200,10 @@ void Workers::work(Worker& worker) {
   delete &worker;
 }
 
-void Workers::goOn(const std::shared_ptr<Errand>& errand, bool done) {
+void Workers::goOn(const std::shared_ptr<Errand>& errand, Errand::State state) {
   if (errand->state_ != Errand::State::kUnderway) return;
-  if (!done) return send(errand);
-  errand->state_ = Errand::State::kDone;
+  if (state == Errand::State::kUnderway) return send(errand);
+  errand->state_ = state;
   errand->changed_.notify_all();
 }
 

@@ -33,7 +33,9 @@ class MISCDISC_EXPORT Errand {
   friend class Workers;
   enum class State { kUnderway, kDone, kRefused };
 
-  bool proceed();  // on the thread of that mount; false: heading_ is another one now
+  // On the thread of that mount.  Underway: heading_ is another one now.  Refused: the job threw.
+  State proceed();
+  State walk();
   void follow(const std::string& target);
   std::string takeName();
   bool hasMoved();
@@ -72,7 +74,7 @@ class MISCDISC_EXPORT Workers {
   void send(const std::shared_ptr<Errand>& errand);
   Worker* workerFor(const MountId& mount);
   void giveUp(const std::shared_ptr<Errand>& errand);
-  void goOn(const std::shared_ptr<Errand>& errand, bool done);
+  void goOn(const std::shared_ptr<Errand>& errand, Errand::State state);
 
   void work(Worker& worker);  // a thread's life
 

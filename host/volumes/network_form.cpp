@@ -28,11 +28,6 @@ std::optional<std::string> restInShare(const std::string& path, const std::strin
   return restInside(path.substr(pathServer), share.substr(shareServer));
 }
 
-std::string withoutSeparator(std::string path) {
-  while (path.size() > 1 && path.back() == '/') path.pop_back();
-  return path;
-}
-
 // "server:/export", "[::1]:/export".
 std::optional<std::string> shareOfNfs(const std::string& source) {
   const size_t colon = source.find(":/", source.starts_with('[') ? source.find(']') : 0);
@@ -61,6 +56,11 @@ std::optional<std::string> restInside(const std::string& path, const std::string
   if (path.compare(0, folder.size(), folder) != 0) return {};
   if (path.size() > folder.size() && path[folder.size()] != '/') return {};
   return path.substr(folder.size());
+}
+
+std::string withoutSeparator(std::string path) {
+  while (path.size() > 1 && path.back() == '/') path.pop_back();
+  return path;
 }
 
 std::string joined(const std::string& folder, const std::string& rest) {

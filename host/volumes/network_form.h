@@ -35,4 +35,6 @@ std::optional<std::string> restInside(const std::string& path, const std::string
 // A folder and what follows it.
 std::string joined(const std::string& folder, const std::string& rest);
 
+std::string withoutSeparator(std::string path);  // at its end; the root keeps its own
+
 }  // namespace host

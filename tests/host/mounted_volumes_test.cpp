@@ -78,7 +78,7 @@ TEST_F(MountedVolumesTest, SpaceIsExact) {
     test::writeFile(disk("e") + "/a", std::string(kMiB, 'x'));
     EXPECT_THAT(measured(L'E'), testing::Pair(true, Has(2097152u, 3145728u)));
     EXPECT_THAT(host::askVolume(L'E', kSlack).space, testing::Optional(Has(2097152u, 3145728u)));
-    EXPECT_THAT(host::askFolder(disk("e") + "/a", kSlack).answer, Answer::kAbsent);
+    EXPECT_THAT(host::askFolders({disk("e") + "/a"}, kSlack).front().answer, Answer::kAbsent);
     test::unmount(disk("e"));
     EXPECT_TRUE(FsysIsVolumePresent(L'E'));
     EXPECT_GT(measured(L'E').second.totalBytes, 3145728u);
@@ -291,7 +291,7 @@ TEST_F(HangingVolumeTest, OneThatNeverAnsweredHasNoFigures) {
     } while (state.age < 700ms);
     EXPECT_EQ(state.answer, Answer::kNotAnswering);
     EXPECT_FALSE(state.space);
-    state = host::askFolder(disk("f") + "/Sound", kDeadline);
+    state = host::askFolders({disk("f") + "/Sound"}, kDeadline).front();
     EXPECT_EQ(state.answer, Answer::kNotAnswering);
     EXPECT_LT(state.age, kSlack);
     EXPECT_FALSE(host::askMount(disk("f") + "/none", kDeadline, [] {}));

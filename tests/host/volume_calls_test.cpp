@@ -167,11 +167,11 @@ TEST_F(VolumeCallsTest, AVolumeThatHangsIsAskedOnceAndTheOthersGoOn) {
 // The answer comes in while nobody waits for it.
 TEST_F(VolumeCallsTest, ALateAnswerIsTheLastOne) {
   hang();
-  EXPECT_FALSE(host::askFolder("/proc/sys", kDeadline).space);
+  EXPECT_FALSE(host::askFolders({"/proc/sys"}, kDeadline).front().space);
   release();
   while (!host::askMount("/proc", kSlack, [] {})) std::this_thread::yield();
   hang();
-  const auto state = host::askFolder("/proc/sys", kDeadline);
+  const auto state = host::askFolders({"/proc/sys"}, kDeadline).front();
   EXPECT_EQ(state.answer, Answer::kNotAnswering);
   EXPECT_THAT(state.space, Optional(Has(20480u, 51200u)));
 }
