@@ -1,17 +1,16 @@
 #include "console/drives.h"
 
 #include <fmt/core.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <future>
 #include <map>
 #include <set>
 #include <unordered_map>
 
 #include "console/folders.h"
+#include "console/text_files.h"
 #include "host/settings.h"
 #include "miscdisc/frame/separator.h"
 #include "miscdisc/media/disk_manager.h"
@@ -47,28 +46,20 @@ struct FolderList {
   std::string fault;  // printable
 };
 
-FolderList readList(const WString& file) {
-  FolderList list;
-  const bool denied = access(Qx::UTF8FromWString(file).c_str(), R_OK) != 0 && errno != ENOENT;
-  if (denied) {
-    list.fault = printable(file) + " could not be read (" + std::strerror(errno) +
-                 "), so what it lists is not known.  Check its rights with ls -l.";
-    return list;
+// A missing one lists nothing.
+FolderList readList(const WString& file, std::chrono::milliseconds deadline) {
+  const auto text = readPlainFile(file, deadline);
+  if (!text) {
+    return {{},
+            printable(file) +
+                " is on a mount that does not answer, so what it lists is not known.  Try again "
+                "with --timeout 5, or look at the mount."};
   }
-  const TextFile text(file, true);
-  for (size_t line = 0; line < text.getNumLines(); ++line) {
-    list.lines.push_back(Qx::WStringFromUTF8(text[line]));
-  }
-  return list;
-}
-
-FolderList readListWithin(std::chrono::milliseconds deadline, const WString& file) {
-  auto list = within<FolderList>(deadline, file, [file] { return readList(file); });
-  if (list) return std::move(*list);
+  if (text->error == 0) return {wideLinesOf(text->bytes), {}};
+  if (text->error == ENOENT) return {};
   return {{},
-          printable(file) +
-              " is on a mount that does not answer, so what it lists is not known.  Try again with "
-              "--timeout 5, or look at the mount."};
+          printable(file) + " could not be read (" + reasonNotRead(text->error) +
+              "), so what it lists is not known.  Look at it with ls -ld."};
 }
 
 // The library looks at the first lines only, and compares exactly.
@@ -90,78 +81,54 @@ std::vector<HiddenVolume> forgetHidden(const std::vector<WString>& lines) {
   return hidden;
 }
 
-// One folder of the list of locations, with the lines that spell it.
-struct Listed {
-  WString folder;  // plain
-  std::vector<WString> lines;
-};
-
-std::vector<Listed> distinctFolders(const std::vector<WString>& lines) {
-  std::vector<Listed> folders;
-  std::unordered_map<WString, std::vector<size_t>> byKey;
-  for (const WString& line : lines) {
-    if (isBlank(line)) continue;
-    const WString folder = plainFolder(line);
-    std::vector<size_t>& alike = byKey[spellingKey(folder)];
-    const auto same = std::find_if(alike.begin(), alike.end(), [&](size_t i) {
-      return isSameSpelling(folders[i].folder, folder);
-    });
-    if (same != alike.end()) {
-      folders[*same].lines.push_back(line);
-      continue;
-    }
-    alike.push_back(folders.size());
-    folders.push_back({folder, {line}});
-  }
-  return folders;
-}
-
 // Looking.
 
 bool canBeFolder(const WString& path) {
   return path.starts_with(L'/') && path.find(L'\0') == WString::npos;
 }
 
-// A drive answers when its folder does, and "Material" in it, where its name is kept: that may be a
-// mount of its own.
-void combine(host::VolumeState& state, const host::VolumeState& material) {
-  if (material.answer != Answer::kNotAnswering) return;
+// A drive answers when its folder does, and "Material" and "Sound" in it: each may be a mount of
+// its own.
+constexpr const wchar_t* kMediaFolders[] = {L"Material", L"Sound"};
+
+void combine(host::VolumeState& state, const host::VolumeState& media) {
+  if (media.answer != Answer::kNotAnswering) return;
   state.answer = Answer::kNotAnswering;
-  state.age = material.age;
+  state.age = media.age;
 }
 
-std::string materialIn(const WString& folder) {
-  return Qx::UTF8FromWString(joinPaths(folder, L"Material"));
+void appendMediaFolders(std::vector<std::string>& asked, const WString& folder) {
+  for (const wchar_t* name : kMediaFolders) {
+    asked.push_back(Qx::UTF8FromWString(joinPaths(folder, name)));
+  }
 }
 
 std::vector<host::VolumeState> askListed(const std::vector<Listed>& folders,
                                          std::chrono::milliseconds deadline) {
-  std::vector<std::string> asked;
+  std::vector<WString> asked;
   for (const Listed& listed : folders) {
-    if (!canBeFolder(listed.folder)) continue;
-    asked.push_back(Qx::UTF8FromWString(listed.folder));
-    asked.push_back(materialIn(listed.folder));
+    if (canBeFolder(listed.folder)) asked.push_back(listed.folder);
   }
-  const auto answers = host::askFolders(asked, deadline);
+  const auto answers = askDriveFolders(asked, deadline);
   std::vector<host::VolumeState> states;
   auto answer = answers.begin();
   for (const Listed& listed : folders) {
-    host::VolumeState& state = states.emplace_back();
-    if (!canBeFolder(listed.folder)) continue;
-    state = *answer++;
-    combine(state, *answer++);
+    states.push_back(canBeFolder(listed.folder) ? *answer++ : host::VolumeState());
   }
   return states;
 }
 
 std::map<wchar_t, host::VolumeState> askLettered(std::chrono::milliseconds deadline) {
   const std::vector<wchar_t> ids = allVolumes();
-  std::vector<std::string> materials;
-  for (wchar_t id : ids) materials.push_back(materialIn(volumePath(id)));
-  auto asked = std::async(std::launch::async, host::askFolders, materials, deadline);
+  std::vector<std::string> media;
+  for (wchar_t id : ids) appendMediaFolders(media, volumePath(id));
+  auto asked = std::async(std::launch::async, host::askFolders, media, deadline);
   auto states = host::askVolumes(deadline);
   const auto answers = asked.get();
-  for (size_t i = 0; i < ids.size(); ++i) combine(states[ids[i]], answers[i]);
+  auto answer = answers.begin();
+  for (wchar_t id : ids) {
+    for ([[maybe_unused]] const wchar_t* name : kMediaFolders) combine(states[id], *answer++);
+  }
   return states;
 }
 
@@ -252,16 +219,18 @@ void addLocations(DriveList& list, const std::vector<Listed>& folders,
     if (const auto same = known.find(listed.folder, present)) {
       Drive& drive = list.drives[*same];
       drive.lines.insert(drive.lines.end(), listed.lines.begin(), listed.lines.end());
-      if (!drive.location) ++list.numbers;
+      if (!drive.location)
+        list.numbered.push_back({drive.label, withoutSeparator(listed.lines[0])});
       continue;
     }
     Drive drive;
-    drive.label = "#" + std::to_string(++list.numbers);
+    drive.label = "#" + std::to_string(list.numbered.size() + 1);
     drive.location = true;
     drive.path = withoutSeparator(listed.lines.front());
     drive.name = ownName(drive.path);
     drive.state = states[i];
     drive.lines = listed.lines;
+    list.numbered.push_back({drive.label, drive.path});
     if (present) mount(drive);
     known.add(drive, list.drives.size());
     list.drives.push_back(std::move(drive));
@@ -275,6 +244,12 @@ std::vector<const Drive*> matching(const DriveList& list,
     if (matches(drive)) found.push_back(&drive);
   }
   return found;
+}
+
+std::string namesOf(const std::vector<const Drive*>& drives) {
+  std::string names;
+  for (const Drive* drive : drives) names += (names.empty() ? "" : ", ") + called(*drive);
+  return names;
 }
 
 std::string upperLetter(std::string label) {
@@ -292,6 +267,23 @@ bool configurationIsBroken() {
   return true;
 }
 
+std::vector<host::VolumeState> askDriveFolders(const std::vector<WString>& folders,
+                                               std::chrono::milliseconds deadline) {
+  std::vector<std::string> asked;
+  for (const WString& folder : folders) {
+    asked.push_back(Qx::UTF8FromWString(folder));
+    appendMediaFolders(asked, folder);
+  }
+  const auto answers = host::askFolders(asked, deadline);
+  std::vector<host::VolumeState> states;
+  auto answer = answers.begin();
+  while (states.size() < folders.size()) {
+    states.push_back(*answer++);
+    for ([[maybe_unused]] const wchar_t* name : kMediaFolders) combine(states.back(), *answer++);
+  }
+  return states;
+}
+
 WString locationsFile() { return mediaLocationsFile(); }
 
 WString hiddenFile() { return hiddenVolumesFile(); }
@@ -306,8 +298,8 @@ DriveList enterConfiguredSpace(const Options& options) {
   }
 
   DriveList list;
-  const FolderList hidden = readListWithin(deadline, hiddenFile());
-  const FolderList locations = readListWithin(deadline, locationsFile());
+  const FolderList hidden = readList(hiddenFile(), deadline);
+  const FolderList locations = readList(locationsFile(), deadline);
   for (const std::string& fault : {hidden.fault, locations.fault}) {
     if (!fault.empty()) list.faults.push_back(fault);
   }
@@ -373,21 +365,31 @@ std::vector<const Drive*> drivesMeant(const DriveList& list, const std::string& 
       list, [&](const Drive& d) { return d.present() && idOf(d.path, options.deadline()) == id; });
 }
 
-const Drive* chooseDrive(const DriveList& list, const std::string& text, const Options& options) {
+const Drive* chooseDrive(const DriveList& list, const std::string& text, const Options& options,
+                         Exit& exit) {
   const auto meant = drivesMeant(list, text, options);
   if (meant.size() == 1) return meant[0];
-  std::string names;
-  const auto name = [&](const Drive& drive) {
-    names += (names.empty() ? "" : ", ") + called(drive);
-  };
-  if (meant.empty()) {
-    for (const Drive& drive : list.drives) name(drive);
-    complain(
-        "there is no drive " + printable(text) + ".  " +
-        (names.empty() ? std::string("No drive is known here.") : "The drives are " + names + "."));
-  } else {
-    for (const Drive* drive : meant) name(*drive);
-    complain(printable(text) + " may be any of " + names + ".  Say which one by its id or path.");
+  exit = kNotFound;
+  if (meant.size() > 1) {
+    complain(printable(text) + " may be any of " + namesOf(meant) +
+             ".  Say which one by its id or path.");
+    return nullptr;
+  }
+  const std::string path = Qx::UTF8FromWString(absoluteFolder(Qx::WStringFromUTF8(text)));
+  const auto answer = host::askFolders({path}, options.deadline()).front().answer;
+  if (answer == Answer::kNotAnswering) {
+    exit = kIncomplete;
+    complain(printable(path) +
+             " is not answering, so it is not known which drive it is.  Say its id, or wait "
+             "longer, for example with --timeout 5");
+    return nullptr;
+  }
+  const std::string names = namesOf(matching(list, [](const Drive&) { return true; }));
+  complain("there is no drive " + printable(text) + ".  " +
+           (names.empty() ? "No drive is known here." : "The drives are " + names + "."));
+  for (const std::string& fault : list.faults) {
+    exit = kIncomplete;
+    complain(fault);
   }
   return nullptr;
 }

@@ -30,10 +30,16 @@ struct HiddenVolume {
   WString line;       // as the list of hidden volumes has it
 };
 
+// A folder of the list of locations that takes a number there.
+struct Numbered {
+  std::string label;  // of its drive; a lettered volume's own folder takes a number, too
+  WString path;       // native, without a separator at its end
+};
+
 struct DriveList {
   std::vector<Drive> drives;         // by letter, then the locations by number
   std::vector<HiddenVolume> hidden;  // no line twice
-  unsigned numbers = 0;              // how many the list of locations has given away
+  std::vector<Numbered> numbered;    // from number 1 on
   std::vector<std::string> faults;   // printable: why the lists themselves could not be read
 };
 
@@ -48,6 +54,11 @@ bool configurationIsBroken();
 // could be mounted, and the library's list of drives has those that are there, in this order.
 DriveList enterConfiguredSpace(const Options& options);
 
+// Whether folders answer that are or might be drives, with their media folders; the room is that of
+// the folder.
+std::vector<host::VolumeState> askDriveFolders(const std::vector<WString>& folders,
+                                               std::chrono::milliseconds deadline);
+
 // The files of the space.
 WString locationsFile();
 WString hiddenFile();
@@ -60,8 +71,10 @@ std::string problemOf(const Drive& drive, const Options& options);
 std::vector<const Drive*> drivesMeant(const DriveList& list, const std::string& text,
                                       const Options& options);
 
-// The one drive that is meant; null, after saying what there is, when it is none or several.
-const Drive* chooseDrive(const DriveList& list, const std::string& text, const Options& options);
+// The one drive that is meant; null, after saying what there is, when it is none or several.  The
+// exit code is then "incomplete" while what cannot be asked may be it, otherwise "not found".
+const Drive* chooseDrive(const DriveList& list, const std::string& text, const Options& options,
+                         Exit& exit);
 
 const Drive* driveWithId(const DriveList& list, wchar_t id);
 

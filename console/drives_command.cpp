@@ -116,8 +116,9 @@ void show(Context& context, const Details& details) {
 }
 
 Exit showDrive(Context& context, const DriveList& list, const Arguments& arguments) {
-  const Drive* drive = chooseDrive(list, arguments.drive, context.options);
-  if (!drive) return kNotFound;
+  Exit exit;
+  const Drive* drive = chooseDrive(list, arguments.drive, context.options, exit);
+  if (!drive) return exit;
   const auto details = detailsOf(*drive, list);
   if (!details) return kUsage;
   if (context.options.json) {

@@ -15,6 +15,7 @@
 #include "console/folders.h"
 #include "console/new_name.h"
 #include "console/tasks.h"
+#include "console/text_files.h"
 #include "miscdisc/frame/separator.h"
 #include "miscdisc/lobby/lobby_utils.h"
 #include "miscdisc/media/disk_manager.h"
@@ -39,15 +40,14 @@ struct Arguments {
   std::string file;
 };
 
-std::vector<WString> linesIn(const WString& file) {
-  const TextFile list(file, true);
-  std::vector<WString> lines;
-  for (size_t i = 0; i < list.getNumLines(); ++i) lines.push_back(Qx::WStringFromUTF8(list[i]));
-  return lines;
+// None of a list that cannot be read.
+std::vector<WString> linesIn(const WString& file, const Options& options) {
+  const auto text = readPlainFile(file, options.deadline());
+  return wideLinesOf(text ? text->bytes : std::string());
 }
 
-bool hasLine(const WString& file, const WString& line) {
-  const auto lines = linesIn(file);
+bool hasLine(const WString& file, const WString& line, const Options& options) {
+  const auto lines = linesIn(file, options);
   return std::find(lines.begin(), lines.end(), line) != lines.end();
 }
 
@@ -92,7 +92,14 @@ std::string existing(const Drive& drive) {
          printable(drive.path);
 }
 
-// Whether a folder that can be asked may become a location.
+std::string notAnswering(const WString& path) {
+  return printable(path) +
+         " is not answering.  Look at its mount or server, or wait longer, for example with "
+         "--timeout 5";
+}
+
+// Whether a folder may become a location that is mounted now.  Of its media folders, which are read
+// then, each may be a mount of its own.
 MaybeObjection objectionToContents(const WString& folder, const Options& options) {
   struct Look {
     int error;
@@ -107,10 +114,9 @@ MaybeObjection objectionToContents(const WString& folder, const Options& options
             faccessat(AT_FDCWD, path.c_str(), R_OK | X_OK, AT_EACCESS) == 0};
   });
   const std::string shown = printable(folder);
-  if (!look) {
-    return Objection{kIncomplete, shown +
-                                      " is not answering.  Look at its mount or server, or wait "
-                                      "longer, for example with --timeout 5"};
+  const auto state = askDriveFolders({folder}, options.deadline()).front();
+  if (!look || state.answer == host::VolumeState::Answer::kNotAnswering) {
+    return Objection{kIncomplete, notAnswering(folder)};
   }
   if (look->error == ENOENT) {
     return Objection{kNotFound, shown + " does not exist.  Make it first, or check the spelling."};
@@ -134,12 +140,14 @@ MaybeObjection objectionToPlace(const DriveList& list, const WString& folder,
                                 const Options& options) {
   const auto id = idOf(folder, options.deadline());
   for (const Drive& drive : list.drives) {
-    const bool same = isSameSpelling(plainFolder(drive.path), folder) ||
-                      (id && drive.present() && idOf(drive.path, options.deadline()) == id);
-    if (same) {
-      return Objection{kFailed, printable(folder) + " is there already, as " + existing(drive) +
-                                    ".  Nothing was added."};
-    }
+    const WString path = plainFolder(drive.path);
+    const bool same = id && drive.present() && idOf(drive.path, options.deadline()) == id;
+    if (!same && !isSameSpelling(path, folder)) continue;
+    const bool otherFolder = !same && path != folder;
+    return Objection{kFailed, printable(folder) + " is there already, as " + existing(drive) + "." +
+                                  (otherFolder ? "  Names that differ in letter case only count as "
+                                                 "one: rename one of the folders."
+                                               : "")};
   }
   for (const Drive& drive : list.drives) {
     const WString path = plainFolder(drive.path);
@@ -148,28 +156,44 @@ MaybeObjection objectionToPlace(const DriveList& list, const WString& folder,
     return Objection{
         kRefused, printable(folder) + (inside ? " lies inside " : " lies around ") +
                       existing(drive) +
-                      ", so that files would be listed twice.  To add it all the same, say --yes"};
+                      ", so that files would be listed twice.  To add it all the same, say --yes."};
   }
   return {};
 }
 
-// The number of a new line of the list, behind what others have added since it was read; nothing
-// when the line is not there.
-std::optional<unsigned> numberOf(const WString& line, const DriveList& list) {
-  std::set<WString> known;
+// The number of a line of the list as it stands now, with what others have added; nothing when the
+// line is not there.
+std::optional<size_t> numberOf(const WString& line, const DriveList& list, const Options& options) {
+  std::set<WString> otherNames;  // of locations: they take no number
   for (const Drive& drive : list.drives) {
-    for (const WString& listed : drive.lines) known.insert(plainFolder(listed));
+    if (!drive.location || drive.lines.empty()) continue;
+    const WString first = plainFolder(drive.lines.front());
+    for (const WString& listed : drive.lines) {
+      const WString folder = plainFolder(listed);
+      if (!isSameSpelling(folder, first)) otherNames.insert(folder);
+    }
   }
-  unsigned number = list.numbers + 1;
-  for (const WString& listed : linesIn(locationsFile())) {
-    if (listed == line) return number;
-    if (!isBlank(listed) && known.insert(plainFolder(listed)).second) ++number;
+  size_t number = 0;
+  for (const Listed& listed : distinctFolders(linesIn(locationsFile(), options))) {
+    if (!otherNames.contains(listed.folder)) ++number;
+    if (std::find(listed.lines.begin(), listed.lines.end(), line) != listed.lines.end()) {
+      return number;
+    }
   }
   return {};
+}
+
+enum class Mounting { kNow, kLater };
+
+void appendLocation(const WString& line) {
+  TextFile list(locationsFile(), true);
+  list.appendLine(Qx::UTF8FromWString(line));
+  list.save(WString(), TextFile::eLF);
 }
 
 // Lists the folder and mounts it; the drive is then part of the list.
-MaybeObjection addFolder(DriveList& list, const WString& folder, Changes& changes) {
+MaybeObjection addFolder(DriveList& list, const WString& folder, Mounting mounting,
+                         const Options& options, Changes& changes) {
   // With its separator: so the library compares it with the locations that it has mounted.
   const WString line = withSeparator(folder);
   Drive drive;
@@ -177,11 +201,15 @@ MaybeObjection addFolder(DriveList& list, const WString& folder, Changes& change
   drive.path = folder;
   drive.name = stripPath(folder);
   drive.lines = {line};
-  unsigned number = list.numbers + 1;
+  size_t number = list.numbered.size() + 1;
   if (!changes.dryRun()) {
     forgetVolumesBut(0);
-    DiskManager::addMediaLocation(line);
-    const auto listed = numberOf(line, list);
+    if (mounting == Mounting::kNow) {
+      DiskManager::addMediaLocation(line);
+    } else {
+      appendLocation(line);
+    }
+    const auto listed = numberOf(line, list, options);
     if (!listed) return Objection{kFailed, whyNotWritten(locationsFile())};
     number = *listed;
     if (const MediaDrive* mounted = DiskManager::getDriveWithPath(folder)) {
@@ -190,7 +218,7 @@ MaybeObjection addFolder(DriveList& list, const WString& folder, Changes& change
     }
   }
   drive.label = "#" + std::to_string(number);
-  list.numbers = number;
+  list.numbered.push_back({drive.label, drive.path});
   changes.add({"add", drive.label, line, locationsFile()});
   list.drives.push_back(drive);
   return {};
@@ -218,17 +246,20 @@ Exit addLocation(Context& context, DriveList& list, const Arguments& arguments) 
   const WString name = Qx::WStringFromUTF8(arguments.name);
   if (!mayBeName(name)) return kUsage;
   if (const auto objection = objectionToContents(folder, options)) return refuse(*objection);
-  if (const auto objection = objectionToPlace(list, folder, options)) return refuse(*objection);
-  const bool prepared = isFolder(joinPaths(folder, L"Material"));
-  if (!name.empty() && prepared) {
-    if (const auto fault = whyNotNamed(folder); !fault.empty()) {
-      return refuse({kFailed, fault + "  Nothing was added: add the folder without --name."});
+  if (const auto objection = objectionToPlace(list, folder, options)) {
+    return refuse({objection->exit, objection->text + "  Nothing was added."});
+  }
+  const bool prepared = isFolder(joinPaths(folder, L"Material"), options.deadline());
+  if (!name.empty()) {
+    const auto fault = whyNotNamed(folder, options);
+    if (!fault.empty()) {
+      return refuse({kFailed, fault + ".  Nothing was added: add the folder without --name."});
     }
   }
   if (const auto objection = prepareSpace(options.dryRun)) return refuse(*objection);
 
   Changes changes(context);
-  if (const auto objection = addFolder(list, folder, changes)) {
+  if (const auto objection = addFolder(list, folder, Mounting::kNow, options, changes)) {
     complain(objection->text);
     return changes.say(objection->exit);
   }
@@ -296,7 +327,7 @@ Exit hideVolume(const Drive& drive, const Options& options, Changes& changes) {
     // The library hides what is in its list; one that is not there now is not.
     if (!drive.present()) DiskManager::add_drive(drive.id, WString());
     DiskManager::removeMediaLocation(line);
-    if (!hasLine(hiddenFile(), line)) {
+    if (!hasLine(hiddenFile(), line, options)) {
       complain(whyNotWritten(hiddenFile()));
       return kFailed;
     }
@@ -305,13 +336,19 @@ Exit hideVolume(const Drive& drive, const Options& options, Changes& changes) {
   if (!changes.dryRun()) {
     remark(options, "to get it back: miscdisc drives unhide " + drive.label);
   }
+  for (const WString& listed : drive.lines) {
+    remark(options, "the list of locations had it, too: its line " + printable(listed) +
+                        (changes.dryRun() ? " would go, " : " went, ") +
+                        "and unhide does not bring that back.");
+  }
   return dropLocationLines(drive, changes);
 }
 
 Exit removeDrive(Context& context, DriveList& list, const Arguments& arguments) {
   if (!list.faults.empty()) return refuse({kFailed, list.faults[0] + "  Nothing was removed."});
-  const Drive* drive = chooseDrive(list, arguments.drive, context.options);
-  if (!drive) return kNotFound;
+  Exit exit;
+  const Drive* drive = chooseDrive(list, arguments.drive, context.options, exit);
+  if (!drive) return exit;
   tellTasksOf(*drive, list, context.options);
   Changes changes(context);
   return changes.say(drive->location ? removeLocation(*drive, changes)
@@ -391,32 +428,57 @@ Exit unhide(Context& context, DriveList& list, const Arguments& arguments) {
 
 WString absoluteFile(const std::string& file) { return absoluteFolder(Qx::WStringFromUTF8(file)); }
 
+bool isFileGiven(const std::string& file) {
+  if (!file.empty()) return true;
+  complain("FILE is empty: a file's path was expected.");
+  return false;
+}
+
+// Saving waits up to five seconds for others.
+constexpr std::chrono::seconds kSavingTime{6};
+
+// Why the lines could not be written; nothing when they were.
+MaybeObjection writeLines(const WString& file, const std::vector<WString>& lines,
+                          const Options& options) {
+  const auto fault = within<std::string>(options.deadline() + kSavingTime, file, [file, lines] {
+    TextFile saved(file, false);
+    for (const WString& line : lines) saved.appendLine(Qx::UTF8FromWString(line));
+    return saved.save(WString(), TextFile::eLF) ? std::string() : whyNotWritten(file);
+  });
+  if (!fault) return Objection{kIncomplete, notAnswering(file)};
+  return fault->empty() ? std::nullopt : MaybeObjection({kFailed, *fault});
+}
+
 Exit save(Context& context, DriveList& list, const Arguments& arguments) {
+  const Options& options = context.options;
+  if (!isFileGiven(arguments.file)) return kUsage;
   if (!list.faults.empty()) return refuse({kFailed, list.faults[0] + "  Nothing was saved."});
   const WString file = absoluteFile(arguments.file);
-  std::error_code ignored;
-  if (std::filesystem::exists(Qx::UTF8FromWString(file), ignored) && !context.options.yes) {
+  const auto exists = within<bool>(options.deadline(), file, [file] {
+    std::error_code ignored;
+    return std::filesystem::exists(Qx::UTF8FromWString(file), ignored);
+  });
+  if (!exists) return refuse({kIncomplete, notAnswering(file) + ".  Nothing was saved."});
+  if (*exists && !options.yes) {
     return refuse({kRefused, printable(file) + " exists.  To replace it, say --yes"});
   }
-  TextFile saved(file, false);
+  std::vector<WString> lines;
   Changes changes(context);
-  for (const Drive& drive : list.drives) {
-    if (!drive.location) continue;
-    saved.appendLine(Qx::UTF8FromWString(withSeparator(drive.path)));
-    changes.add({"write", drive.label, withSeparator(drive.path), file});
+  for (const Numbered& numbered : list.numbered) {
+    lines.push_back(withSeparator(numbered.path));
+    changes.add({"write", numbered.label, lines.back(), file});
   }
-  if (!context.options.dryRun && !saved.save(WString(), TextFile::eLF)) {
-    return refuse({kFailed, whyNotWritten(file)});
-  }
+  if (options.dryRun) return changes.say(kDone);
+  if (const auto objection = writeLines(file, lines, options)) return refuse(*objection);
   return changes.say(kDone);
 }
 
 // The folders of the file; nothing, after saying why, when it is no list of folders.
-std::optional<std::vector<WString>> foldersIn(const WString& file) {
+std::optional<std::vector<WString>> foldersIn(const WString& file, std::string_view bytes) {
   std::vector<WString> folders;
   std::string problems;
   size_t number = 0;
-  for (const WString& line : linesIn(file)) {
+  for (const WString& line : wideLinesOf(bytes)) {
     ++number;
     if (isBlank(line)) continue;
     const bool full = line.starts_with(L'/') && line.find(L'\0') == WString::npos;
@@ -432,48 +494,77 @@ std::optional<std::vector<WString>> foldersIn(const WString& file) {
   return {};
 }
 
-Exit restore(Context& context, DriveList& list, const Arguments& arguments) {
-  const Options& options = context.options;
-  if (!list.faults.empty()) return refuse({kFailed, list.faults[0] + "  Nothing was added."});
-  const WString file = absoluteFile(arguments.file);
-  const int error = access(Qx::UTF8FromWString(file).c_str(), R_OK) == 0 ? 0 : errno;
-  if (error != 0) {
-    return refuse({error == ENOENT ? kNotFound : kFailed,
-                   printable(file) + " could not be read: " + std::strerror(error) +
-                       ".  \"miscdisc drives save FILE\" writes such a file."});
-  }
-  const auto folders = foldersIn(file);
-  if (!folders) return kUsage;
+struct Restored {
+  WString folder;
+  MaybeObjection contents;  // why it cannot be mounted now
+};
 
-  std::vector<WString> wanted;
-  for (const WString& folder : *folders) {
-    const auto objection = objectionToPlace(list, folder, options);
-    if (objection && objection->exit == kRefused) return refuse(*objection);
+// Which folders are to be added; nothing, after saying why, when --yes is missing.
+std::optional<std::vector<Restored>> chooseRestored(const DriveList& list,
+                                                    const std::vector<WString>& folders,
+                                                    const Options& options) {
+  DriveList planned = list;  // the file's own lines are in each other's way, too
+  std::vector<Restored> chosen;
+  for (const WString& folder : folders) {
+    const auto objection = objectionToPlace(planned, folder, options);
+    if (objection && objection->exit == kRefused) {
+      complain(objection->text + "  Nothing was added.");
+      return {};
+    }
     if (objection) {
       remark(options, objection->text);
-    } else {
-      wanted.push_back(folder);
+      continue;
     }
+    chosen.push_back({folder, objectionToContents(folder, options)});
+    Drive drive;
+    drive.label = "#" + std::to_string(planned.numbered.size() + 1);
+    drive.location = true;
+    drive.path = folder;
+    drive.name = stripPath(folder);
+    if (!chosen.back().contents) drive.state.answer = host::VolumeState::Answer::kPresent;
+    planned.numbered.push_back({drive.label, folder});
+    planned.drives.push_back(std::move(drive));
   }
-  if (wanted.empty()) return Changes(context).say(kDone);
+  return chosen;
+}
+
+Mounting mountingOf(const Restored& restored) {
+  const bool hangs = restored.contents && restored.contents->exit == kIncomplete;
+  return hangs ? Mounting::kLater : Mounting::kNow;
+}
+
+Exit restore(Context& context, DriveList& list, const Arguments& arguments) {
+  const Options& options = context.options;
+  if (!isFileGiven(arguments.file)) return kUsage;
+  if (!list.faults.empty()) return refuse({kFailed, list.faults[0] + "  Nothing was added."});
+  const WString file = absoluteFile(arguments.file);
+  const auto text = readFileOrPipe(file, options.deadline());
+  if (!text) return refuse({kIncomplete, notAnswering(file)});
+  if (text->error != 0) {
+    return refuse({text->error == ENOENT ? kNotFound : kFailed,
+                   printable(file) + " could not be read: " + reasonNotRead(text->error) +
+                       ".  \"miscdisc drives save FILE\" writes such a file."});
+  }
+  const auto folders = foldersIn(file, text->bytes);
+  if (!folders) return kUsage;
+  const auto chosen = chooseRestored(list, *folders, options);
+  if (!chosen) return kRefused;
+  if (chosen->empty()) return Changes(context).say(kDone);
   if (const auto objection = prepareSpace(options.dryRun)) return refuse(*objection);
 
   Changes changes(context);
   Exit exit = kDone;
-  for (const WString& folder : wanted) {
-    // One that the file has twice is a location by now.
-    if (const auto objection = objectionToPlace(list, folder, options)) {
-      remark(options, objection->text);
-      continue;
-    }
-    const auto contents = objectionToContents(folder, options);
-    if (const auto objection = addFolder(list, folder, changes)) {
+  for (const Restored& restored : *chosen) {
+    const WString& folder = restored.folder;
+    if (const auto objection = addFolder(list, folder, mountingOf(restored), options, changes)) {
       complain(objection->text);
       return changes.say(objection->exit);
     }
-    if (list.drives.back().present() || (options.dryRun && !contents)) continue;
-    complain(list.drives.back().label + " is listed, but could not be mounted: " +
-             (contents ? contents->text : printable(folder) + " was refused."));
+    if (list.drives.back().present() || (options.dryRun && !restored.contents)) continue;
+    complain(list.drives.back().label +
+             (options.dryRun ? " would be listed, but not mounted: "
+                             : " is listed, but could not be mounted: ") +
+             (restored.contents ? restored.contents->text : printable(folder) + " was refused."));
     exit = kIncomplete;
   }
   return changes.say(exit);

@@ -39,9 +39,9 @@ bool hasControl(const WString& text) {
 // The drive, if it is there now; null after saying what is wrong.
 const Drive* chooseThere(const DriveList& list, const std::string& text, const Options& options,
                          Exit& exit) {
-  const Drive* drive = chooseDrive(list, text, options);
-  exit = drive ? kIncomplete : kNotFound;
+  const Drive* drive = chooseDrive(list, text, options, exit);
   if (!drive || drive->present()) return drive;
+  exit = kIncomplete;
   complain(problemOf(*drive, options));
   return nullptr;
 }
@@ -54,7 +54,14 @@ Exit rename(Context& context, DriveList& list, const Arguments& arguments) {
   Exit exit;
   const Drive* drive = chooseThere(list, arguments.drive, context.options, exit);
   if (!drive) return exit;
-  if (const std::string fault = whyNotNamed(drive->path); !fault.empty()) {
+  if (!isFolder(joinPaths(drive->path, L"Material"), context.options.deadline())) {
+    complain(printable(drive->path) +
+             " has no folder \"Material\", where its name is kept.  Make it with: miscdisc drives "
+             "prepare '" +
+             drive->label + "'");
+    return kFailed;
+  }
+  if (const std::string fault = whyNotNamed(drive->path, context.options); !fault.empty()) {
     complain(fault);
     return kFailed;
   }
@@ -200,24 +207,26 @@ bool mayBeName(const WString& name) {
   return false;
 }
 
-std::string whyNotNamed(const WString& folder) {
+std::string whyNotNamed(const WString& folder, const Options& options) {
+  const auto mayWrite = [](const WString& path) {
+    return faccessat(AT_FDCWD, Qx::UTF8FromWString(path).c_str(), W_OK | X_OK, AT_EACCESS) == 0;
+  };
   const WString material = joinPaths(folder, L"Material");
-  if (!isFolder(material)) {
-    return printable(folder) +
-           " has no folder \"Material\", where its name is kept.  Make it with: miscdisc drives "
-           "prepare";
-  }
-  if (faccessat(AT_FDCWD, Qx::UTF8FromWString(material).c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
-    return whyNotWritten(infoFileIn(folder));
-  }
-  return {};
+  const bool prepared = isFolder(material, options.deadline());
+  const auto fault = within<std::string>(options.deadline(), prepared ? material : folder, [=] {
+    if (mayWrite(prepared ? material : folder)) return std::string();
+    if (prepared) return whyNotWritten(infoFileIn(folder));
+    return printable(folder) + ": its media folders, where its name is kept, could not be made: " +
+           std::strerror(errno) + ".  Check its rights with ls -ld";
+  });
+  return fault.value_or(printable(folder) + " is not answering");
 }
 
 Exit makeMediaFolders(const Drive& drive, const Options& options, Changes& changes) {
   std::vector<WString> missing;
   for (const wchar_t* name : {L"Material", L"Sound"}) {
     const WString folder = joinPaths(drive.path, name);
-    if (!isFolder(folder)) missing.push_back(folder);
+    if (!isFolder(folder, options.deadline())) missing.push_back(folder);
   }
   if (missing.empty()) {
     remark(options, called(drive) + " is prepared for media already.");
@@ -230,7 +239,7 @@ Exit makeMediaFolders(const Drive& drive, const Options& options, Changes& chang
     if (!prepared.prepareForMedia()) exit = kFailed;
   }
   for (const WString& folder : missing) {
-    if (options.dryRun || isFolder(folder)) {
+    if (options.dryRun || isFolder(folder, options.deadline())) {
       changes.add({"make", drive.label, folder, {}});
     } else {
       complain(printable(folder) + " could not be made.  Check the rights of " +

@@ -3,14 +3,13 @@
 
 #include <cerrno>
 #include <charconv>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <sstream>
 
 #include "console/drives_commands.h"
 #include "console/drives_view.h"
+#include "console/folders.h"
+#include "console/text_files.h"
 #include "miscdisc/media/recording_space.h"
 
 namespace console {
@@ -73,33 +72,14 @@ struct PlanArguments {
   std::string fit = "most";
 };
 
-// Nothing, with errno set, when it cannot be read.  A pipe is read like a file.
-std::optional<std::string> readText(const std::string& file) {
+// Nothing while its mount does not answer.
+std::optional<FileText> readRecordings(const std::string& file, const Options& options) {
+  if (file != "-") {
+    return readFileOrPipe(absoluteFolder(Qx::WStringFromUTF8(file)), options.deadline());
+  }
   std::ostringstream text;
-  if (file == "-") {
-    text << std::cin.rdbuf();
-    return text.str();
-  }
-  std::ifstream stream(file, std::ios::binary);
-  if (!stream) return {};
-  if (std::filesystem::is_directory(file)) {  // which opens, too
-    errno = EISDIR;
-    return {};
-  }
-  text << stream.rdbuf();
-  return text.str();
-}
-
-std::vector<std::string> linesOf(std::string text) {
-  static const std::string kByteOrderMark = "\xEF\xBB\xBF";
-  if (text.starts_with(kByteOrderMark)) text.erase(0, kByteOrderMark.size());
-  std::vector<std::string> lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) {
-    if (line.ends_with('\r')) line.pop_back();
-    lines.push_back(line);
-  }
-  return lines;
+  text << std::cin.rdbuf();
+  return FileText{text.str()};
 }
 
 // Nothing for a line to be skipped; what was expected for one that cannot be understood.
@@ -172,16 +152,21 @@ void show(Context& context, const std::vector<Recording>& recordings) {
 }
 
 Exit plan(Context& context, const DriveList& list, const PlanArguments& arguments) {
-  const auto text = readText(arguments.file);
+  const auto text = readRecordings(arguments.file, context.options);
   if (!text) {
-    const int error = errno;
-    complain(printable(arguments.file) + " could not be read: " + std::strerror(error) +
+    complain(printable(arguments.file) +
+             " is not answering.  Look at its mount or server, or wait longer, for example with "
+             "--timeout 5");
+    return kIncomplete;
+  }
+  if (text->error != 0) {
+    complain(printable(arguments.file) + " could not be read: " + reasonNotRead(text->error) +
              ".  It has a line per recording: MINUTES@FORMAT NAME, such as "
              "\"30@dv25 Interview Ann\"; \"-\" is standard input.");
-    return error == ENOENT ? kNotFound : kFailed;
+    return text->error == ENOENT ? kNotFound : kFailed;
   }
   auto recordings =
-      recordingsFrom(arguments.file == "-" ? "standard input" : arguments.file, *text);
+      recordingsFrom(arguments.file == "-" ? "standard input" : arguments.file, text->bytes);
   if (!recordings) return kUsage;
   reportProblems(list, context.options);  // which are not among those to choose from
 
@@ -315,8 +300,9 @@ Exit checkDrives(Context& context, const DriveList& list, const CheckArguments& 
   if (!limits) return kUsage;
   std::vector<const Drive*> checked;
   for (const std::string& text : arguments.drives) {
-    const Drive* drive = chooseDrive(list, text, context.options);
-    if (!drive) return kNotFound;
+    Exit exit;
+    const Drive* drive = chooseDrive(list, text, context.options, exit);
+    if (!drive) return exit;
     checked.push_back(drive);
   }
   if (arguments.drives.empty()) {

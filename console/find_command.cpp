@@ -56,13 +56,14 @@ void show(Context& context, const std::vector<Place>& places) {
 Exit find(Context& context, const std::vector<std::string>& names, const std::string& label) {
   if (configurationIsBroken()) return kUsage;
   const DriveList list = enterConfiguredSpace(context.options);
-  for (const std::string& fault : list.faults) complain(fault);
   std::vector<Drive> volumes = list.drives;
   if (!label.empty()) {
-    const Drive* drive = chooseDrive(list, label, context.options);
-    if (!drive) return kUsage;
+    Exit exit;
+    const Drive* drive = chooseDrive(list, label, context.options, exit);
+    if (!drive) return exit == kNotFound ? kUsage : exit;
     volumes = {*drive};
   }
+  for (const std::string& fault : list.faults) complain(fault);
 
   const auto folders = readVolumes(context.options, volumes);
   const bool complete = allRead(folders) && list.faults.empty();

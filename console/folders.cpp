@@ -3,11 +3,23 @@
 #include <sys/stat.h>
 #include <utf8proc.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <unordered_map>
 
 #include "miscdisc/platform/string_compare.h"
 
 namespace console {
+namespace {
+
+// The same for all spellings that differ in letter case; for others it may be.
+WString spellingKey(const WString& folder) {
+  WString key = folder;
+  for (wchar_t& c : key) c = utf8proc_tolower(utf8proc_toupper(c));
+  return key;
+}
+
+}  // namespace
 
 WString plainFolder(const WString& folder) {
   const auto normal = std::filesystem::path(Qx::UTF8FromWString(folder)).lexically_normal();
@@ -29,12 +41,6 @@ bool isInside(const WString& inner, const WString& outer) {
   return inner.size() > folder.size() && Qx::startsWith(inner, folder, false);
 }
 
-WString spellingKey(const WString& folder) {
-  WString key = folder;
-  for (wchar_t& c : key) c = utf8proc_tolower(utf8proc_toupper(c));
-  return key;
-}
-
 std::optional<FolderId> idOf(const WString& folder, std::chrono::milliseconds deadline) {
   using Found = std::optional<FolderId>;
   const std::string path = Qx::UTF8FromWString(folder);
@@ -46,9 +52,33 @@ std::optional<FolderId> idOf(const WString& folder, std::chrono::milliseconds de
   return found.value_or(std::nullopt);
 }
 
-bool isFolder(const WString& path) {
-  struct stat found {};
-  return stat(Qx::UTF8FromWString(path).c_str(), &found) == 0 && S_ISDIR(found.st_mode);
+bool isFolder(const WString& path, std::chrono::milliseconds deadline) {
+  const std::string native = Qx::UTF8FromWString(path);
+  const auto folder = within<bool>(deadline, path, [native] {
+    struct stat found {};
+    return stat(native.c_str(), &found) == 0 && S_ISDIR(found.st_mode);
+  });
+  return folder.value_or(false);
+}
+
+std::vector<Listed> distinctFolders(const std::vector<WString>& lines) {
+  std::vector<Listed> folders;
+  std::unordered_map<WString, std::vector<size_t>> byKey;
+  for (const WString& line : lines) {
+    if (isBlank(line)) continue;
+    const WString folder = plainFolder(line);
+    std::vector<size_t>& alike = byKey[spellingKey(folder)];
+    const auto same = std::find_if(alike.begin(), alike.end(), [&](size_t i) {
+      return isSameSpelling(folders[i].folder, folder);
+    });
+    if (same != alike.end()) {
+      folders[*same].lines.push_back(line);
+      continue;
+    }
+    alike.push_back(folders.size());
+    folders.push_back({folder, {line}});
+  }
+  return folders;
 }
 
 bool isBlank(const WString& line) { return line.find_first_not_of(L" \t") == WString::npos; }

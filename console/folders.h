@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "host/volumes.h"
 #include "miscdisc/platform/values/text.h"
@@ -23,9 +24,6 @@ WString absoluteFolder(const WString& folder);
 // In any letter case, as the library compares folders.  REQUIRES: both are plain.
 bool isSameSpelling(const WString& a, const WString& b);
 bool isInside(const WString& inner, const WString& outer);  // not the folder itself
-
-// A text that is the same for all spellings that differ in letter case; for others it may be.
-WString spellingKey(const WString& folder);
 
 // One folder, whatever its names.
 struct FolderId {
@@ -49,7 +47,16 @@ std::optional<Result> within(std::chrono::milliseconds deadline, const WString& 
 // Nothing when there is no such folder, or its mount does not answer.
 std::optional<FolderId> idOf(const WString& folder, std::chrono::milliseconds deadline);
 
-bool isFolder(const WString& path);  // REQUIRES: its mount answers
+// False also while its mount does not answer.
+bool isFolder(const WString& path, std::chrono::milliseconds deadline);
+
+// One folder of a list of locations, with the lines that spell it.
+struct Listed {
+  WString folder;  // plain
+  std::vector<WString> lines;
+};
+
+std::vector<Listed> distinctFolders(const std::vector<WString>& lines);
 
 // Lines of a list of folders: blank ones count for nothing, and no folder spans two.
 bool isBlank(const WString& line);

@@ -9,8 +9,9 @@ namespace console {
 // False, after saying so, for a name that could not be read back or would spoil a list.
 bool mayBeName(const WString& name);
 
-// Why a drive in this folder could not keep a name; empty when it could.
-std::string whyNotNamed(const WString& folder);
+// Why a drive in this folder could not keep a name, or make the media folders for it; empty when it
+// could.
+std::string whyNotNamed(const WString& folder, const Options& options);
 
 // Makes those that are missing; when none is, that is said.
 Exit makeMediaFolders(const Drive& drive, const Options& options, Changes& changes);

@@ -223,6 +223,33 @@ a" ]
   chmod 644 "$locations"
 }
 
+@test "a list that cannot be read for whatever reason is exit 3, with the reason" {
+  three_drives
+  for list in "$locations" "$hidden"; do
+    rm -f "$list"
+    mkdir "$list"
+    ask drives list
+    expect_code 3
+    expect_words "$list could not be read (Is a directory), so what it lists is not known."
+    ask drives show "#7"
+    expect_code 3
+    expect_words "$list could not be read (Is a directory)"
+    rmdir "$list"
+    truncate -s 65M "$list"
+    ask drives list
+    expect_code 3
+    expect_words "$list could not be read (File too large)"
+    rm "$list"
+    mkfifo "$list"
+    ask status
+    expect_code 3
+    grep -qF "$list could not be read (it is no plain file)" data
+    rm "$list"
+  done
+  ask drives list
+  expect_code 0
+}
+
 @test "the space is the lobby's when the configuration names one" {
   three_drives
   mkdir -p net/Alpha

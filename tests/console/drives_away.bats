@@ -105,6 +105,53 @@ ask_hanging() {
   grep -q "^#1	a	.*	not answering [1-9][0-9]* s	$PWD/a$" data
 }
 
+@test "nor does one that is not listed yet, or is added" {
+  two_locations
+  mkdir -p c/Material c/Sound
+  printf '%s/\n' "$PWD/c" >saved
+  cp "$locations" before
+  hang_on c/Sound
+  for name in "" "--name N"; do
+    ask_hanging drives add c $name
+    expect_code 3
+    expect_words "$PWD/c is not answering."
+  done
+  cmp before "$locations"
+  ask_hanging drives restore saved
+  expect_code 3
+  expect_data "added #3: $PWD/c/ (in $locations)"
+  expect_words "#3 is listed, but could not be mounted: $PWD/c is not answering."
+  ask_hanging drives prepare "#3"
+  expect_code 3
+  ask_hanging find x
+  expect_code 3
+  ask_hanging drives list
+  expect_code 3
+  grep -q "^#3	c	.*	not answering [1-9][0-9]* s	$PWD/c$" data
+}
+
+@test "a file on a mount that does not answer keeps nobody waiting" {
+  hanging_b
+  for command in "save b/saved" "restore b/saved" "plan b/recordings"; do
+    ask_hanging drives $command
+    expect_code 3
+    expect_words "is not answering."
+    [ ! -s data ]
+  done
+}
+
+@test "a link into a mount that does not answer is no unknown drive" {
+  hanging_b
+  ln -s "$PWD/b" link
+  ask_hanging drives show link
+  expect_code 3
+  expect_words "$PWD/link is not answering"
+  ask_hanging find x --volume link
+  expect_code 3
+  ask_hanging drives show nope
+  expect_code 4
+}
+
 @test "a project space that does not answer is said, and the volumes are shown" {
   hanging_b
   miscdisc -q config set "network project root" "$PWD"

@@ -45,6 +45,19 @@ two_folders() {
   [ -d b/Sound ]
 }
 
+@test "a folder that cannot keep the name is not added under it" {
+  two_folders
+  chmod 555 b
+  code=0
+  unprivileged "$MISCDISC_COMMAND" --timeout 60 drives add b --name N >data 2>words || code=$?
+  chmod 755 b
+  expect_code 1
+  expect_words "$PWD/b: its media folders, where its name is kept, could not be made: Permission denied."
+  expect_words "Nothing was added"
+  [ ! -s data ]
+  [ ! -e "$locations" ]
+}
+
 @test "what is listed is the full path, without detours, with a separator at its end" {
   two_folders
   ask drives add ./b/..//a
@@ -68,6 +81,7 @@ two_folders() {
     ask drives add "$spelled"
     expect_code 1
     expect_words "is there already, as the "
+    [ "$spelled" != "$PWD/A" ] || expect_words "Names that differ in letter case only count as one"
     snapshot | diff snapshot.before -
   done
 }
@@ -146,6 +160,22 @@ two_folders() {
   chmod 755 "$MISCDISC_HOME/projects"
   cmp before "$locations"
   [ ! -e "$hidden" ]
+}
+
+@test "a list that cannot be read is left alone, and so is a saved one" {
+  two_locations
+  mkdir c
+  rm "$locations"
+  mkdir "$locations"
+  printf '%s/\n' "$PWD/c" >saved
+  snapshot >snapshot.before
+  for command in "add c" "remove E" "unhide E" "save saved --yes" "restore saved"; do
+    ask drives $command
+    expect_code 1
+    expect_words "$locations could not be read (Is a directory)"
+    [ ! -s data ]
+  done
+  snapshot | diff snapshot.before -
 }
 
 @test "a space that cannot be made, and a lobby that is not there, are failures" {
@@ -260,6 +290,8 @@ two_folders() {
   ask drives remove E
   expect_code 0
   diff <(printf '%s/\n' "$PWD/b") "$locations"
+  expect_data "hid E: $PWD/e/ (in $hidden)" "removed E: $PWD/e/ (in $locations)"
+  expect_words "its line $PWD/e/ went, and unhide does not bring that back."
   [ "$(drive_ids)" = "#1" ]
 }
 
@@ -334,7 +366,7 @@ two_folders() {
   rm -r b/Material
   ask drives rename b N
   expect_code 1
-  expect_words "$PWD/b has no folder \"Material\", where its name is kept.  Make it with: miscdisc drives prepare"
+  expect_words "$PWD/b has no folder \"Material\", where its name is kept.  Make it with: miscdisc drives prepare '#2'"
   chmod 555 a/Material
   code=0
   unprivileged "$MISCDISC_COMMAND" drives rename a N >data 2>words || code=$?
@@ -448,6 +480,78 @@ two_folders() {
   [ ! -s data ]
   expect_words "$PWD/a is there already, as the location #1 (a), $PWD/a."
   cmp saved "$locations"
+}
+
+@test "what is restored may come through a pipe, and is no folder" {
+  two_locations
+  rm "$locations"
+  ask drives restore <(printf '%s/\n' "$PWD/b" "$PWD/a")
+  expect_code 0
+  diff <(printf '%s/\n' "$PWD/b" "$PWD/a") "$locations"
+  ask drives restore a
+  expect_code 1
+  expect_words "$PWD/a could not be read: Is a directory."
+  truncate -s 65M large
+  ask drives restore large
+  expect_code 1
+  expect_words "$PWD/large could not be read: File too large."
+  printf x >large
+  chmod 000 large
+  code=0
+  unprivileged "$MISCDISC_COMMAND" --timeout 60 drives restore large >data 2>words || code=$?
+  expect_code 1
+  expect_words "$PWD/large could not be read: Permission denied."
+}
+
+@test "restoring counts what others add meanwhile once" {
+  two_locations
+  mkdir c d other
+  mkfifo saved
+  miscdisc --timeout 60 drives restore saved >data 2>words 3>&- &
+  exec 9>saved # when somebody reads, which is after the list was read
+  printf '%s/\n' "$PWD/other" >>"$locations"
+  printf '%s/\n' "$PWD/c" "$PWD/d" >&9
+  exec 9>&-
+  wait $!
+  expect_data "added #4: $PWD/c/ (in $locations)" "added #5: $PWD/d/ (in $locations)"
+  [ "$(drive_ids)" = "E #1 #2 #3 #4 #5" ]
+}
+
+@test "folders of one file that lie inside each other need --yes" {
+  two_locations
+  mkdir -p c/sub
+  cp "$locations" before
+  printf '%s/\n' "$PWD/c" "$PWD/c/sub" >saved
+  ask drives restore saved
+  expect_code 7
+  expect_words "$PWD/c/sub lies inside the location #3 (c), $PWD/c, so that files would be listed twice."
+  [ ! -s data ]
+  cmp before "$locations"
+  ask drives restore saved --yes
+  expect_code 0
+  [ "$(drive_ids)" = "E #1 #2 #3 #4" ]
+}
+
+@test "what was restored and what not is said without a contradiction" {
+  two_locations
+  mkdir c
+  printf '%s/\n' "$PWD/a" "$PWD/c" "$PWD/none" >saved
+  ask --dry-run drives restore saved
+  expect_code 3
+  expect_words "#4 would be listed, but not mounted: $PWD/none does not exist."
+  ask drives restore saved
+  expect_code 3
+  ! grep -q "Nothing was added" words
+}
+
+@test "a lettered volume that is listed is saved in its place" {
+  two_locations
+  printf '%s/\n' "$PWD/b" "$PWD/e" "$PWD/a" >"$locations"
+  ask drives save saved
+  expect_code 0
+  cmp "$locations" saved
+  expect_data "wrote #1: $PWD/b/ (in $PWD/saved)" "wrote E: $PWD/e/ (in $PWD/saved)" \
+    "wrote #3: $PWD/a/ (in $PWD/saved)"
 }
 
 @test "a saved list may have any line ends, and folders twice" {
