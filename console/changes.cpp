@@ -23,7 +23,8 @@ std::string sentence(const Change& change, bool dryRun) {
   };
   const auto& [done, planned] = kVerbs.at(change.action);
   std::string text = dryRun ? planned : done;
-  if (!change.drive.empty()) text += " " + printable(change.drive) + ":";
+  const std::string& subject = change.task.empty() ? change.drive : change.task;
+  if (!subject.empty()) text += " " + printable(subject) + ":";
   text += " " + printable(change.path);
   if (change.name) text += " \"" + printable(*change.name) + "\"";
   if (!change.file.empty()) text += " (in " + printable(change.file) + ")";
@@ -33,6 +34,7 @@ std::string sentence(const Change& change, bool dryRun) {
 Json asJson(const Change& change) {
   Json object{{"action", change.action}, {"drive", nullptr}};
   if (!change.drive.empty()) addText(object, "drive", Qx::WStringFromUTF8(change.drive));
+  if (!change.task.empty()) object["task"] = change.task;
   addText(object, "path", change.path);
   object["file"] = nullptr;
   if (!change.file.empty()) addText(object, "file", change.file);

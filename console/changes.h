@@ -12,10 +12,11 @@ namespace console {
 struct Change {
   // "add", "remove", "hide", "unhide", "rename", "make", "set", "clear" or "write".
   std::string action;
-  std::string drive;  // its id, or the task that has one; empty: none
+  std::string drive;  // its id; empty: none
   WString path;       // what was changed
   WString file;       // where that is kept; empty: nowhere but there
   std::optional<WString> name = {};
+  std::string task = {};  // empty: none
 };
 
 // Collects changes; after the last one they are said on standard output.

@@ -142,14 +142,14 @@ Exit bestDrive(Context& context, const DriveList& list, const Arguments& argumen
   }
   const DriveView view = viewOf(*driveWithId(list, best->driveId), *formats);
   if (context.options.json) {
-    Json document{{"schema", "miscdisc.drive/1"}};
+    Json document{{"schema", "miscdisc.best/1"}};
     document.update(asJson(view, *formats));
     context.output.printDocument(document);
     return kDone;
   }
-  std::string text;
-  for (const std::string& cell : driveCells(view, false)) text += (text.empty() ? "" : "\t") + cell;
-  context.output.print(text + "\n");
+  const bool people = context.output.forPeople(context.options);
+  context.output.printTable(context.options, driveHeading(*formats, people),
+                            {driveCells(view, people)});
   return kDone;
 }
 

@@ -8,6 +8,7 @@
 
 #include "console/changes.h"
 #include "console/drives_commands.h"
+#include "console/drives_view.h"
 #include "console/folders.h"
 #include "console/new_name.h"
 #include "console/tasks.h"
@@ -24,6 +25,8 @@ struct Arguments {
   std::string name;
   std::string task;
   std::string taskDrive;
+  const CLI::Option* taskOption = nullptr;  // whether they were given: "" is no name
+  const CLI::Option* taskDriveOption = nullptr;
   bool clear = false;
 };
 
@@ -34,6 +37,19 @@ WString infoFileIn(const WString& folder) {
 bool hasControl(const WString& text) {
   return std::any_of(text.begin(), text.end(),
                      [](wchar_t c) { return c < 0x20 || (c >= 0x7F && c <= 0x9F); });
+}
+
+// state.toml is UTF-8.
+bool isText(const WString& text) {
+  return std::none_of(text.begin(), text.end(),
+                      [](wchar_t c) { return c >= 0xDC80 && c <= 0xDCFF; });
+}
+
+// As "E", or "#2".
+bool readsLikeId(const WString& name) {
+  if (name.size() == 1) return (name[0] | 0x20) >= L'a' && (name[0] | 0x20) <= L'z';
+  return name.size() > 1 && name[0] == L'#' &&
+         name.find_first_not_of(L"0123456789", 1) == WString::npos;
 }
 
 // The drive, if it is there now; null after saying what is wrong.
@@ -123,13 +139,8 @@ Exit showTask(Context& context, const DriveList& list, const std::string& name) 
   const MediaDrive* own = DiskManager::getDriveForTask(name.c_str(), false);
   const MediaDrive* used = DiskManager::getDriveForTask(name.c_str(), true);
   const Drive* drive = used ? driveWithId(list, used->driveId) : nullptr;
-  if (stored != tasks.end() && !own) {
-    if (stored->drive) {
-      complain(problemOf(*stored->drive, context.options));
-    } else {
-      tellIfGone(*stored);
-    }
-  }
+  reportProblems(list, context.options);  // which are not among those to choose from
+  if (stored != tasks.end()) tellIfGone(*stored);
   if (!drive) {
     complain("there is no drive for the task " + printable(name) + ".");
     return kNotFound;
@@ -173,26 +184,30 @@ Exit storeTask(Context& context, const Drive* drive, const std::string& name) {
     }
   }
   if (drive) {
-    changes.add({"set", name, drive->path, file});
+    changes.add({"set", drive->label, drive->path, file, {}, name});
   } else {
-    changes.add({"clear", name, Qx::WStringFromUTF8(*before), file});
+    changes.add({"clear", {}, Qx::WStringFromUTF8(*before), file, {}, name});
   }
   return changes.say(kDone);
 }
 
 Exit task(Context& context, DriveList& list, const Arguments& arguments) {
-  if (arguments.task.empty() && !arguments.clear) return listTasks(context, allTasks(list));
+  if (arguments.taskOption->empty() && !arguments.clear) {
+    for (const std::string& fault : list.faults) complain(fault);
+    return listTasks(context, allTasks(list));
+  }
   const WString name = Qx::WStringFromUTF8(arguments.task);
-  if (name.empty() || hasControl(name)) {
-    complain("a task's name was expected, without control characters, such as Capture.");
+  if (name.empty() || hasControl(name) || !isText(name)) {
+    complain(
+        "a task's name was expected, in UTF-8 and without control characters, such as Capture.");
     return kUsage;
   }
-  if (arguments.clear && !arguments.taskDrive.empty()) {
+  if (arguments.clear && !arguments.taskDriveOption->empty()) {
     complain("--clear forgets the drive of a task: no DRIVE was expected with it.");
     return kUsage;
   }
   if (arguments.clear) return storeTask(context, nullptr, arguments.task);
-  if (arguments.taskDrive.empty()) return showTask(context, list, arguments.task);
+  if (arguments.taskDriveOption->empty()) return showTask(context, list, arguments.task);
   Exit exit;
   const Drive* drive = chooseThere(list, arguments.taskDrive, context.options, exit);
   return drive ? storeTask(context, drive, arguments.task) : exit;
@@ -258,6 +273,11 @@ Exit renameDrive(const DriveList& list, const Drive& drive, const WString& name,
              called(other) + " has that name too: they can be told apart by their ids only.");
     }
   }
+  if (readsLikeId(name)) {
+    remark(options, "the name " + printable(name) +
+                        " reads like an id, and means the drive with that id wherever one is "
+                        "chosen.");
+  }
   if (name == L"Unnamed") {
     remark(options, "a drive that is named Unnamed goes by its path, like one without a name.");
   }
@@ -290,8 +310,9 @@ void addDriveNames(CLI::App& drives, Context& context, Command& chosen) {
   renaming->add_option("NAME", arguments->name, "\"\" takes the name away")->required();
   addDrive(add("prepare", "Make a drive's media folders", prepare));
   CLI::App* tasks = add("task", "Which drive a task uses, such as Capture", task);
-  tasks->add_option("TASK", arguments->task, "All tasks unless given");
-  tasks->add_option("DRIVE", arguments->taskDrive, "Use this one from now on");
+  arguments->taskOption = tasks->add_option("TASK", arguments->task, "All tasks unless given");
+  arguments->taskDriveOption =
+      tasks->add_option("DRIVE", arguments->taskDrive, "Use this one from now on");
   tasks->add_flag("--clear", arguments->clear, "Use the drive with the most space again");
 }
 

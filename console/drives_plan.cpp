@@ -1,9 +1,11 @@
 // What recordings find room, and which drives have less than somebody wants.
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <iostream>
+#include <map>
 #include <sstream>
 
 #include "console/drives_commands.h"
@@ -16,6 +18,7 @@ namespace console {
 namespace {
 
 constexpr double kBytesPerMebibyte = 1024.0 * 1024.0;
+constexpr double kMostMinutes = 1e9;
 
 std::optional<double> positiveNumber(std::string_view text) {
   double number = 0;
@@ -29,7 +32,8 @@ struct Duration {
   double minutes;
   host::RecordingFormat format;
 
-  double bytes() const { return minutes * bytesPerMinute(format); }
+  // Within what an integer takes.
+  double bytes() const { return std::min(minutes * bytesPerMinute(format), 0x1p63); }
 };
 
 // "30@dv25"; nothing, with what was expected instead, for any other text.
@@ -40,6 +44,10 @@ std::optional<Duration> durationFrom(const std::string& text, std::string& expec
   if (at == std::string::npos || !minutes) {
     expected = "minutes, \"@\" and a format were expected, such as 30@dv25, not \"" +
                printable(text) + "\"";
+    return {};
+  }
+  if (*minutes > kMostMinutes) {
+    expected = "at most 1000000000 minutes were expected, not \"" + printable(text) + "\"";
     return {};
   }
   const host::RecordingFormat* format = formatNamed(formats, text.substr(at + 1));
@@ -151,6 +159,23 @@ void show(Context& context, const std::vector<Recording>& recordings) {
                             {"DRIVE", "NAME", "MINUTES", "FORMAT", "SIZE", "RECORDING"}, rows);
 }
 
+// Each drive of a file system shows all of its room.
+void tellSharedRoom(const DriveList& list, const Options& options) {
+  std::map<dev_t, std::vector<const Drive*>> byDevice;
+  for (const Drive& drive : list.drives) {
+    const auto id = drive.present() ? idOf(drive.path, options.deadline()) : std::nullopt;
+    if (id) byDevice[id->device].push_back(&drive);
+  }
+  for (const auto& [device, drives] : byDevice) {
+    if (drives.size() < 2) continue;
+    std::string names;
+    for (const Drive* drive : drives) names += (names.empty() ? "" : ", ") + drive->label;
+    remark(options, names +
+                        " lie on one file system: its room is there once, and is counted for each "
+                        "of them.");
+  }
+}
+
 Exit plan(Context& context, const DriveList& list, const PlanArguments& arguments) {
   const auto text = readRecordings(arguments.file, context.options);
   if (!text) {
@@ -169,6 +194,7 @@ Exit plan(Context& context, const DriveList& list, const PlanArguments& argument
       recordingsFrom(arguments.file == "-" ? "standard input" : arguments.file, text->bytes);
   if (!recordings) return kUsage;
   reportProblems(list, context.options);  // which are not among those to choose from
+  tellSharedRoom(list, context.options);
 
   SpaceMap map(nullptr);
   bool everythingFits = true;
@@ -249,61 +275,69 @@ std::optional<Limits> limitsFrom(const CheckArguments& arguments) {
 struct Shortage {
   std::string what;  // "dv25", or "free"
   double least;      // minutes, or bytes
-  double left;
+  std::optional<double> left;
 };
 
 // What the drive has too little of.  A full one has too little of everything.
 std::vector<Shortage> shortagesOf(const Drive& drive, const Limits& limits) {
   std::vector<Shortage> shortages;
   for (const Duration& limit : limits.minutes) {
-    const uint32_t left = minutesLeft(drive, limit.format).value_or(0);
-    if (left < limit.minutes) shortages.push_back({limit.format.name, limit.minutes, double(left)});
+    const auto left = minutesLeft(drive, limit.format);
+    if (left.value_or(0) < limit.minutes) {
+      shortages.push_back({limit.format.name, limit.minutes, left});
+    }
   }
   if (!limits.free) return shortages;
-  const uint64_t left = drive.state.space ? drive.state.space->freeBytes : 0;
-  if (left < *limits.free || isFull(drive).value_or(false)) {
-    shortages.push_back({"free", static_cast<double>(*limits.free), static_cast<double>(left)});
+  std::optional<double> left;
+  if (drive.state.space) left = static_cast<double>(drive.state.space->freeBytes);
+  const auto least = static_cast<double>(*limits.free);
+  if (left.value_or(0) < least || isFull(drive).value_or(false)) {
+    shortages.push_back({"free", least, left});
   }
   return shortages;
 }
 
 std::string sentence(const Shortage& shortage) {
+  const double left = shortage.left.value_or(0);
   if (shortage.what != "free") {
-    return fmt::format("{} min of {} left, not {}", shown(shortage.left), shortage.what,
+    return fmt::format("{} min of {} left, not {}", shown(left), shortage.what,
                        shown(shortage.least));
   }
-  return withUnit(static_cast<uint64_t>(shortage.left)) + " free, not " +
+  return withUnit(static_cast<uint64_t>(left)) + " free, not " +
          withUnit(static_cast<uint64_t>(shortage.least));
 }
 
-Json asJson(const Drive& drive, const std::vector<Shortage>& shortages) {
-  Json object{{"id", drive.label}};
-  addText(object, "name", drive.name);
-  addText(object, "path", drive.path);
-  object["asked"] = drive.present();
-  object["below"] = Json::array();
-  for (const Shortage& shortage : shortages) {
-    if (shortage.what == "free") {
-      object["below"].push_back({{"free", static_cast<uint64_t>(shortage.left)},
-                                 {"least", static_cast<uint64_t>(shortage.least)}});
-    } else {
-      object["below"].push_back({{"format", shortage.what},
-                                 {"minutes", static_cast<uint32_t>(shortage.left)},
-                                 {"least", shortage.least}});
-    }
+Json asJson(const Shortage& shortage) {
+  Json left;
+  if (shortage.left) left = static_cast<uint64_t>(*shortage.left);
+  if (shortage.what == "free") {
+    return {{"free", left}, {"least", static_cast<uint64_t>(shortage.least)}};
   }
+  return {{"format", shortage.what}, {"minutes", left}, {"least", shortage.least}};
+}
+
+Json asJson(const DriveView& view, const std::vector<Shortage>& shortages) {
+  Json object{{"id", view.drive->label}};
+  addText(object, "name", view.drive->name);
+  addText(object, "path", view.drive->path);
+  object["state"] = view.state;
+  object["below"] = Json::array();
+  for (const Shortage& shortage : shortages) object["below"].push_back(asJson(shortage));
   return object;
 }
 
 Exit checkDrives(Context& context, const DriveList& list, const CheckArguments& arguments) {
   const auto limits = limitsFrom(arguments);
-  if (!limits) return kUsage;
+  const auto formats = chooseFormats({});
+  if (!limits || !formats) return kUsage;
   std::vector<const Drive*> checked;
   for (const std::string& text : arguments.drives) {
     Exit exit;
     const Drive* drive = chooseDrive(list, text, context.options, exit);
     if (!drive) return exit;
-    checked.push_back(drive);
+    if (std::find(checked.begin(), checked.end(), drive) == checked.end()) {
+      checked.push_back(drive);
+    }
   }
   if (arguments.drives.empty()) {
     for (const Drive& drive : list.drives) checked.push_back(&drive);
@@ -316,7 +350,7 @@ Exit checkDrives(Context& context, const DriveList& list, const CheckArguments& 
   for (const Drive* drive : checked) {
     const auto shortages =
         drive->present() ? shortagesOf(*drive, *limits) : std::vector<Shortage>();
-    document["drives"].push_back(asJson(*drive, shortages));
+    document["drives"].push_back(asJson(viewOf(*drive, *formats), shortages));
     for (const Shortage& shortage : shortages) {
       rows.push_back(
           {drive->label, printable(drive->name), sentence(shortage), printable(drive->path)});

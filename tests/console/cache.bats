@@ -1,4 +1,4 @@
-load helpers
+load setup
 
 @test "stats count the files of each folder" {
   three_volumes

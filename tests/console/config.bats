@@ -1,4 +1,4 @@
-load helpers
+load setup
 
 @test "a setting is kept, printed and listed" {
   ask config set "network project root" /mnt/nas/projects

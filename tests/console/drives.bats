@@ -1,5 +1,5 @@
 # Looking at drives.
-load helpers
+load setup
 
 gib=1073741824
 
@@ -231,6 +231,11 @@ a" ]
     ask drives list
     expect_code 3
     expect_words "$list could not be read (Is a directory), so what it lists is not known."
+    for command in "drives task" "drives task Capture" "drives best"; do
+      ask $command
+      expect_code 0
+      expect_words "$list could not be read (Is a directory)"
+    done
     ask drives show "#7"
     expect_code 3
     expect_words "$list could not be read (Is a directory)"
@@ -263,8 +268,8 @@ a" ]
 @test "show says everything about one drive" {
   three_drives
   rm -r a/Sound
-  miscdisc drives task Capture "#1"
-  miscdisc drives task "Voice over" "#1"
+  miscdisc --timeout 60 drives task Capture "#1"
+  miscdisc --timeout 60 drives task "Voice over" "#1"
   ask_pretended drives show "#1"
   expect_code 0
   grep -qx "drive	#1" data
@@ -298,7 +303,10 @@ a" ]
   expect_data "E	$PWD/e	42949672960	107374182400	239	6	ok	$PWD/e"
   room_of b $((50 * gib)) $((100 * gib))
   ask_pretended drives best --format dv25 --json
-  [ "$(jq -c '[.id, .minutes]' data)" = '["#2",{"dv25":299}]' ]
+  [ "$(jq -c '[.schema, .id, .minutes]' data)" = '["miscdisc.best/1","#2",{"dv25":299}]' ]
+  NO_COLOR=1 TERM=xterm script -qec "$MISCDISC_COMMAND --timeout 60 drives best" /dev/null \
+    </dev/null | tr -d '\r' >data
+  grep -q "^DRIVE  NAME .* STATE  PATH" data
   rm -r e a b
   ask drives best
   expect_code 4

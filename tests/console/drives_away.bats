@@ -1,5 +1,5 @@
 # A mount that does not answer.
-load helpers
+load setup
 
 # Location #2, "b", stops answering once it was there.
 hanging_b() {

@@ -1,5 +1,5 @@
 # Changing drives and their lists.
-load helpers
+load setup
 
 # Two bare folders, and nothing listed yet.
 two_folders() {
@@ -106,7 +106,7 @@ two_folders() {
   ask drives add ""
   expect_code 2
   code=0
-  unprivileged "$MISCDISC_COMMAND" drives add closed >data 2>words || code=$?
+  unprivileged "$MISCDISC_COMMAND" --timeout 60 drives add closed >data 2>words || code=$?
   expect_code 1
   expect_words "$PWD/closed may not be read by this user."
   ask drives add a --name $'N\n'
@@ -147,13 +147,13 @@ two_folders() {
   chmod 555 "$MISCDISC_HOME/projects"
   cp "$locations" before
   code=0
-  unprivileged "$MISCDISC_COMMAND" drives add c >data 2>words || code=$?
+  unprivileged "$MISCDISC_COMMAND" --timeout 60 drives add c >data 2>words || code=$?
   expect_code 1
   expect_words "$locations could not be written: its folder: Permission denied."
   [ ! -s data ]
   for command in "remove a" "remove E"; do
     code=0
-    unprivileged "$MISCDISC_COMMAND" drives $command >data 2>words || code=$?
+    unprivileged "$MISCDISC_COMMAND" --timeout 60 drives $command >data 2>words || code=$?
     expect_code 1
     expect_words "could not be written: its folder: Permission denied."
   done
@@ -182,7 +182,7 @@ two_folders() {
   two_folders
   chmod 555 "$MISCDISC_HOME"
   code=0
-  unprivileged "$MISCDISC_COMMAND" drives add a >data 2>words || code=$?
+  unprivileged "$MISCDISC_COMMAND" --timeout 60 drives add a >data 2>words || code=$?
   expect_code 1
   expect_words "$MISCDISC_HOME/projects/ could not be made: Permission denied."
   chmod 755 "$MISCDISC_HOME"
@@ -202,8 +202,8 @@ two_folders() {
   two_folders
   for round in 1 2 3 4 5; do
     rm -rf "$MISCDISC_HOME/projects"
-    miscdisc drives add a >first &
-    miscdisc drives add b >second
+    miscdisc --timeout 60 drives add a >first &
+    miscdisc --timeout 60 drives add b >second
     wait $!
     diff <(printf '%s/\n' "$PWD/a" "$PWD/b") <(sort "$locations")
     diff <(awk -v list="$locations" '{ print "added #" NR ": " $0 " (in " list ")" }' "$locations") \
@@ -324,7 +324,7 @@ two_folders() {
 
 @test "a name is taken away with an empty one" {
   two_locations
-  miscdisc drives rename a N >data
+  miscdisc --timeout 60 drives rename a N >data
   ask drives rename N ""
   expect_code 0
   diff <(printf 'name=\n') a/Material/MediaSpaceInfo.txt
@@ -343,6 +343,17 @@ two_folders() {
   snapshot | diff snapshot.before -
 }
 
+@test "a name that reads like an id is said to mean the other drive" {
+  two_locations
+  for name in E e "#1"; do
+    ask drives rename b "$name"
+    expect_code 0
+    expect_words "the name $name reads like an id"
+    ask drives show "$name"
+    ! grep -qx "drive	#2" data
+  done
+}
+
 @test "a name that is not UTF-8 is kept as it is" {
   two_locations
   ask drives rename a $'N\xff=x '
@@ -352,7 +363,7 @@ two_folders() {
 
 @test "two drives of one name are allowed, and said" {
   two_locations
-  miscdisc drives rename a N >data
+  miscdisc --timeout 60 drives rename a N >data
   ask drives rename b N
   expect_code 0
   expect_words "#1 (N) has that name too"
@@ -369,7 +380,7 @@ two_folders() {
   expect_words "$PWD/b has no folder \"Material\", where its name is kept.  Make it with: miscdisc drives prepare '#2'"
   chmod 555 a/Material
   code=0
-  unprivileged "$MISCDISC_COMMAND" drives rename a N >data 2>words || code=$?
+  unprivileged "$MISCDISC_COMMAND" --timeout 60 drives rename a N >data 2>words || code=$?
   chmod 755 a/Material
   expect_code 1
   expect_words "$PWD/a/Material/MediaSpaceInfo.txt could not be written: its folder: Permission denied."
@@ -414,6 +425,10 @@ two_folders() {
   expect_code 0
   expect_data "set Capture: $PWD/a (in $MISCDISC_HOME/state.toml)"
   [ "$(miscdisc config get --section Preferences "Media Location (Capture)")" = "$PWD/a" ]
+  ask --dry-run drives task Capture b --json
+  [ "$(jq -c '.changes[0] | [.action, .drive, .task]' data)" = '["set","#2","Capture"]' ]
+  ask --dry-run drives task Capture --clear --json
+  [ "$(jq -c '.changes[0] | [.action, .drive, .task]' data)" = '["clear",null,"Capture"]' ]
   ask_pretended drives task Capture
   expect_data "Capture	#1	a	set	$PWD/a"
   ask drives task --json
@@ -441,8 +456,15 @@ two_folders() {
 @test "what is no task, or no drive, is refused" {
   two_locations
   rm -r b
-  ask drives task $'a\nb' a
+  for name in $'a\nb' $'a\xff' ""; do
+    ask drives task "$name" a
+    expect_code 2
+  done
+  ask drives task ""
   expect_code 2
+  expect_words "a task's name was expected"
+  ask drives task Capture ""
+  expect_code 4
   ask drives task --clear
   expect_code 2
   ask drives task Capture a --clear
@@ -572,6 +594,11 @@ two_folders() {
   expect_words "$PWD/saved:2: the full path of a folder was expected, not \"rubbish\""
   ask drives restore none
   expect_code 4
+  for command in save restore; do
+    ask drives $command ""
+    expect_code 2
+    expect_words "FILE is empty"
+  done
   ask drives save none/saved
   expect_code 1
   expect_words "$PWD/none/saved could not be written: its folder: No such file or directory."

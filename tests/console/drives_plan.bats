@@ -1,5 +1,5 @@
 # Planning recordings, and checking that there is enough room.
-load helpers
+load setup
 
 gib=1073741824
 
@@ -145,5 +145,34 @@ planned_drives() {
   rm -r b
   ask_pretended drives check --min-minutes 60@dv25 --min-free 16GiB --json
   expect_code 8
-  [ "$(jq -c . data)" = "{\"schema\":\"miscdisc.check/1\",\"drives\":[{\"id\":\"E\",\"name\":\"$PWD/e\",\"path\":\"$PWD/e\",\"asked\":true,\"below\":[{\"format\":\"dv25\",\"minutes\":59,\"least\":60},{\"free\":10737418240,\"least\":17179869184}]},{\"id\":\"#1\",\"name\":\"a\",\"path\":\"$PWD/a\",\"asked\":true,\"below\":[]},{\"id\":\"#2\",\"name\":\"b\",\"path\":\"$PWD/b\",\"asked\":false,\"below\":[]}]}" ]
+  [ "$(jq -c . data)" = "{\"schema\":\"miscdisc.check/1\",\"drives\":[{\"id\":\"E\",\"name\":\"$PWD/e\",\"path\":\"$PWD/e\",\"state\":\"ok\",\"below\":[{\"format\":\"dv25\",\"minutes\":59,\"least\":60},{\"free\":10737418240,\"least\":17179869184}]},{\"id\":\"#1\",\"name\":\"a\",\"path\":\"$PWD/a\",\"state\":\"ok\",\"below\":[]},{\"id\":\"#2\",\"name\":\"b\",\"path\":\"$PWD/b\",\"state\":\"not present\",\"below\":[]}]}" ]
+}
+
+@test "check names a drive once, and what is unknown is null" {
+  planned_drives
+  room_of b 2097152 $((100 * gib))
+  ask_pretended drives check --min-minutes 1@dv25 b "#2" --json
+  expect_code 8
+  [ "$(jq -c '[.drives[] | [.id, .state, .below]]' data)" = '[["#2","full",[{"format":"dv25","minutes":null,"least":1}]]]' ]
+}
+
+@test "more minutes than anybody records are exit 2" {
+  planned_drives
+  printf '999999999999999999@dv25 A\n' >recordings
+  ask drives plan recordings
+  expect_code 2
+  expect_words 'recordings:1: at most 1000000000 minutes were expected, not "999999999999999999@dv25"'
+  ask drives check --min-minutes 1000000001@dv25
+  expect_code 2
+}
+
+@test "drives that share a file system are named" {
+  planned_drives
+  printf '1@dv25 A\n' >recordings
+  ask_pretended drives plan recordings
+  expect_code 0
+  expect_words "E, #1, #2 lie on one file system: its room is there once, and is counted for each of them."
+  rm "$locations"
+  ask_pretended drives plan recordings
+  [ ! -s words ]
 }

@@ -1,4 +1,4 @@
-load helpers
+load setup
 
 @test "every place that has a name is listed, volume by volume" {
   three_volumes

@@ -1,4 +1,4 @@
-load helpers
+load setup
 
 @test "a first start shows the user's own media folder" {
   ask
