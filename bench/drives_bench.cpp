@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -14,13 +13,12 @@
 #include <string>
 #include <vector>
 
+#include "bench/timing.h"
 #include "miscdisc/media/disk_manager.h"
 #include "miscdisc/platform/fsys.h"
 #include "miscdisc/platform/project_folders.h"
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 constexpr int kLetters = 26;
 constexpr int kLocations = 200;
@@ -88,22 +86,6 @@ bool bareStart(const Drives& drives) {
            return measure(folder) && readFile(folder + "/Material/MediaSpaceInfo.txt") &&
                   list(folder + "/Material") && list(folder + "/Sound");
          });
-}
-
-template <typename Work>
-double microseconds(Work work) {
-  const auto begin = Clock::now();
-  if (!work()) {
-    std::fprintf(stderr, "drives_bench: a measurement failed\n");
-    std::exit(2);
-  }
-  return std::chrono::duration<double, std::micro>(Clock::now() - begin).count();
-}
-
-double median(std::vector<double>& values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
 }
 
 template <typename Ours, typename Bare>

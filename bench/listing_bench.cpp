@@ -30,6 +30,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/timing.h"
 #include "miscdisc/dircache/system_cache_iterator.h"
 #include "miscdisc/platform/directory.h"
 
@@ -61,11 +62,6 @@ double cpuSecondsOf(const std::function<void()>& work) {
 double warmCpuSecondsOf(const std::function<void()>& work) {
   work();
   return cpuSecondsOf(work);
-}
-
-double median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
 }
 
 struct Pair {

@@ -4,18 +4,16 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "bench/timing.h"
 #include "miscdisc/platform/os.h"
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 constexpr int kCycles = 2000;
 constexpr char kName[] = "anna";
@@ -48,22 +46,6 @@ bool bare(const char* path, const char* info) {
   unlink(path);
   close(lock);
   return written;
-}
-
-template <typename Cycle>
-double microseconds(Cycle cycle) {
-  const auto start = Clock::now();
-  if (!cycle()) {
-    std::fprintf(stderr, "lock_bench: a cycle failed\n");
-    std::exit(2);
-  }
-  return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
-}
-
-double median(std::vector<double>& values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
 }
 
 }  // namespace
