@@ -89,11 +89,9 @@ MediaDrive* DiskManager::add_drive(wchar_t id, const WString& name) {
 }
 
 void DiskManager::removeDrive(const MediaDrive& drive) {
-  const auto found = std::find_if(drives_.begin(), drives_.end(), [&](const MediaDrive& candidate) {
-    return candidate.uniqueId == drive.uniqueId;
-  });
-  if (found == drives_.end()) return;
-  drives_.erase(found);
+  const MediaDrive* found = getDriveWithUniqueId(drive.uniqueId);
+  if (!found) return;
+  drives_.erase(drives_.begin() + (found - drives_.data()));
   inform_interested_parties();
 }
 
