@@ -16,8 +16,11 @@ enum Exit : int {
   kUsage = 2,  // also a configuration that does not parse
   kIncomplete = 3,
   kNotFound = 4,
-  kRefused = 7,    // until it is asked for with --yes
-  kThreshold = 8,  // less is left than was asked for
+  kHeld = 5,          // by somebody else
+  kLoginRefused = 6,  // works locally instead
+  kRefused = 7,       // until it is asked for with --yes
+  kThreshold = 8,     // less is left than was asked for
+  kProblems = 10,     // the doctor found some
   kInterrupted = 130,
 };
 

@@ -19,7 +19,7 @@
 #include "host/places.h"
 #include "host/read_file.h"
 #include "host/toml.h"
-#include "miscdisc/platform/config.h"
+#include "miscdisc/platform/values/text.h"
 
 namespace host {
 namespace {
@@ -286,51 +286,3 @@ bool StateFile::change(const std::string& section, const std::string& key, const
 }
 
 }  // namespace host
-
-namespace {
-
-class UserConfiguration final : public RegistryConfig {
- public:
-  String getValue(const String& key, const String& defaultValue, String section) override {
-    return host::StateFile::instance().value(section, key).value_or(defaultValue);
-  }
-  bool setValue(const String& key, const String& value, String section) override {
-    return host::StateFile::instance().setValue(section, key, value);
-  }
-};
-
-const char kPreferences[] = "Preferences";
-
-class Preferences final : public EditorPreferences {
- public:
-  WString getPreference(const String& key, const WString& defaultValue) override {
-    const auto value = host::StateFile::instance().value(kPreferences, key);
-    return value ? Qx::WStringFromUTF8(*value) : defaultValue;
-  }
-  void setPreference(const String& key, const WString& value) override {
-    host::StateFile::instance().setValue(kPreferences, key, Qx::UTF8FromWString(value));
-  }
-  void removePreference(const String& key) override {
-    host::StateFile::instance().removeValue(kPreferences, key);
-  }
-};
-
-}  // namespace
-
-RegistryConfig& UserConfig() {
-  static UserConfiguration& configuration = *new UserConfiguration;
-  return configuration;
-}
-
-EditorPreferences& prefs() {
-  static Preferences& preferences = *new Preferences;
-  return preferences;
-}
-
-int config_int(const char* key, int defaultValue) {
-  const String text = UserConfig().getValue(key, "", "Configuration");
-  int number = 0;
-  const char* end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, number);
-  return result.ec == std::errc() && result.ptr == end ? number : defaultValue;
-}
