@@ -10,6 +10,7 @@
 #include <unordered_map>
 
 #include "console/folders.h"
+#include "console/space.h"
 #include "console/text_files.h"
 #include "host/settings.h"
 #include "miscdisc/frame/separator.h"
@@ -18,7 +19,6 @@
 #include "miscdisc/media/recording_space.h"
 #include "miscdisc/media/volume_path.h"
 #include "miscdisc/platform/paths.h"
-#include "miscdisc/platform/project_folders.h"
 
 namespace console {
 namespace {
@@ -292,10 +292,7 @@ DriveList enterConfiguredSpace(const Options& options) {
   const auto deadline = options.deadline();
   host::keepVolumeLetters(false);
   host::setVolumeDeadline(deadline);
-  if (!LobbyUtils::getCurrentNetworkLobbyName().empty()) {
-    LobbyUtils::networkMode_ = true;
-    setProjectsBaseDirectory(LobbyUtils::getCurrentNetworkLobbyFullPath(false));
-  }
+  workInConfiguredSpace();
 
   DriveList list;
   const FolderList hidden = readList(hiddenFile(), deadline);

@@ -1,0 +1,393 @@
+#include "console/space.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <fmt/core.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+#include "console/folders.h"
+#include "host/files/lock_file.h"
+#include "miscdisc/frame/open_modes.h"
+#include "miscdisc/frame/separator.h"
+#include "miscdisc/lobby/lobby_utils.h"
+#include "miscdisc/platform/paths.h"
+#include "miscdisc/platform/project_folders.h"
+#include "miscdisc/platform/string_compare.h"
+
+namespace console {
+namespace {
+
+constexpr wchar_t kLoginEnding[] = L".cli";
+constexpr wchar_t kLockEnding[] = L".lck";
+constexpr wchar_t kRoomEnding[] = L".Room";
+constexpr wchar_t kProjectLock[] = L"Lock";
+constexpr wchar_t kMediaFolder[] = L"Media";  // of a lobby: no rooms in it
+constexpr size_t kOwnerBytes = 200;           // as the library reads them
+
+bool endsIn(const WString& name, const WString& ending) {
+  return Qx::endsWith(name, ending, false) && name.size() > ending.size();
+}
+
+WString without(const WString& ending, const WString& name) {
+  return endsIn(name, ending) ? name.substr(0, name.size() - ending.size()) : name;
+}
+
+// On the mount's thread.
+
+struct Entry {
+  WString name;
+  bool folder;
+};
+
+struct Entries {
+  std::vector<Entry> entries;
+  int error = 0;
+};
+
+bool isFolderEntry(DIR* folder, const dirent& entry) {
+  if (entry.d_type != DT_UNKNOWN) return entry.d_type == DT_DIR;
+  struct stat found {};
+  return fstatat(dirfd(folder), entry.d_name, &found, AT_SYMLINK_NOFOLLOW) == 0 &&
+         S_ISDIR(found.st_mode);
+}
+
+Entries entriesOf(const WString& path) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(Qx::UTF8FromWString(path).c_str()),
+                                                   closedir);
+  if (!folder) return {{}, errno};
+  Entries found;
+  errno = 0;
+  while (const dirent* entry = readdir(folder.get())) {
+    found.entries.push_back(
+        {Qx::WStringFromUTF8(entry->d_name), isFolderEntry(folder.get(), *entry)});
+    errno = 0;
+  }
+  found.error = errno;
+  return found;
+}
+
+struct File {
+  int64_t modified;
+  bool ordinary;
+};
+
+// Nothing when it has gone meanwhile.
+std::optional<File> fileAt(const WString& path) {
+  struct stat found {};
+  if (lstat(Qx::UTF8FromWString(path).c_str(), &found) != 0) return {};
+  return File{found.st_mtim.tv_sec * int64_t{1'000'000'000} + found.st_mtim.tv_nsec,
+              S_ISREG(found.st_mode)};
+}
+
+// Nothing when the file has gone meanwhile.
+std::optional<Held> heldAt(const WString& path) {
+  switch (host::lockState(Qx::UTF8FromWString(path))) {
+    case host::LockState::kMissing:
+      return {};
+    case host::LockState::kFree:
+      return Held::kNo;
+    case host::LockState::kHeld:
+      return Held::kYes;
+    case host::LockState::kUnknown:
+      break;
+  }
+  return Held::kUnknown;
+}
+
+WString ownerBeside(const WString& lock) {
+  const Qx::Ptr<iFile> file = openFile(lock + L".inf", kReadInfo);
+  if (!opened(file)) return {};
+  char name[kOwnerBytes];
+  return Qx::WStringFromUTF8(String(name, file->read(name, sizeof name)));
+}
+
+void addPerson(Space& space, const WString& name) {
+  const WString path = space.folder + name;
+  const auto file = fileAt(path);
+  const auto held = heldAt(path);
+  if (!file || !file->ordinary || !held) return;
+  const WString user = without(kLoginEnding, name);
+  space.people.push_back({user, path, *held, file->modified, user == OS()->getUserName()});
+}
+
+void addLock(Space& space, SpaceLock::Kind kind, const WString& name, const WString& path) {
+  const auto file = fileAt(path);
+  const auto held = heldAt(path);
+  if (!file || !held) return;
+  space.locks.push_back(
+      {kind, name, path, ownerBeside(path), *held, file->modified, file->ordinary});
+}
+
+void addRoom(Space& space, const WString& path) {
+  const auto same = [&](const Room& room) { return room.path == path; };
+  if (std::none_of(space.rooms.begin(), space.rooms.end(), same)) {
+    space.rooms.push_back({without(kRoomEnding, path.substr(space.folder.size())), path});
+  }
+}
+
+// What is in the space's own folder, or in one of its folders (with the separator).
+void addFound(Space& space, const WString& inner, const std::vector<Entry>& entries) {
+  for (const Entry& entry : entries) {
+    const WString path = space.folder + inner + entry.name;
+    if (endsIn(entry.name, kLockEnding)) {
+      addRoom(space, without(kLockEnding, path));
+      addLock(space, SpaceLock::Kind::kRoom,
+              without(kRoomEnding, without(kLockEnding, inner + entry.name)), path);
+    } else if (endsIn(entry.name, kRoomEnding) && !entry.folder) {
+      addRoom(space, path);
+    }
+  }
+}
+
+bool isProject(const WString& name) { return cookie::fromWString(name).has_value(); }
+
+void addFolder(Space& space, const WString& name) {
+  const WString inner = name + pathSeparator();
+  if (isProject(name)) space.projects.push_back(name);
+  const Entries found = entriesOf(space.folder + inner);
+  if (found.error == ENOENT) return;
+  if (found.error != 0) {
+    space.faults.push_back(printable(space.folder + name) + " could not be read (" +
+                           std::strerror(found.error) + "), so what is locked in it is not known.");
+  }
+  addFound(space, inner, found.entries);
+  const auto isLock = [](const Entry& entry) { return entry.name == kProjectLock; };
+  if (isProject(name) && std::any_of(found.entries.begin(), found.entries.end(), isLock)) {
+    addLock(space, SpaceLock::Kind::kProject, name, space.folder + inner + kProjectLock);
+  }
+}
+
+void sort(Space& space) {
+  std::sort(space.people.begin(), space.people.end(),
+            [](const Person& a, const Person& b) { return a.user < b.user; });
+  std::sort(space.locks.begin(), space.locks.end(), [](const SpaceLock& a, const SpaceLock& b) {
+    return std::tie(a.kind, a.name) < std::tie(b.kind, b.name);
+  });
+  std::sort(space.projects.begin(), space.projects.end());
+  std::sort(space.rooms.begin(), space.rooms.end(),
+            [](const Room& a, const Room& b) { return a.name < b.name; });
+  std::sort(space.faults.begin(), space.faults.end());
+}
+
+Space find(const WString& folder) {
+  Space space;
+  space.folder = folder;
+  const Entries found = entriesOf(folder);
+  if (found.error == ENOENT || found.error == ENOTDIR) {
+    space.answer = Space::Answer::kMissing;
+    return space;
+  }
+  space.answer = found.error == 0 ? Space::Answer::kThere : Space::Answer::kUnreadable;
+  space.error = found.error;
+  space.lobby = LobbyUtils::isNetworkLobby(folder);
+  addFound(space, L"", found.entries);
+  for (const Entry& entry : found.entries) {
+    if (entry.folder) {
+      const bool shown = entry.name[0] != L'.' && entry.name != kMediaFolder;
+      if (shown) addFolder(space, entry.name);
+    } else if (endsIn(entry.name, kLoginEnding)) {
+      addPerson(space, entry.name);
+    }
+  }
+  sort(space);
+  return space;
+}
+
+std::string notAnswering(const WString& folder, const Options& options) {
+  return fmt::format(
+      "{} is not answering: nothing came from it in {:g} s.  Look at its mount or server, or wait "
+      "longer, for example with --timeout 5",
+      printable(folder), options.timeout);
+}
+
+std::string kindOf(SpaceLock::Kind kind) {
+  return kind == SpaceLock::Kind::kProject ? "project" : "room";
+}
+
+const SpaceLock* lockAt(const Space& space, const WString& path) {
+  const auto found = std::find_if(space.locks.begin(), space.locks.end(),
+                                  [&](const SpaceLock& lock) { return lock.path == path; });
+  return found == space.locks.end() ? nullptr : &*found;
+}
+
+}  // namespace
+
+Space lookAt(const WString& folder, const Options& options) {
+  const WString whole = withSeparator(folder);
+  Space unknown;
+  unknown.folder = whole;
+  return within<Space>(options.deadline(), whole, [whole] { return find(whole); })
+      .value_or(unknown);
+}
+
+void workInConfiguredSpace() {
+  if (LobbyUtils::getCurrentNetworkLobbyName().empty()) return;
+  LobbyUtils::networkMode_ = true;
+  setProjectsBaseDirectory(LobbyUtils::getCurrentNetworkLobbyFullPath(false));
+}
+
+std::string problemOf(const Space& space, const Options& options) {
+  switch (space.answer) {
+    case Space::Answer::kThere:
+      return {};
+    case Space::Answer::kMissing:
+      return printable(space.folder) +
+             " is not there.  Mount it, or look at \"miscdisc config get 'network project root'\"";
+    case Space::Answer::kUnreadable:
+      return printable(space.folder) + " could not be read (" + std::strerror(space.error) +
+             ").  Look at it with ls -ld";
+    case Space::Answer::kNotAnswering:
+      break;
+  }
+  return notAnswering(space.folder, options);
+}
+
+Exit exitOf(const Space& space) {
+  if (space.answer == Space::Answer::kMissing) return kNotFound;
+  return space.answer == Space::Answer::kThere && space.faults.empty() ? kDone : kIncomplete;
+}
+
+std::string stateOf(Held held) {
+  switch (held) {
+    case Held::kYes:
+      return "live";
+    case Held::kNo:
+      return "stale";
+    case Held::kUnknown:
+      break;
+  }
+  return "unknown";
+}
+
+std::string holder(const SpaceLock& lock) {
+  const std::string who = lock.owner.empty() ? "somebody" : printable(lock.owner);
+  return who + " since " + rfc3339(lock.since);
+}
+
+Json asJson(const Person& person) {
+  Json object;
+  addText(object, "user", person.user);
+  object["held"] = nullptr;
+  if (person.held != Held::kUnknown) object["held"] = person.held == Held::kYes;
+  object["since"] = rfc3339(person.since);
+  object["you"] = person.you;
+  return object;
+}
+
+Json asJson(const SpaceLock& lock) {
+  Json object{{"kind", kindOf(lock.kind)}};
+  addText(object, "path", lock.path);
+  object["owner"] = nullptr;
+  if (!lock.owner.empty()) addText(object, "owner", lock.owner);
+  object["state"] = stateOf(lock.held);
+  object["since"] = rfc3339(lock.since);
+  return object;
+}
+
+std::optional<cookie> projectNamed(const std::string& text) {
+  const auto project = cookie::fromWString(Qx::WStringFromUTF8(text));
+  if (!project || project->isNull()) {
+    complain("\"" + printable(text) +
+             "\" is no project: their names are a letter and seven digits, as in P0001000.  "
+             "\"miscdisc project list\" shows what is there.");
+    return {};
+  }
+  return project;
+}
+
+std::optional<WString> roomPath(const Space& space, const std::string& text) {
+  const WString wanted = Qx::WStringFromUTF8(text);
+  for (const Room& room : space.rooms) {
+    if (room.name == wanted) return room.path;
+  }
+  const bool whole = wanted.starts_with(L'/');
+  const WString path = plainFolder(whole ? wanted : space.folder + wanted);
+  const bool named =
+      !wanted.empty() && wanted.back() != L'/' && wanted.find(L'\0') == WString::npos;
+  if (!named || !isInside(path, plainFolder(space.folder))) {
+    complain("\"" + printable(text) + "\" is no room in " + printable(space.folder) +
+             ": a room is named by its path from there.  \"miscdisc room list\" shows what is "
+             "there.");
+    return {};
+  }
+  return path;
+}
+
+const SpaceLock* lockOfProject(const Space& space, const cookie& project) {
+  return lockAt(space, space.folder + project.asWString() + pathSeparator() + kProjectLock);
+}
+
+const SpaceLock* lockOfRoom(const Space& space, const WString& roomPath) {
+  return lockAt(space, roomPath + kLockEnding);
+}
+
+bool mayBeLobby(const std::string& name) {
+  const bool fine = !name.empty() && name != "." && name != ".." &&
+                    name.find_first_of(std::string("/\0", 2)) == std::string::npos;
+  if (!fine) {
+    complain("\"" + printable(name) +
+             "\" cannot be a lobby: its name is the name of one folder under the network projects "
+             "root, without a separator.");
+  }
+  return fine;
+}
+
+std::optional<Space> lobbyNamed(const std::string& name, const Options& options, Exit& exit) {
+  if (!mayBeLobby(name)) {
+    exit = kUsage;
+    return {};
+  }
+  const WString folder = LobbyUtils::getNetworkLobbyFullPath(Qx::WStringFromUTF8(name), true);
+  Space space = lookAt(folder, options);
+  if (space.lobby) return space;
+  const bool known =
+      space.answer == Space::Answer::kThere || space.answer == Space::Answer::kMissing;
+  exit = known ? kNotFound : kIncomplete;
+  if (!known) {
+    complain(problemOf(space, options));
+  } else {
+    const bool missing = space.answer == Space::Answer::kMissing;
+    complain("there is no lobby " + printable(name) + ": " + printable(folder) +
+             (missing ? " is not there" : " holds no " + printable(getMediaLocationsFilename())) +
+             ".  \"miscdisc lobby list\" shows which there are; \"miscdisc config set 'network "
+             "project root' FOLDER\" says where they are.");
+  }
+  return {};
+}
+
+std::optional<std::vector<WString>> lobbyNames(const Options& options, Exit& exit) {
+  struct Found {
+    Vector<WString> names;
+    int error = 0;
+  };
+  const WString root = LobbyUtils::getNetworkProjectsRoot();
+  const auto found = within<Found>(options.deadline(), root, [root] {
+    Found lobbies;
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(Qx::UTF8FromWString(root).c_str()),
+                                                     closedir);
+    if (!folder) lobbies.error = errno;
+    LobbyUtils::getAvailableNetworkLobbies(lobbies.names);
+    return lobbies;
+  });
+  exit = kIncomplete;
+  if (!found) {
+    complain(notAnswering(root, options));
+    return {};
+  }
+  if (found->error != 0 && found->error != ENOENT) {
+    complain(printable(root) + " could not be read (" + std::strerror(found->error) +
+             ").  Look at it with ls -ld");
+    return {};
+  }
+  exit = kDone;
+  std::vector<WString> names(found->names.begin(), found->names.end());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+}  // namespace console

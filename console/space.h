@@ -1,0 +1,107 @@
+// A project space as anybody sees it who only looks: who is in it, and what they hold.
+//
+// Looking takes and probes no lock and writes nothing, so it disturbs nobody.  All of it happens on
+// the thread of the space's mount, within the deadline of the options.
+//
+// A room is a file "<name>.Room" of the space or of one of its folders, or whatever has a room lock
+// beside it there; people name it by its path from the space, the ending left out or not.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "console/context.h"
+#include "miscdisc/platform/values/cookie.h"
+
+namespace console {
+
+// Whether somebody holds a lock or a login file now: some mounts cannot tell.
+enum class Held { kYes, kNo, kUnknown };
+
+struct Person {
+  WString user;
+  WString path;  // of the login file
+  Held held;
+  int64_t since;  // of the file: nanoseconds since 1970 by the storage's clock
+  bool you;       // the user name of this machine
+};
+
+struct SpaceLock {
+  enum class Kind { kProject, kRoom };
+  Kind kind;
+  WString name;   // of what is locked, from the space
+  WString path;   // of the lock file
+  WString owner;  // empty: not named, or not to be read
+  Held held;
+  int64_t since;
+  bool ordinary;  // false: a folder, link, pipe or the like, which nobody can lock
+};
+
+struct Room {
+  WString name;  // from the space, without the ending
+  WString path;
+};
+
+struct Space {
+  enum class Answer { kThere, kMissing, kUnreadable, kNotAnswering };
+  WString folder;  // with the separator at its end
+  Answer answer = Answer::kNotAnswering;
+  int error = 0;       // errno of kUnreadable
+  bool lobby = false;  // it has the file that makes it one
+  // All by name.
+  std::vector<Person> people;
+  std::vector<SpaceLock> locks;   // projects, then rooms
+  std::vector<WString> projects;  // the names of their folders
+  std::vector<Room> rooms;
+  // Printable: folders in it that could not be read, so that something may be missing above.
+  std::vector<std::string> faults;
+};
+
+Space lookAt(const WString& folder, const Options& options);
+
+// Makes the space that the configuration names the one in which this process works, in memory:
+// network mode and projects base directory.  Nobody is logged in.
+void workInConfiguredSpace();
+
+// Why there is nothing to see, with what to try; empty for a space that is there and readable.
+std::string problemOf(const Space& space, const Options& options);
+Exit exitOf(const Space& space);  // kNotFound when it is missing, kIncomplete when not all was seen
+
+// "live", "stale" or "unknown".
+std::string stateOf(Held held);
+// "ann since 2026-11-21T05:42:01Z"; "somebody since ..." when nobody is named.
+std::string holder(const SpaceLock& lock);
+
+// "people" and "locks" of the document of a lobby.
+Json asJson(const Person& person);
+Json asJson(const SpaceLock& lock);
+
+// Projects and rooms by name.
+
+// A project by the text of its cookie; nothing, after saying so, for any other text.
+std::optional<cookie> projectNamed(const std::string& text);
+
+// The room's path, as the library takes it: an existing room by its name with or without the
+// ending, else the text as it stands.  Nothing, after saying so, for a text that is empty or leads
+// out of the space.
+std::optional<WString> roomPath(const Space& space, const std::string& text);
+
+// The lock as it was seen; null: there is no such file.
+const SpaceLock* lockOfProject(const Space& space, const cookie& project);
+const SpaceLock* lockOfRoom(const Space& space, const WString& roomPath);
+
+// Lobbies.
+
+// One folder level: not empty, "." or "..", no separator.  Otherwise false, after saying so.
+bool mayBeLobby(const std::string& name);
+
+// A lobby under the network projects root; nothing, after saying why and with the exit code, when
+// it is none or does not answer.
+std::optional<Space> lobbyNamed(const std::string& name, const Options& options, Exit& exit);
+
+// The names of the lobbies; nothing when the root could not be read, or does not answer, said with
+// the exit code.  A missing root has none.
+std::optional<std::vector<WString>> lobbyNames(const Options& options, Exit& exit);
+
+}  // namespace console
