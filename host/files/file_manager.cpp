@@ -19,6 +19,7 @@
 #include "host/files/mark.h"
 #include "host/files/mount_facts.h"
 #include "host/files/native_path.h"
+#include "host/files/new_list.h"
 #include "host/files/open_file.h"
 #include "host/places.h"
 #include "miscdisc/platform/project_folders.h"
@@ -154,6 +155,15 @@ Qx::Ptr<iFile> openLock(const std::string& path, LockKind kind) {
   return new LockHandle(std::move(lock));
 }
 
+// Also where a list is there already: another machine may have made it a moment ago.
+Qx::Ptr<iFile> openList(const std::string& path) {
+  if (!openExisting(path, O_WRONLY) && errno != ENOENT) return failed(path, errno);
+  const std::optional<Folder> folder = folderToWrite(path);
+  if (!folder) return failed(path, errno);
+  Qx::Ptr<iFile> list = openNewList(path, *folder);
+  return list ? list : failed(path, errno);
+}
+
 Qx::Ptr<iFile> openPlain(const std::string& path, int access, unsigned creation) {
   if (creation == kTruncate) noteInformationWritten(path);
 
@@ -242,6 +252,7 @@ class FileManager final : public iFileManager {
     }
     const bool known = creation == kKeep || creation == kExisting || creation == kTruncate;
     if (flags != 0 || !known) return failed(path, EINVAL);
+    if (access == kWrite && creation == kExisting) return openList(path);
     switch (access) {
       case kRead:
         return openPlain(path, O_RDONLY, creation);

@@ -57,16 +57,6 @@ bool renamePatiently(const std::string& from, const std::string& to) {
   return true;
 }
 
-// The name of the file is on the disk, too.
-void syncFolder(const std::string& folder) {
-  const Descriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  const bool synced = opened && fsync(opened.number()) == 0;
-  // Some servers know no such request, for they answer a rename only when it is on the disk.
-  if (!synced && errno != EINVAL && errno != ENOTSUP && errno != EACCES) {
-    Log("%s: the folder could not be synced: %s\n", folder.c_str(), std::strerror(errno));
-  }
-}
-
 // What crashed writers left.  The clock is the server's, by the file that was just written.
 void removeOldTemporaries(const std::string& folder, const std::string& name, time_t now) {
   const Listing listing(opendir(folder.c_str()));
@@ -85,9 +75,22 @@ void removeOldTemporaries(const std::string& folder, const std::string& name, ti
 
 }  // namespace
 
+std::string temporaryBeside(const Folder& folder, const std::string& name) {
+  return folder.path + "/." + name + "." + unique() + ".tmp";
+}
+
+void syncFolder(const std::string& folder) {
+  const Descriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const bool synced = opened && fsync(opened.number()) == 0;
+  // Some servers know no such request, for they answer a rename only when it is on the disk.
+  if (!synced && errno != EINVAL && errno != ENOTSUP && errno != EACCES) {
+    Log("%s: the folder could not be synced: %s\n", folder.c_str(), std::strerror(errno));
+  }
+}
+
 bool replaceFile(const std::string& path, const Folder& folder, const std::string& bytes) {
   const std::string name = lastComponent(path);
-  const std::string temporary = folder.path + "/." + name + "." + unique() + ".tmp";
+  const std::string temporary = temporaryBeside(folder, name);
   Descriptor file = createNew(temporary, O_WRONLY, folder);
   if (!file) return false;
   keepRights(path, file.number());

@@ -7,6 +7,13 @@
 
 namespace host {
 
+// The path of a new temporary file for the next contents of a file of that name: hidden, left out
+// of listings, and removed by replaceFile when a crash has left it.
+std::string temporaryBeside(const Folder& folder, const std::string& name);
+
+// Puts the names in the folder on the disk.  A failure is logged, for nothing more can be done.
+void syncFolder(const std::string& folder);
+
 // Writes the bytes in place of the file: whoever reads meanwhile, or after a crash, finds the old
 // contents or the new ones.  The new file has the old one's rights, as far as this user may give
 // them.  False, with the old contents in place, when it cannot be written.

@@ -6,14 +6,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <optional>
-#include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "host/files/lock_file.h"
+#include "host/files/list_guard.h"
 #include "host/files/mount_facts.h"
 #include "host/files/native_path.h"
 #include "host/files/open_file.h"
@@ -28,8 +25,6 @@ using Lines = std::vector<String>;
 constexpr size_t kMostBytes = 64 << 20;  // a list of drives is never that long
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr int kMostLinks = 40;  // as many as the kernel follows
-
-constexpr std::chrono::seconds kGuardPatience{5};
 
 // One change to a list.  A removal says what the line reads and which of the lines that read so
 // it is, since others may have moved it meanwhile.
@@ -96,23 +91,6 @@ void apply(const std::vector<Edit>& edits, Lines& lines) {
   }
 }
 
-// Of two writers that met, one must come again later than the other.
-void pause() {
-  thread_local std::minstd_rand random{std::random_device()()};
-  std::this_thread::sleep_for(
-      std::chrono::microseconds(std::uniform_int_distribution<>(1000, 5000)(random)));
-}
-
-FileLock takeGuard(const std::string& path) {
-  const auto end = std::chrono::steady_clock::now() + kGuardPatience;
-  while (true) {
-    int error = 0;
-    FileLock guard = FileLock::take(path, LockKind::kExclusive, error);
-    if (guard.held() || error != EAGAIN || std::chrono::steady_clock::now() >= end) return guard;
-    pause();
-  }
-}
-
 }  // namespace
 }  // namespace host
 
@@ -161,8 +139,7 @@ bool TextFile::save(const WString& path, eEOLStyle) {
   const std::optional<host::Folder> folder = host::folderToWrite(target);
   if (!folder) return false;
 
-  // The lock is on a file beside the list: an SMB server refuses to rename over one that we hold.
-  host::FileLock guard = host::takeGuard(folder->path + "/." + host::lastComponent(target) + ".lk");
+  host::FileLock guard = host::takeListGuard(*folder, host::lastComponent(target));
   if (!guard.held()) return false;
 
   // A network client may believe for a while that the name is free, or still the file of before;

@@ -38,6 +38,9 @@ class MISCDISC_EXPORT iFileManager {
   //   access    0 read, 1 write, 2 both
   //   creation  0 open or create, contents kept; 1 open, created only with write access;
   //             4 create or truncate
+  //   access 1 with creation 1: a new list.  It appears under its name when the handle is closed,
+  //             whole, and not at all when a write failed.  Where a file has the name by then,
+  //             the lines that it lacks are added to it.
   //   sharing 3 with flags 32: this open is a lock, exclusive with creation 0, shared with
   //             creation 4, held until the handle is closed.  While another machine, or this
   //             process, holds a lock that excludes it, the open fails.

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <new>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -87,6 +88,49 @@ class FakeFile final : public iFile {
   size_t position_ = 0;
 };
 
+// A list that appears when it is closed.
+class FakeNewList final : public iFile {
+ public:
+  explicit FakeNewList(const WString& path) : path_(path) {}
+
+  ~FakeNewList() override {
+    FakePlatform& platform = fakePlatform();
+    if (!written_ || !platform.has(path_.substr(0, path_.rfind(L'/')))) return;
+    if (!platform.has(path_)) {
+      platform.nodes[path_].bytes = text_;
+    } else if (platform.file(path_)) {
+      addLines(platform.nodes[path_].bytes);
+    }
+  }
+
+  bool valid() const override { return true; }
+  int64_t size() override { return static_cast<int64_t>(text_.size()); }
+  size_t read(void*, size_t) override { return 0; }
+
+  bool write(const void* bytes, size_t count) override {
+    if (fakePlatform().callFails("write " + Qx::UTF8FromWString(path_))) written_ = false;
+    if (written_) text_.append(static_cast<const char*>(bytes), count);
+    return written_;
+  }
+
+ private:
+  // Those that the other list lacks; a list that lacks none is left as it is.
+  void addLines(String& others) const {
+    String all = others.empty() || others.ends_with('\n') ? others : others + '\n';
+    const size_t before = all.size();
+    std::istringstream lines(text_);
+    for (String line; std::getline(lines, line);) {
+      line += '\n';
+      if (("\n" + all).find("\n" + line) == String::npos) all += line;
+    }
+    if (all.size() > before) others = all;
+  }
+
+  WString path_;
+  String text_;
+  bool written_ = true;  // all that was asked for
+};
+
 struct InvalidFile final : iFile {
   ~InvalidFile() override { fakePlatform().calls.push_back("release invalid"); }
   bool valid() const override { return false; }
@@ -113,6 +157,7 @@ struct FakeFileManager final : iFileManager {
     const bool folderThere = folder != platform.nodes.end() && folder->second.isFolder;
     if (exists ? existing->second.isFolder : !folderThere) return new InvalidFile;
     if (!exists && access == 0 && creation == 1) return new InvalidFile;
+    if (access == 1 && creation == 1) return new FakeNewList(path);
     if (probes) return new FakeFile(path, false, false);
     if (locks && !takes(platform, path, creation == 4)) return new InvalidFile;
     FakePlatform::Node& node = platform.nodes[path];

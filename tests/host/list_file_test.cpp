@@ -2,18 +2,22 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/inotify.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "miscdisc/platform/os.h"
+#include "miscdisc/platform/paths.h"
 #include "miscdisc/platform/text_file.h"
 #include "tests/host/configure.h"
 
@@ -50,6 +54,10 @@ class ListFileTest : public testing::Test {
     TextFile file(path, true);
     file.appendLine(line);
     return file.save(L"", TextFile::eLF);
+  }
+
+  static Qx::Ptr<iFile> newList() {
+    return OS()->fileManager().open(ground::folder() + L"list.txt", 1, 2, 1, 0);
   }
 
   std::vector<std::string> names() const {
@@ -187,33 +195,81 @@ TEST_F(ListFileTest, ListOnRemoteStorageIsMadeAndMerged) {
   EXPECT_EQ(names(), (std::vector<std::string>{".lockspace", "list.txt"}));
 }
 
+// A writer in the middle of its save.  It goes on when somebody else has closed the guard, which is
+// when that attempt on the lock was refused, and publishes its lines before it lets go.
+class OtherWriter {
+ public:
+  OtherWriter(const WString& path, const String& lines) {
+    const WString guardPath = getPath(path) + L"." + stripPath(path) + L".lk";
+    int held[2];
+    if (pipe(held) != 0) std::abort();
+    process_ = fork();
+    if (process_ == 0) {
+      const Qx::Ptr<iFile> guard = OS()->fileManager().open(guardPath, 2, 3, 0, 32);
+      const int closed = inotify_init1(IN_CLOEXEC);
+      const std::string watched = Qx::UTF8FromWString(guardPath);
+      const bool ready = guard && guard->valid() &&
+                         inotify_add_watch(closed, watched.c_str(), IN_CLOSE_WRITE) >= 0;
+      (void)!write(held[1], ready ? "y" : "n", 1);
+      pollfd refused{closed, POLLIN, 0};
+      if (poll(&refused, 1, 10000) != 1) _exit(1);
+      ground::writeFile(path, lines);
+      _exit(0);
+    }
+    char answer = 0;
+    EXPECT_TRUE(read(held[0], &answer, 1) == 1 && answer == 'y');
+    close(held[0]);
+    close(held[1]);
+  }
+
+  bool wasAwaited() {
+    int status = 0;
+    waitpid(process_, &status, 0);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  }
+
+ private:
+  pid_t process_;
+};
+
 TEST_F(ListFileTest, SaveWaitsForAnotherWriter) {
   ground::writeFile(path, "a\n");
-  const WString guardPath = folder + L".list.txt.lk";
-  // A writer in the middle of its save.  It goes on when somebody else has closed the guard, which
-  // is when that attempt on the lock was refused, and publishes its line before it lets go.
-  int held[2];
-  ASSERT_EQ(pipe(held), 0);
-  const pid_t writer = fork();
-  if (writer == 0) {
-    const Qx::Ptr<iFile> guard = OS()->fileManager().open(guardPath, 2, 3, 0, 32);
-    const int closed = inotify_init1(IN_CLOEXEC);
-    const bool ready = guard && guard->valid() &&
-                       inotify_add_watch(closed, native(guardPath).c_str(), IN_CLOSE_WRITE) >= 0;
-    (void)!write(held[1], ready ? "y" : "n", 1);
-    pollfd refused{closed, POLLIN, 0};
-    if (poll(&refused, 1, 10000) != 1) _exit(1);
-    ground::writeFile(path, "a\nb\n");
-    _exit(0);
-  }
-  char answer = 0;
-  ASSERT_EQ(read(held[0], &answer, 1), 1);
-  ASSERT_EQ(answer, 'y');
+  OtherWriter writer(path, "a\nb\n");
   EXPECT_TRUE(append(path, "c"));
-  int status = 0;
-  waitpid(writer, &status, 0);
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "nobody asked for the guard";
+  EXPECT_TRUE(writer.wasAwaited());
   EXPECT_EQ(ground::readFile(path), "a\nb\nc\n");
+}
+
+TEST_F(ListFileTest, NewListWaitsForAnotherWriter) {
+  OtherWriter writer(path, "a\n");
+  Qx::Ptr<iFile> list = newList();
+  ASSERT_TRUE(list && list->write("b", 1));
+  list = nullptr;
+  EXPECT_TRUE(writer.wasAwaited());
+  EXPECT_EQ(ground::readFile(path), "a\nb\n");
+}
+
+TEST_F(ListFileTest, NewListLeavesNothingBesideIt) {
+  Qx::Ptr<iFile> list = newList();
+  ASSERT_TRUE(list && list->write("a", 1));
+  list = nullptr;
+  EXPECT_EQ(names(), (std::vector<std::string>{"list.txt"}));
+}
+
+TEST_F(ListFileTest, NewListIsRefusedAtOnceWithoutWriteRights) {
+  ASSERT_EQ(chmod(native(folder).c_str(), 0555), 0);
+  EXPECT_FALSE(unprivileged([] { return bool(newList()); }));
+}
+
+TEST_F(ListFileTest, NewListThatIsOnlyHalfWrittenDoesNotAppear) {
+  EXPECT_TRUE(unprivileged([] {
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit most{4, 4};
+    if (setrlimit(RLIMIT_FSIZE, &most) != 0) return false;
+    const Qx::Ptr<iFile> list = newList();
+    return list && list->write("a\n", 2) && !list->write("/media/b", 8) && !list->write("c", 1);
+  }));
+  EXPECT_EQ(names(), std::vector<std::string>());
 }
 
 }  // namespace

@@ -87,7 +87,8 @@ TEST_F(LobbyLifecycleTest, ALobbyIsMadeWhateverFailsInsideIt) {
     EXPECT_TRUE(LobbyUtils::createNewLobby(name)) << failing;
     EXPECT_TRUE(platform.has(L"/mnt/nas/" + name)) << failing;
   }
-  EXPECT_EQ(available(), (std::vector<WString>{L"Lobby 2", L"Lobby 3", L"Lobby 4", L"Lobby 6"}));
+  // Without its list, or with half of it, a folder is no lobby.
+  EXPECT_EQ(available(), (std::vector<WString>{L"Lobby 2", L"Lobby 3", L"Lobby 4"}));
   platform.failNextCall();
   EXPECT_FALSE(LobbyUtils::createNewLobby(L"Alpha"));
 }

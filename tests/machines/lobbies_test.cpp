@@ -2,13 +2,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <iterator>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "tests/machines/machines_test.h"
+
+using namespace std::string_literals;
 
 namespace {
 
@@ -20,6 +24,14 @@ class LobbiesTest : public test::MachinesTest {
     std::vector<std::string> found;
     std::istringstream text(share.read(name).value());
     for (std::string line; std::getline(text, line);) found.push_back(line);
+    return found;
+  }
+
+  std::vector<std::string> temporaries(const std::string& lobby) {
+    std::vector<std::string> found;
+    for (const auto& entry : std::filesystem::directory_iterator(share.path(lobby))) {
+      if (entry.path().extension() == ".tmp") found.push_back(entry.path().filename());
+    }
     return found;
   }
 };
@@ -83,20 +95,120 @@ TEST_P(LobbiesTest, LobbyThatIsBeingMadeIsEnteredWithoutItsDrive) {
   EXPECT_EQ(ann.ask("alone"), "no");
 }
 
-// Between the making of the list and its first line a lobby is listed that has no drive yet.
-TEST_P(LobbiesTest, LobbyIsListedAMomentBeforeItsListHasTheDrive) {
-  ASSERT_EQ(ann.ask("freeze-before write DefNetDrive.txt"), "yes");
+TEST_P(LobbiesTest, FolderIsALobbyOnlyWithItsWholeList) {
+  for (const char* point : {"write .tmp", "fsync .tmp", "link DefNetDrive.txt"}) {
+    SCOPED_TRACE(point);
+    ASSERT_EQ(ann.ask("freeze-before "s + point), "yes");
+    ann.tell("create Alpha");
+    ann.awaitStop();
+    EXPECT_EQ(ben.ask("available"), "");
+    EXPECT_FALSE(share.has("Alpha/DefNetDrive.txt"));
+
+    ann.resume();
+    EXPECT_EQ(ann.answer(), "yes");
+    EXPECT_EQ(ben.ask("available"), "Alpha");
+    EXPECT_EQ(ben.ask("enter Alpha"), "yes");
+    EXPECT_THAT(ben.ask("drives"), testing::EndsWith("Media"));
+    EXPECT_EQ(ben.ask("leave"), "yes");
+    EXPECT_EQ(ann.ask("delete Alpha"), "yes");
+  }
+}
+
+// Who enters by name is there before the list, and may be the first to write one.
+TEST_P(LobbiesTest, LocationThatIsAddedWhileALobbyIsMadeStandsBesideTheLobbysOwn) {
+  share.makeFolder("media/day1");
+  ASSERT_EQ(ann.ask("freeze-before write .tmp"), "yes");
   ann.tell("create Alpha");
   ann.awaitStop();
-  EXPECT_EQ(ben.ask("available"), "Alpha");
   EXPECT_EQ(ben.ask("enter Alpha"), "yes");
-  EXPECT_THAT(ben.ask("drives"), testing::Not(testing::EndsWith("Media")));
+  EXPECT_EQ(ben.ask("add-location " + share.path("media/day1")), "yes");
 
   ann.resume();
   EXPECT_EQ(ann.answer(), "yes");
+  EXPECT_THAT(lines("Alpha/DefNetDrive.txt"),
+              testing::ElementsAre(share.path("media/day1"), share.path("Alpha/Media")));
   EXPECT_EQ(ben.ask("leave"), "yes");
   EXPECT_EQ(ben.ask("enter Alpha"), "yes");
-  EXPECT_THAT(ben.ask("drives"), testing::EndsWith("Media"));
+  EXPECT_THAT(ben.ask("drives"), testing::EndsWith(" day1 Media"));
+}
+
+// On remote storage the other machine's list is there before it has a line.
+TEST_P(LobbiesTest, LocationThatIsBeingAddedWhileALobbyIsMadeStandsBesideTheLobbysOwn) {
+  share.makeFolder("media/day1");
+  ASSERT_EQ(ann.ask("freeze-before mkdir Sound"), "yes");
+  ann.tell("create Alpha");
+  ann.awaitStop();
+  EXPECT_EQ(ben.ask("enter Alpha"), "yes");
+  ASSERT_EQ(ben.ask("freeze-before rename DefNetDrive.txt"), "yes");
+  ben.tell("add-location " + share.path("media/day1"));
+  ben.awaitStop();
+
+  ann.resume();
+  ben.resume();
+  EXPECT_EQ(ben.answer(), "yes");
+  EXPECT_EQ(ann.answer(), "yes");
+  EXPECT_THAT(lines("Alpha/DefNetDrive.txt"),
+              testing::ElementsAre(share.path("media/day1"), share.path("Alpha/Media")));
+}
+
+// FAT disks know no links, and network clients no rename that replaces nothing.
+TEST_P(LobbiesTest, ListAppearsWholeAlsoWhereStorageKnowsNoLinks) {
+  const std::vector<std::vector<const char*>> storages{
+      {"renameat2"}, {"link"}, {"link", "renameat2"}};
+  int number = 0;
+  for (const std::vector<const char*>& unknown : storages) {
+    Machine maker(share, "cat");
+    for (const char* call : unknown) ASSERT_EQ(maker.ask("refuse "s + call), "yes");
+    const std::string name = "Lobby" + std::to_string(++number), list = name + "/DefNetDrive.txt";
+    EXPECT_EQ(maker.ask("create " + name), "yes");
+    EXPECT_EQ(share.read(list), share.path(name) + "/Media");
+
+    const std::string shared = "Shared" + std::to_string(number);
+    share.makeFolder(shared + "/media");
+    ASSERT_EQ(maker.ask("freeze-before write .tmp"), "yes");
+    maker.tell("create " + shared + "/Alpha");
+    maker.awaitStop();
+    ASSERT_EQ(ben.ask("enter " + shared + "/Alpha"), "yes");
+    ASSERT_EQ(ben.ask("add-location " + share.path(shared + "/media")), "yes");
+    maker.resume();
+    EXPECT_EQ(maker.answer(), "yes");
+    EXPECT_THAT(
+        lines(shared + "/Alpha/DefNetDrive.txt"),
+        testing::ElementsAre(share.path(shared + "/media"), share.path(shared + "/Alpha/Media")));
+    EXPECT_THAT(temporaries(name), testing::IsEmpty());
+    EXPECT_THAT(temporaries(shared + "/Alpha"), testing::IsEmpty());
+    EXPECT_EQ(ben.ask("leave"), "yes");
+  }
+}
+
+TEST_P(LobbiesTest, MachineThatDiesWhileItMakesTheListLeavesNoneOrTheWhole) {
+  struct Row {
+    const char* point;
+    bool made;
+  };
+  share.makeFolder("media/day1");
+  int number = 0;
+  for (const Row row :
+       {Row{"write .tmp", false}, Row{"fsync .tmp", false}, Row{"link DefNetDrive.txt", false},
+        Row{"unlink .tmp", true}, Row{"unlink .DefNetDrive.txt.lk", true}}) {
+    SCOPED_TRACE(row.point);
+    const std::string name = "Lobby" + std::to_string(++number);
+    Machine maker(share, "cat");
+    ASSERT_EQ(maker.ask("freeze-before "s + row.point), "yes");
+    maker.tell("create " + name);
+    maker.awaitStop();
+    maker.crash();
+    const std::string list = name + "/DefNetDrive.txt", own = share.path(name) + "/Media";
+    EXPECT_EQ(share.read(list), row.made ? std::optional(own) : std::nullopt);
+
+    // What it left keeps nobody from writing the list.
+    EXPECT_EQ(ben.ask("enter " + name), "yes");
+    EXPECT_EQ(ben.ask("add-location " + share.path("media/day1")), "yes");
+    std::vector<std::string> expected{share.path("media/day1")};
+    if (row.made) expected.insert(expected.begin(), own);
+    EXPECT_EQ(lines(list), expected);
+    EXPECT_EQ(ben.ask("leave"), "yes");
+  }
 }
 
 TEST_P(LobbiesTest, MachineThatDiesWhileItMakesALobbyLeavesAFolderThatIsNone) {

@@ -6,14 +6,17 @@
 // projects base directory, other paths are whole.
 #include <dlfcn.h>
 #include <signal.h>
+#include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <functional>
 #include <iostream>
 #include <map>
+#include <set>
 #include <string>
 
 #include "host/files/lock_file.h"
@@ -32,6 +35,22 @@ void freezeBefore(const std::string& call, const std::string& path) {
   if (call != frozenCall || !path.ends_with(frozenEnding)) return;
   frozenCall.clear();
   raise(SIGSTOP);
+}
+
+void freezeBefore(const std::string& call, int file) {
+  if (call != frozenCall) return;
+  std::error_code ignored;
+  freezeBefore(call,
+               std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file), ignored));
+}
+
+// The system calls that this machine's storage does not know.
+std::set<std::string> refusedCalls;
+
+bool refused(const std::string& call) {
+  if (!refusedCalls.contains(call)) return false;
+  errno = EOPNOTSUPP;
+  return true;
 }
 
 template <typename Function>
@@ -62,13 +81,34 @@ MISCDISC_EXPORT int mkdir(const char* path, mode_t mode) noexcept {
   return real(path, mode);
 }
 
+MISCDISC_EXPORT int rename(const char* from, const char* to) noexcept {
+  static auto* const real = next<int(const char*, const char*)>("rename");
+  freezeBefore("rename", to);
+  return real(from, to);
+}
+
+MISCDISC_EXPORT int renameat2(int fromFolder, const char* from, int toFolder, const char* to,
+                              unsigned flags) noexcept {
+  static auto* const real = next<int(int, const char*, int, const char*, unsigned)>("renameat2");
+  freezeBefore("renameat2", to);
+  return refused("renameat2") ? -1 : real(fromFolder, from, toFolder, to, flags);
+}
+
+MISCDISC_EXPORT int link(const char* from, const char* to) noexcept {
+  static auto* const real = next<int(const char*, const char*)>("link");
+  freezeBefore("link", to);
+  return refused("link") ? -1 : real(from, to);
+}
+
+MISCDISC_EXPORT int fsync(int file) {
+  static auto* const real = next<int(int)>("fsync");
+  freezeBefore("fsync", file);
+  return real(file);
+}
+
 MISCDISC_EXPORT ssize_t write(int file, const void* bytes, size_t count) {
   static auto* const real = next<ssize_t(int, const void*, size_t)>("write");
-  if (frozenCall == "write") {
-    std::error_code ignored;
-    freezeBefore("write",
-                 std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file), ignored));
-  }
+  freezeBefore("write", file);
   return real(file, bytes, count);
 }
 
@@ -203,6 +243,11 @@ const std::map<std::string, std::function<std::string(Text)>> kCommands{
     {"others", [](Text) { return areOthersHere(); }},
     {"state", stateOfLock},
     {"freeze-before", freeze},
+    {"refuse",
+     [](Text call) {
+       refusedCalls.insert(call);
+       return answer(true);
+     }},
 };
 
 }  // namespace

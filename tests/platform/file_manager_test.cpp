@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "miscdisc/platform/os.h"
+#include "miscdisc/platform/paths.h"
 #include "miscdisc/platform/project_folders.h"
 #include "tests/platform/ground.h"
 
@@ -22,6 +23,7 @@ class FileManagerTest : public testing::Test {
   Qx::Ptr<iFile> login(const WString& file) { return files.open(file, 2, 3, 4, 32); }
   Qx::Ptr<iFile> probe(const WString& file) { return files.open(file, 2, 1, 0, 32); }
   Qx::Ptr<iFile> writeInfo(const WString& file) { return files.open(file, 2, 3, 4, 0); }
+  Qx::Ptr<iFile> newList(const WString& file) { return files.open(file, 1, 2, 1, 0); }
   Qx::Ptr<iFile> readOnly(const WString& file) { return files.open(file, 0, 0, 1, 0); }
 
   void write(const WString& name, const String& text) {
@@ -49,6 +51,7 @@ class FileManagerTest : public testing::Test {
   const WString folder = ground::folder();
   const WString path = folder + L"Room 1.lck";
   const WString info = path + L".inf";
+  const WString list = folder + L"list.txt";
 };
 
 TEST_F(FileManagerTest, SeparatorIsASlash) { EXPECT_EQ(files.getPathSeparator(), L'/'); }
@@ -162,12 +165,93 @@ TEST_F(FileManagerTest, CreationValuesMakeKeepAndTruncate) {
 }
 
 TEST_F(FileManagerTest, WritesFollowEachOther) {
-  const Qx::Ptr<iFile> file = files.open(path, 1, 2, 1, 0);
+  for (const unsigned creation : {0u, 4u}) {
+    SCOPED_TRACE(creation);
+    ground::writeFile(path, "");
+    const Qx::Ptr<iFile> file = files.open(path, 1, 2, creation, 0);
+    ASSERT_TRUE(opened(file));
+    EXPECT_TRUE(file->write("/media/a", 8));
+    EXPECT_TRUE(file->write("\n", 1));
+    EXPECT_TRUE(file->write("", 0));
+    EXPECT_EQ(ground::readFile(path), "/media/a\n");
+  }
+}
+
+TEST_F(FileManagerTest, NewListAppearsWholeWhenItIsClosed) {
+  Qx::Ptr<iFile> file = newList(list);
   ASSERT_TRUE(opened(file));
+  EXPECT_EQ(file->size(), 0);
   EXPECT_TRUE(file->write("/media/a", 8));
-  EXPECT_TRUE(file->write("\n", 1));
-  EXPECT_TRUE(file->write("", 0));
-  EXPECT_EQ(ground::readFile(path), "/media/a\n");
+  EXPECT_TRUE(file->write("\n/media/b", 9));
+  EXPECT_EQ(file->size(), 17);
+  char byte;
+  EXPECT_EQ(file->read(&byte, 1), 0u);
+  EXPECT_EQ(ground::readFile(list), std::nullopt);
+  EXPECT_EQ(namesOf(folder + L"*"), std::vector<WString>());
+
+  file = nullptr;
+  EXPECT_EQ(ground::readFile(list), "/media/a\n/media/b");
+  EXPECT_EQ(namesOf(folder + L"*"), std::vector<WString>{L"list.txt"});
+}
+
+TEST_F(FileManagerTest, NewListWithoutAWordIsEmpty) {
+  newList(list) = nullptr;
+  EXPECT_EQ(ground::readFile(list), "");
+}
+
+TEST_F(FileManagerTest, ListThatCameMeanwhileGetsTheLinesThatItLacks) {
+  struct Row {
+    const char *theirs, *ours, *both;
+  };
+  for (const Row row : {Row{"/media/a\n", "/media/b", "/media/a\n/media/b\n"},
+                        Row{"/media/a", "/media/b\n/media/c\n", "/media/a\n/media/b\n/media/c\n"},
+                        Row{"/media/a\n/media/b\n", "/media/b", "/media/a\n/media/b\n"},
+                        Row{"/media/bb\n", "/media/b", "/media/bb\n/media/b\n"},
+                        Row{"", "/media/b", "/media/b\n"}, Row{"/media/a\n", "", "/media/a\n"}}) {
+    SCOPED_TRACE(testing::Message() << row.theirs << " and " << row.ours);
+    ground::removeFile(list);
+    Qx::Ptr<iFile> file = newList(list);
+    ASSERT_TRUE(opened(file));
+    EXPECT_TRUE(file->write(row.ours, std::string(row.ours).size()));
+    ground::writeFile(list, row.theirs);
+    file = nullptr;
+    EXPECT_EQ(ground::readFile(list), row.both);
+  }
+}
+
+TEST_F(FileManagerTest, ListThatIsThereAlreadyGetsTheLinesThatItLacks) {
+  ground::writeFile(list, "/media/a\n");
+  Qx::Ptr<iFile> file = newList(list);
+  ASSERT_TRUE(opened(file));
+  EXPECT_TRUE(file->write("/media/b", 8));
+  EXPECT_EQ(ground::readFile(list), "/media/a\n");
+  file = nullptr;
+  EXPECT_EQ(ground::readFile(list), "/media/a\n/media/b\n");
+}
+
+TEST_F(FileManagerTest, OfTwoNewListsTheSecondToCloseAddsItsLines) {
+  Qx::Ptr<iFile> one = newList(list), other = newList(list);
+  EXPECT_TRUE(one->write("/media/a", 8));
+  EXPECT_TRUE(other->write("/media/b", 8));
+  other = nullptr;
+  EXPECT_EQ(ground::readFile(list), "/media/b");
+  one = nullptr;
+  EXPECT_EQ(ground::readFile(list), "/media/b\n/media/a\n");
+  EXPECT_EQ(namesOf(folder + L"*"), std::vector<WString>{L"list.txt"});
+}
+
+TEST_F(FileManagerTest, NewListFailsAtOnceWhereThereIsNoFolder) {
+  EXPECT_FALSE(opened(newList(folder + L"missing/list.txt")));
+}
+
+TEST_F(FileManagerTest, NewListOfAFolderThatIsDeletedMeanwhileAppearsNowhere) {
+  ground::makeFolder(folder + L"Alpha");
+  Qx::Ptr<iFile> file = newList(folder + L"Alpha/list.txt");
+  ASSERT_TRUE(opened(file));
+  EXPECT_TRUE(deleteDirectory(folder + L"Alpha"));
+  file = nullptr;
+  EXPECT_EQ(ground::readFile(folder + L"Alpha/list.txt"), std::nullopt);
+  EXPECT_FALSE(files.directoryUsable(folder + L"Alpha"));
 }
 
 TEST_F(FileManagerTest, LoginOfTheSameUserWorksTwice) {
