@@ -156,6 +156,10 @@ class LockTable {
   Removal removeLock(const std::string& path, const Folder& folder, const LockName& name);
   Removal removeInformation(const std::string& path, const Folder& folder, const LockName& lock);
 
+  // Has the lock of that path for a moment, made if asked to, and unlinks meanwhile.
+  Removal underLock(const std::string& path, const Folder& folder, bool create,
+                    const std::function<void(bool created)>& unlinkFiles);
+
   std::map<LockName, std::shared_ptr<HeldLock>> held_;
   // The locks of rememberLock(): as they were written, since their folder may be made, or made
   // anew, between two uses; and by their place, which other ways to the folder lead to as well.
@@ -355,22 +359,10 @@ Removal LockTable::removeLock(const std::string& path, const Folder& folder, con
   }
   if (!locksWork(folder)) return Removal::kLeft;
 
-  const bool anchor = anchored(folder);
-  const off_t byte = byteOf(name.name);
-  int error = 0;
-  if (anchor && !lockByte(folder, byte, LockKind::kExclusive, error)) return Removal::kLeft;
-  FileId id;
-  bool created = false;
-  Descriptor file = openLocked(path, folder, LockKind::kExclusive, false, id, created, error);
-  const bool ours = bool(file);
-  if (ours) {
-    if (anchor) file.close();  // see removeHeld
+  return underLock(path, folder, false, [&](bool) {
     if (informed_.erase(name) > 0) unlink((path + kInfoEnding).c_str());
     unlink(path.c_str());
-    file.close();
-  }
-  if (anchor) unlockByte(folder.id, byte);
-  return ours ? Removal::kRemoved : Removal::kLeft;
+  });
 }
 
 Removal LockTable::removeInformation(const std::string& path, const Folder& folder,
@@ -385,18 +377,25 @@ Removal LockTable::removeInformation(const std::string& path, const Folder& fold
   if (!written || !locksWork(folder)) return Removal::kLeft;
 
   const std::string lockPath = folder.path + "/" + lock.name;
+  return underLock(lockPath, folder, true, [&](bool lockCreated) {
+    unlink(path.c_str());
+    if (lockCreated) unlink(lockPath.c_str());
+  });
+}
+
+Removal LockTable::underLock(const std::string& path, const Folder& folder, bool create,
+                             const std::function<void(bool created)>& unlinkFiles) {
   const bool anchor = anchored(folder);
-  const off_t byte = byteOf(lock.name);
+  const off_t byte = byteOf(lastComponent(path));
   int error = 0;
   if (anchor && !lockByte(folder, byte, LockKind::kExclusive, error)) return Removal::kLeft;
   FileId id;
   bool created = false;
-  Descriptor file = openLocked(lockPath, folder, LockKind::kExclusive, true, id, created, error);
+  Descriptor file = openLocked(path, folder, LockKind::kExclusive, create, id, created, error);
   const bool ours = bool(file);
   if (ours) {
-    if (anchor) file.close();
-    unlink(path.c_str());
-    if (created) unlink(lockPath.c_str());
+    if (anchor) file.close();  // see removeHeld
+    unlinkFiles(created);
     file.close();
   }
   if (anchor) unlockByte(folder.id, byte);
