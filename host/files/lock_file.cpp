@@ -44,15 +44,27 @@ constexpr char kInfoEnding[] = ".inf";
 // A lock that is refused this often because its file was replaced each time counts as held.
 constexpr int kMostReplacements = 200;
 
-bool setLock(int descriptor, short type, off_t byte) {
+struct flock oneByte(short type, off_t byte) {
   struct flock lock = {};
   lock.l_type = type;
   lock.l_whence = SEEK_SET;
   lock.l_start = byte;
   lock.l_len = 1;
+  return lock;
+}
+
+bool setLock(int descriptor, short type, off_t byte) {
+  struct flock lock = oneByte(type, byte);
   if (fcntl(descriptor, F_OFD_SETLK, &lock) == 0) return true;
   if (errno == EACCES) errno = EAGAIN;  // SMB says it that way
   return false;
+}
+
+// Whether others hold the byte, through whatever descriptor but this one.  Takes nothing.
+LockState stateOfByte(int descriptor, off_t byte) {
+  struct flock lock = oneByte(F_WRLCK, byte);
+  if (fcntl(descriptor, F_OFD_GETLK, &lock) != 0) return LockState::kUnknown;
+  return lock.l_type == F_UNLCK ? LockState::kFree : LockState::kHeld;
 }
 
 short lockType(LockKind kind) { return kind == LockKind::kShared ? F_RDLCK : F_WRLCK; }
@@ -79,26 +91,36 @@ bool passing(int error) {
   return error == ENOENT || error == ESTALE || error == EEXIST || error == EBUSY;
 }
 
+struct LockedFile {
+  Descriptor file;  // none: refused
+  FileId id;
+  bool created = false;
+  bool joined = false;  // others share the lock since before
+};
+
 // Opens, makes if asked to, locks, and proves that what was locked still carries the name: a
 // holder deletes its file while it holds it, and whoever waits for that file must not take the
 // lock of a file that has no name any more.
-Descriptor openLocked(const std::string& path, const Folder& folder, LockKind kind, bool create,
-                      FileId& id, bool& created, int& error) {
+LockedFile openLocked(const std::string& path, const Folder& folder, LockKind kind, bool create,
+                      int& error) {
   for (int attempt = 0; attempt < kMostReplacements; ++attempt) {
-    created = false;
-    Descriptor file = openExisting(path, O_RDWR);
-    if (!file && errno == ENOENT && create) {
-      file = createNew(path, O_RDWR, folder);
-      created = bool(file);
+    LockedFile locked;
+    locked.file = openExisting(path, O_RDWR);
+    if (!locked.file && errno == ENOENT && create) {
+      locked.file = createNew(path, O_RDWR, folder);
+      locked.created = bool(locked.file);
     }
-    if (!file) {
+    if (!locked.file) {
       error = errno;
       if (passing(error) && create) continue;
       if (error == ESTALE || error == EBUSY) continue;
       return {};
     }
     while (true) {
-      if (!setLock(file.number(), lockType(kind), 0)) {
+      // Asked before: of two that come at once, the first one then knows that it is the first.
+      locked.joined = kind == LockKind::kShared && !locked.created &&
+                      stateOfByte(locked.file.number(), 0) != LockState::kFree;
+      if (!setLock(locked.file.number(), lockType(kind), 0)) {
         error = errno;
         return {};
       }
@@ -106,10 +128,10 @@ Descriptor openLocked(const std::string& path, const Folder& folder, LockKind ki
       // A client's cache answers a question for the name; a wish to create it goes to the server.
       Descriptor successor = createNew(path, O_RDWR, folder);
       if (!successor) break;
-      file = std::move(successor);
-      created = true;
+      locked.file = std::move(successor);
+      locked.created = true;
     }
-    if (carriesName(path, file, id)) return file;
+    if (carriesName(path, locked.file, locked.id)) return locked;
   }
   error = EAGAIN;
   return {};
@@ -288,14 +310,15 @@ std::shared_ptr<HeldLock> LockTable::take(const std::string& path, LockKind kind
     byte = byteOf(name.name);
     if (!lockByte(*folder, *byte, kind, error)) return nullptr;
   }
-  FileId id;
-  bool created = false;
-  Descriptor file = openLocked(path, *folder, kind, true, id, created, error);
-  if (!file) {
+  LockedFile locked = openLocked(path, *folder, kind, true, error);
+  if (!locked.file) {
     if (byte) unlockByte(folder->id, *byte);
     return nullptr;
   }
-  auto lock = std::make_shared<HeldLock>(HeldLock{name, path, kind, std::move(file), id, byte});
+  // Somebody left it who does not hold it any more: from now on its time says since when we do.
+  if (!locked.created && !locked.joined) futimens(locked.file.number(), nullptr);
+  auto lock = std::make_shared<HeldLock>(
+      HeldLock{name, path, kind, std::move(locked.file), locked.id, byte});
   held_[name] = lock;
   return lock;
 }
@@ -389,14 +412,12 @@ Removal LockTable::underLock(const std::string& path, const Folder& folder, bool
   const off_t byte = byteOf(lastComponent(path));
   int error = 0;
   if (anchor && !lockByte(folder, byte, LockKind::kExclusive, error)) return Removal::kLeft;
-  FileId id;
-  bool created = false;
-  Descriptor file = openLocked(path, folder, LockKind::kExclusive, create, id, created, error);
-  const bool ours = bool(file);
+  LockedFile locked = openLocked(path, folder, LockKind::kExclusive, create, error);
+  const bool ours = bool(locked.file);
   if (ours) {
-    if (anchor) file.close();  // see removeHeld
-    unlinkFiles(created);
-    file.close();
+    if (anchor) locked.file.close();  // see removeHeld
+    unlinkFiles(locked.created);
+    locked.file.close();
   }
   if (anchor) unlockByte(folder.id, byte);
   return ours ? Removal::kRemoved : Removal::kLeft;

@@ -11,6 +11,9 @@
 // A child made by fork holds nothing: its copies of the descriptors are closed before fork
 // returns, or the parent's locks would last as long as the child.
 //
+// The modification time of a lock file, by the storage's clock, says since when it is held: it is
+// set when the lock is taken, and of a shared one by the first who takes it.
+//
 // From any thread; one attempt at a time in a process.  Paths are native bytes.
 #pragma once
 

@@ -104,6 +104,8 @@ class LockFileTest : public testing::Test {
   static void repeatedRemoveAfterARemoval(const WString& file);
   static void repeatedRemoveOfALogin(const WString& file);
   static void removeAfterAProbe(const WString& file);
+  static void timeOfALeftover(const WString& file, File (*take)(const WString&));
+  static void timeOfASharedLogin(const WString& file);
 
   static String native(const WString& path) { return Qx::UTF8FromWString(path); }
   static bool there(const WString& path) { return fs::exists(fs::symlink_status(native(path))); }
@@ -112,6 +114,18 @@ class LockFileTest : public testing::Test {
     struct stat status = {};
     EXPECT_EQ(stat(native(path).c_str(), &status), 0);
     return status.st_mode & 07777;
+  }
+
+  // Of its last modification, in nanoseconds.
+  static int64_t timeOf(const WString& path) {
+    struct stat status = {};
+    EXPECT_EQ(stat(native(path).c_str(), &status), 0);
+    return status.st_mtim.tv_sec * 1'000'000'000 + status.st_mtim.tv_nsec;
+  }
+
+  static void setTime(const WString& path, time_t seconds) {
+    const timespec times[2] = {{seconds, 0}, {seconds, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, native(path).c_str(), times, 0), 0);
   }
 
   const WString folder = ground::folder();
@@ -246,6 +260,40 @@ void LockFileTest::removeAfterAProbe(const WString& file) {
   EXPECT_TRUE(there(file));
   EXPECT_EQ(ground::readFile(file + L".inf"), "bert");
   EXPECT_FALSE(opened(lock(file)));
+}
+
+void LockFileTest::timeOfALeftover(const WString& file, File (*take)(const WString&)) {
+  ground::writeFile(file, "");
+  setTime(file, 1);
+  ground::writeFile(file + L".before", "");
+  const File held = take(file);
+  ASSERT_TRUE(opened(held));
+  EXPECT_GE(timeOf(file), timeOf(file + L".before"));
+
+  setTime(file, 1);
+  EXPECT_FALSE(elsewhere([&] { return opened(lock(file)); }));
+  EXPECT_EQ(timeOf(file), 1'000'000'000);
+}
+
+void LockFileTest::timeOfASharedLogin(const WString& file) {
+  Machine other([&] { return keep(login(file)); });
+  ASSERT_TRUE(other.worked);
+  setTime(file, 1);
+  login(file) = nullptr;
+  EXPECT_EQ(timeOf(file), 1'000'000'000);
+  other.crash();
+  EXPECT_TRUE(opened(login(file)));  // this process has held it all the time
+  EXPECT_EQ(timeOf(file), 1'000'000'000);
+}
+
+TEST_F(LockFileTest, LockOfALeftoverIsHeldSinceItWasTaken) { timeOfALeftover(path, lock); }
+
+TEST_F(LockFileTest, LoginOfALeftoverIsHeldSinceItWasTaken) {
+  timeOfALeftover(folder + L"anna.cli", login);
+}
+
+TEST_F(LockFileTest, LoginIsHeldSinceTheFirstOfItsUser) {
+  timeOfASharedLogin(folder + L"anna.cli");
 }
 
 TEST_F(LockFileTest, RefusedLockIsLeftByEveryRemove) { repeatedRemoveOfARefusedLock(path); }
@@ -589,6 +637,18 @@ TEST_F(RemoteLockTest, NextHolderIsLeftByEveryRemove) {
 
 TEST_F(RemoteLockTest, OtherLoginIsLeftByEveryRemove) {
   repeatedRemoveOfALogin(remote + L"anna.cli");
+}
+
+TEST_F(RemoteLockTest, LockOfALeftoverIsHeldSinceItWasTaken) {
+  timeOfALeftover(remote + L"Lock", lock);
+}
+
+TEST_F(RemoteLockTest, LoginOfALeftoverIsHeldSinceItWasTaken) {
+  timeOfALeftover(remote + L"anna.cli", login);
+}
+
+TEST_F(RemoteLockTest, LoginIsHeldSinceTheFirstOfItsUser) {
+  timeOfASharedLogin(remote + L"anna.cli");
 }
 
 TEST_F(RemoteLockTest, ProbedLockIsLeftByRemove) { removeAfterAProbe(remote + L"Lock"); }
