@@ -174,6 +174,10 @@ class LockTable {
   void unlockByte(const FileId& folder, off_t byte);
   bool anchored(const Folder& folder) const;
 
+  // Of a lock whose file is free: a remover has closed that by the time it deletes it, and has
+  // only the byte.
+  LockState stateInLockspace(const Folder& folder, off_t byte) const;
+
   bool remembered(const std::string& path, const LockName& name) const;
   Removal removeLock(const std::string& path, const Folder& folder, const LockName& name);
   Removal removeInformation(const std::string& path, const Folder& folder, const LockName& lock);
@@ -431,12 +435,18 @@ LockState LockTable::state(const std::string& path) {
   if (!file) return errno == ENOENT ? LockState::kMissing : LockState::kUnknown;
   if (mountFacts(folder->path, folder->id.device).locksStayLocal) return LockState::kUnknown;
 
-  struct flock lock = {};
-  lock.l_type = F_WRLCK;
-  lock.l_whence = SEEK_SET;
-  lock.l_len = 1;
-  if (fcntl(file.number(), F_OFD_GETLK, &lock) != 0) return LockState::kUnknown;
-  return lock.l_type == F_UNLCK ? LockState::kFree : LockState::kHeld;
+  const LockState ofFile = stateOfByte(file.number(), 0);
+  if (ofFile != LockState::kFree) return ofFile;
+  return stateInLockspace(*folder, byteOf(lastComponent(path)));
+}
+
+LockState LockTable::stateInLockspace(const Folder& folder, off_t byte) const {
+  // Our own descriptor, for closing another one would drop what we hold by it on SMB.
+  const auto own = anchors_.find(folder.id);
+  if (own != anchors_.end()) return stateOfByte(own->second.file.number(), byte);
+  const Descriptor anchor = openExisting(folder.path + "/" + kAnchorName, O_RDONLY);
+  if (!anchor) return errno == ENOENT ? LockState::kFree : LockState::kUnknown;
+  return stateOfByte(anchor.number(), byte);
 }
 
 FileLock::FileLock() = default;

@@ -77,7 +77,8 @@ enum class Removal {
 };
 Removal removeGuarded(const std::string& path);
 
-// Whether somebody holds a lock.  Takes nothing, so that asking never makes a Lock fail.
+// Whether somebody holds a lock, or is just removing it.  Takes nothing and makes nothing, so that
+// asking never makes a Lock fail.
 enum class LockState { kMissing, kFree, kHeld, kUnknown };
 MISCDISC_EXPORT LockState lockState(const std::string& path);
 

@@ -683,6 +683,36 @@ TEST_F(RemoteLockTest, LockspaceIsClosedWithItsLastLock) {
   }
 }
 
+TEST_F(RemoteLockTest, AskingTakesNothingAndMakesNoLockspace) {
+  ground::writeFile(remote + L"Lock", "");
+  EXPECT_EQ(host::lockState(native(remote + L"Lock")), host::LockState::kFree);
+  EXPECT_FALSE(there(anchor));
+}
+
+TEST_F(RemoteLockTest, LockIsHeldWhileOnlyItsByteIs) {
+  const Machine other([&] { return keep(lock(remote + L"Lock")); });
+  ASSERT_TRUE(other.worked);
+  fs::remove(native(remote + L"Lock"));
+  EXPECT_EQ(host::lockState(native(remote + L"Lock")), host::LockState::kMissing);
+  ground::writeFile(remote + L"Lock", "");
+  EXPECT_EQ(host::lockState(native(remote + L"Lock")), host::LockState::kHeld);
+  ground::writeFile(remote + L"Other", "");
+  EXPECT_EQ(host::lockState(native(remote + L"Other")), host::LockState::kFree);
+
+  // The same through the descriptor of a lock of our own, whose byte is no answer.
+  const File own = lock(remote + L"Other");
+  EXPECT_EQ(host::lockState(native(remote + L"Lock")), host::LockState::kHeld);
+  EXPECT_EQ(host::lockState(native(remote + L"Other")), host::LockState::kHeld);
+  ground::writeFile(remote + L"Third", "");
+  EXPECT_EQ(host::lockState(native(remote + L"Third")), host::LockState::kFree);
+}
+
+TEST_F(RemoteLockTest, WhatTheLockspaceDoesNotTellIsUnknown) {
+  ground::writeFile(remote + L"Lock", "");
+  fs::create_symlink("/etc/passwd", native(anchor));
+  EXPECT_EQ(host::lockState(native(remote + L"Lock")), host::LockState::kUnknown);
+}
+
 TEST_F(RemoteLockTest, LinkAsLockspaceIsRefused) {
   fs::create_symlink("/etc/passwd", native(anchor));
   EXPECT_FALSE(opened(lock(remote + L"Lock")));

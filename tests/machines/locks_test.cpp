@@ -117,8 +117,10 @@ TEST_P(LocksTest, NameIsGoneBeforeTheLockIsFree) {
   ann.awaitStop();
   EXPECT_EQ(ben.ask("project-owner P0001000"), "");
   EXPECT_EQ(ben.ask("lock-project P0001000"), "no");
+  EXPECT_EQ(state("Alpha/P0001000/Lock"), "held");
 
   ann.crash();
+  EXPECT_EQ(state("Alpha/P0001000/Lock"), "free");
   EXPECT_EQ(ben.ask("lock-project P0001000"), "yes");
   EXPECT_EQ(ben.ask("project-owner P0001000"), "ben");
 }
