@@ -1,18 +1,14 @@
 // What the drives cost: starting over 26 lettered volumes and 200 media locations, and measuring
 // all of them again, against the bare system calls for the same folders, in turn.
-#include <dirent.h>
-#include <fcntl.h>
-#include <sys/statvfs.h>
-#include <unistd.h>
+#include <stdlib.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
 
+#include "bench/drive_folders.h"
 #include "bench/timing.h"
 #include "miscdisc/media/disk_manager.h"
 #include "miscdisc/platform/fsys.h"
@@ -38,9 +34,7 @@ Drives makeDrives(const std::string& home) {
   config << "[volumes]\ndiscover = false\n";
   for (int i = 0; i < kLetters + kLocations; ++i) {
     const std::string folder = home + "/drive" + std::to_string(i);
-    std::filesystem::create_directories(folder + "/Material");
-    std::filesystem::create_directory(folder + "/Sound");
-    std::ofstream(folder + "/Material/MediaSpaceInfo.txt") << "name=Drive " << i << '\n';
+    makeDriveFolder(folder, "Drive " + std::to_string(i));
     if (i < kLetters) {
       config << static_cast<char>('A' + i) << " = '" << folder << "'\n";
     } else {
@@ -59,33 +53,9 @@ bool start(const Drives& drives) {
   return DiskManager::get_drive(kLetters + kLocations - 1) != nullptr;
 }
 
-bool measure(const std::string& folder) {
-  struct statvfs space;
-  return statvfs(folder.c_str(), &space) == 0;
-}
-
-bool readFile(const std::string& path) {
-  char bytes[4096];
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  const bool got = file >= 0 && read(file, bytes, sizeof bytes) > 0;
-  close(file);
-  return got;
-}
-
-bool list(const std::string& path) {
-  DIR* folder = opendir(path.c_str());
-  if (!folder) return false;
-  while (readdir(folder)) {
-  }
-  return closedir(folder) == 0;
-}
-
 bool bareStart(const Drives& drives) {
-  return readFile(drives.list) &&
-         std::all_of(drives.folders.begin(), drives.folders.end(), [](const auto& folder) {
-           return measure(folder) && readFile(folder + "/Material/MediaSpaceInfo.txt") &&
-                  list(folder + "/Material") && list(folder + "/Sound");
-         });
+  return bare::readFile(drives.list) &&
+         std::all_of(drives.folders.begin(), drives.folders.end(), bare::meetDrive);
 }
 
 template <typename Ours, typename Bare>
@@ -95,8 +65,7 @@ void compare(const char* name, int rounds, Ours ours, Bare bare) {
     ourTimes.push_back(microseconds(ours));
     bareTimes.push_back(microseconds(bare));
   }
-  const double our = median(ourTimes), system = median(bareTimes);
-  std::printf("%-34s %8.0f us %8.0f us %8.2f\n", name, our, system, our / system);
+  printRatio(name, ourTimes, bareTimes);
 }
 
 }  // namespace
@@ -107,7 +76,7 @@ int main() {
   setenv("MISCDISC_HOME", home.c_str(), 1);
   const Drives drives = makeDrives(home);
 
-  std::printf("%-34s %11s %11s %8s\n", "measure", "ours", "bare", "ratio");
+  printRatioHeading();
   compare(
       "start over 26 + 200 volumes", kStarts, [&] { return start(drives); },
       [&] { return bareStart(drives); });
@@ -117,6 +86,6 @@ int main() {
         DiskManager::update_drives();
         return true;
       },
-      [&] { return std::all_of(drives.folders.begin(), drives.folders.end(), measure); });
+      [&] { return std::all_of(drives.folders.begin(), drives.folders.end(), bare::measure); });
   std::filesystem::remove_all(home);
 }

@@ -1,4 +1,4 @@
-// What every benchmark needs: the time of some work, and the middle of many.
+// What every benchmark needs: the time of some work, the middle of many, and a row of a table.
 #pragma once
 
 #include <algorithm>
@@ -24,4 +24,14 @@ inline double median(std::vector<double> values) {  // REQUIRES: not empty
   const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
   std::nth_element(values.begin(), middle, values.end());
   return *middle;
+}
+
+inline void printRatioHeading() {
+  std::printf("%-34s %11s %11s %8s\n", "measure", "ours", "bare", "ratio");
+}
+
+inline void printRatio(const char* name, const std::vector<double>& ourTimes,
+                       const std::vector<double>& bareTimes) {
+  const double ours = median(ourTimes), bare = median(bareTimes);
+  std::printf("%-34s %8.0f us %8.0f us %8.2f\n", name, ours, bare, ours / bare);
 }
