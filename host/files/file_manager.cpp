@@ -369,4 +369,6 @@ std::string lastOpenFailure() {
          std::strerror(lastFailure.error);
 }
 
+int lastOpenError() { return lastFailure.error; }
+
 }  // namespace host

@@ -11,6 +11,10 @@ namespace host {
 iFileManager& fileManager();
 
 // Why the last open of this thread failed, and of what: "PATH: Permission denied".
-std::string lastOpenFailure();
+MISCDISC_EXPORT std::string lastOpenFailure();
+
+// The same as a number of the system: EAGAIN when somebody else holds the lock, ENOLCK where locks
+// exclude no other machine.
+MISCDISC_EXPORT int lastOpenError();
 
 }  // namespace host

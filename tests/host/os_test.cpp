@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -17,6 +18,7 @@
 #include <limits>
 #include <new>
 
+#include "host/files/file_manager.h"
 #include "miscdisc/platform/os.h"
 #include "miscdisc/platform/paths.h"
 #include "tests/host/configure.h"
@@ -158,6 +160,7 @@ TEST(OsTest, ThereIsNoMessenger) {
 
 TEST(OsTest, FailureReportNamesTheFileAndTheCause) {
   OS()->fileManager().open(L"/no/such/Lock", 2, 3, 0, 32);
+  EXPECT_EQ(host::lastOpenError(), ENOENT);
   OS()->reportFailure();
   const WString log = Qx::WStringFromUTF8(ground::home() + "miscdisc.log");
   EXPECT_THAT(ground::readFile(log).value_or(""),
