@@ -16,6 +16,11 @@ void addCache(CLI::App& app, Context& context, Command& chosen);
 void addDrives(CLI::App& app, Context& context, Command& chosen);
 void addConfig(CLI::App& app, Context& context, Command& chosen);
 void addVersion(CLI::App& app, Context& context, Command& chosen);
+// What it runs is not among the options: see main.
+void addWith(CLI::App& app, Context& context, Command& chosen,
+             const std::vector<std::string>& command);
+void addHold(CLI::App& app, Context& context, Command& chosen);
+void addRoomGo(CLI::App& room, Context& context, Command& chosen);
 
 Exit showStatus(Context& context);  // what a bare "miscdisc" does
 

@@ -50,6 +50,7 @@ class Output {
   Output();
 
   bool onTerminal() const { return terminal_; }
+  int descriptor() const { return descriptor_; }  // for a program that prints data of its own
   // Bars, aligned columns and units are for people.
   bool forPeople(const Options& options) const { return terminal_ && !options.plain; }
   bool colored(const Options& options) const;

@@ -1,37 +1,20 @@
 // The command miscdisc.
 //
-// Every command here only looks, but for "config set", "cache dump" and those of "drives" that say
-// what they changed: it logs nobody in, takes and probes no lock, and leaves nothing on the disk
-// but lines in the log.
-#include <signal.h>
-#include <unistd.h>
-
+// Every command here only looks, but for "config set", "cache dump", those of "drives" that say
+// what they changed, and those that hold a lobby, a room or a project: it logs nobody in, takes and
+// probes no lock, and leaves nothing on the disk but lines in the log.
+#include <algorithm>
+#include <cstdlib>
 #include <sstream>
 
 #include "console/commands.h"
+#include "console/holding.h"
+#include "console/program.h"
 #include "host/log.h"
 
 namespace {
 
 using namespace console;
-
-void interrupted(int) {
-  if (isatty(STDERR_FILENO)) {
-    static const char kClearLine[] = "\r\033[K";
-    [[maybe_unused]] const ssize_t w = write(STDERR_FILENO, kClearLine, sizeof kClearLine - 1);
-  }
-  _exit(kInterrupted);
-}
-
-void prepareSignals() {
-  signal(SIGPIPE, SIG_IGN);
-  signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a write that fails, and is reported
-  struct sigaction interrupt {};
-  sigaction(SIGINT, nullptr, &interrupt);
-  if (interrupt.sa_handler == SIG_IGN) return;  // whoever started us wants it so
-  interrupt.sa_handler = interrupted;
-  sigaction(SIGINT, &interrupt, nullptr);
-}
 
 void addGlobalOptions(CLI::App& app, Options& options) {
   app.add_flag("--json", options.json, "One JSON document on standard output");
@@ -60,6 +43,30 @@ Exit explain(const CLI::App& app, const CLI::ParseError& error, Output& output) 
   return kUsage;
 }
 
+// "with" runs what follows -- as it stands, so the options' library, which would take some words
+// apart, does not see it: it ends where this points to.
+char** commandOfWith(const CLI::App& app, char** argv, char** end) {
+  const auto isFamily = [&](const std::string& word) {
+    const auto named = [&](const CLI::App* family) { return family->check_name(word); };
+    return !app.get_subcommands(named).empty();
+  };
+  char** const family = std::find_if(argv, end, isFamily);
+  if (family == end || std::string(*family) != "with") return end;
+  return std::find(family, end, std::string("--"));
+}
+
+// For the commands that a holding command runs: they work in its lobby.
+bool enterLobbyOfEnvironment() {
+  const char* const name = std::getenv(kLobbyVariable);
+  if (!name) return true;
+  if (*name && !mayBeLobby(name)) {
+    complain(std::string("It is in the environment variable ") + kLobbyVariable);
+    return false;
+  }
+  layOverConfiguration(Qx::WStringFromUTF8(name));
+  return true;
+}
+
 Exit run(int argc, char** argv, Context& context) {
   CLI::App app("Looks after the places where media and projects are kept.", "miscdisc");
   app.fallthrough();
@@ -72,12 +79,22 @@ Exit run(int argc, char** argv, Context& context) {
   addDrives(app, context, chosen);
   addConfig(app, context, chosen);
   addVersion(app, context, chosen);
+  std::vector<std::string> command;
+  addWith(app, context, chosen, command);
+  addHold(app, context, chosen);
+  CLI::App* room = app.add_subcommand("room", "Rooms of the project space");
+  room->require_subcommand(1);
+  addRoomGo(*room, context, chosen);
+  char** const end = argv + argc;
+  char** const dashes = commandOfWith(app, argv + 1, end);
+  if (dashes != end) command.assign(dashes + 1, end);
   try {
-    app.parse(argc, argv);
+    app.parse(static_cast<int>(dashes - argv), argv);
   } catch (const CLI::ParseError& error) {
     return explain(app, error, context.output);
   }
   host::setVerbose(context.options.verbose);
+  if (!enterLobbyOfEnvironment()) return kUsage;
   return chosen();
 }
 

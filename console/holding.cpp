@@ -1,0 +1,271 @@
+#include "console/holding.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <future>
+#include <memory>
+#include <thread>
+
+#include "console/folders.h"
+#include "host/files/file_manager.h"
+#include "host/user_config.h"
+#include "host/volumes.h"
+#include "miscdisc/lobby/configuration_keys.h"
+#include "miscdisc/lobby/lobby_utils.h"
+#include "miscdisc/netshare/net_login.h"
+#include "miscdisc/netshare/project_share.h"
+#include "miscdisc/platform/config.h"
+#include "miscdisc/platform/os.h"
+#include "miscdisc/platform/paths.h"
+#include "miscdisc/platform/project_folders.h"
+
+namespace console {
+namespace {
+
+// A share that answered a moment ago is slow rather than dead for so long.
+constexpr std::chrono::milliseconds kPatience{10'000};
+
+bool isWithoutLocks(int error) { return error == ENOLCK || error == EOPNOTSUPP; }
+
+constexpr char kNoLocks[] =
+    "locks exclude no other machine there.  Mount it so that the server keeps the locks, or set "
+    "allow_local_only = true in section [locks] of config.toml and know that nobody is kept out";
+
+// The library.
+
+bool logIn(const WString& lobby) {
+  layOverConfiguration(lobby);
+  if (!LobbyUtils::setupQXProjDirectory()) return false;
+  return ProjectShare::indicateRoomChange(L"", {});  // marks the login as outside any room
+}
+
+bool leaveRooms() {
+  ProjectShare::indicateRoomChange(L"", {});
+  LobbyUtils::setRoomName(L"");
+  LobbyUtils::setRoomFileName(L"");
+  return true;
+}
+
+bool goToRoom(const WString& name, const WString& path) {
+  if (!ProjectShare::indicateRoomChange(path, {})) return false;
+  LobbyUtils::setRoomName(name);
+  LobbyUtils::setRoomFileName(path);
+  return true;
+}
+
+bool letGoOfAll() {
+  leaveRooms();
+  ProjectShare::unlockCurrentlyLockedProject();
+  layOverConfiguration(L"");
+  LobbyUtils::setupQXProjDirectory();
+  NetLogout();  // again, for a local space that is the lobby's folder: that step logs nobody out
+  LobbyUtils::networkMode_ = false;
+  return true;
+}
+
+// As people name it.
+WString nameOf(const Space& space, const WString& roomPath) {
+  for (const Room& room : space.rooms) {
+    if (room.path == roomPath) return room.name;
+  }
+  return roomPath.starts_with(space.folder) ? roomPath.substr(space.folder.size()) : roomPath;
+}
+
+// Says why there is no lock; what is "room Edit 1".
+Exit sayRefusal(const std::string& what, int error, const std::string& why, const SpaceLock* lock) {
+  if (isWithoutLocks(error)) {
+    complain(what + " cannot be held: " + kNoLocks);
+    return kFailed;
+  }
+  if (error != EAGAIN) {
+    complain(what + " could not be locked: " + printable(why) + ".  Look at it with ls -ld");
+    return kFailed;
+  }
+  if (lock && lock->held != Held::kNo) {
+    complain(what + " is held by " + holder(*lock) +
+             ".  \"miscdisc locks wait\" waits until it is free");
+  } else {
+    complain(what + " was held a moment ago.  Try again");
+  }
+  return kHeld;
+}
+
+}  // namespace
+
+void layOverConfiguration(const WString& lobby) {
+  host::overlayUserConfig(kLobbySection, kLobbyNameKey, Qx::UTF8FromWString(lobby));
+  const String last = UserConfig().getValue(kLastLobbyNameKey, "", kLobbySection);
+  host::overlayUserConfig(kLobbySection, kLastLobbyNameKey, last);
+}
+
+Holding::Holding(const Options& options) : options_(options) {
+  host::keepVolumeLetters(false);
+  layOverConfiguration(L"");
+  space_ = getProjectsBaseDirectory();
+}
+
+Holding::~Holding() { leaveLobby(); }
+
+std::optional<Holding::Outcome> Holding::call(std::function<bool()> call) {
+  if (lost_) return {};
+  const auto result = std::make_shared<std::promise<Outcome>>();
+  std::future<Outcome> outcome = result->get_future();
+  std::thread caller([result, call = std::move(call)] {
+    Outcome found;
+    found.done = call();
+    if (!found.done) {
+      found.error = host::lastOpenError();
+      found.why = host::lastOpenFailure();
+      OS()->reportFailure();
+    }
+    result->set_value(found);
+  });
+  if (outcome.wait_for(std::max(kPatience, options_.deadline())) == std::future_status::ready) {
+    caller.join();
+    return outcome.get();
+  }
+  caller.detach();
+  lost_ = true;
+  complain(printable(space_) +
+           " has stopped answering.  What was held there ends with this command, which ends now; "
+           "files that it leaves block nobody");
+  return {};
+}
+
+std::optional<Space> Holding::lookAround(Exit& exit) const {
+  Space space = lookAt(space_, options_);
+  if (space.answer == Space::Answer::kThere) return space;
+  complain(problemOf(space, options_));
+  exit = exitOf(space);
+  return {};
+}
+
+Exit Holding::enterLobby(const std::string& name) {
+  const WString wanted = Qx::WStringFromUTF8(name);
+  if (!lobby_.empty() && wanted == lobby_) return kDone;
+  Exit exit = kDone;
+  const auto space = lobbyNamed(name, options_, exit);
+  if (!space) return exit;
+  // First, or a login that is refused would leave the earlier one behind, without a handle.
+  exit = leaveLobby();
+  if (exit != kDone) return exit;
+
+  space_ = space->folder;
+  const auto outcome = call([wanted] { return logIn(wanted); });
+  if (!outcome) return kIncomplete;
+  if (outcome->done) {
+    lobby_ = wanted;
+    return kDone;
+  }
+  leaveSpace();
+  complain("the login in lobby " + printable(wanted) + " was refused, so nothing is held there: " +
+           (isWithoutLocks(outcome->error) ? kNoLocks : printable(outcome->why)) +
+           ".  \"miscdisc doctor\" looks for what is wrong");
+  return kLoginRefused;
+}
+
+Exit Holding::leaveLobby() {
+  if (inWords().empty()) return kDone;
+  return leaveSpace();
+}
+
+Exit Holding::leaveSpace() {
+  lobby_.clear();
+  room_.clear();
+  roomPath_.clear();
+  project_ = {};
+  if (!call(letGoOfAll)) return kIncomplete;
+  space_ = getProjectsBaseDirectory();
+  return kDone;
+}
+
+Exit Holding::enterRoom(const std::string& name) {
+  Exit exit = kDone;
+  const auto space = lookAround(exit);
+  if (!space) return exit;
+  const auto path = console::roomPath(*space, name);
+  if (!path) return kUsage;
+  if (*path == roomPath_) return kDone;
+  if (!isFolder(getPath(*path), options_.deadline())) {
+    complain("there is no folder " + printable(getPath(*path)) + " for room " + printable(name) +
+             ".  \"miscdisc room list\" shows which rooms there are");
+    return kNotFound;
+  }
+
+  const WString known = nameOf(*space, *path);
+  const auto outcome = call([known, path = *path] { return goToRoom(known, path); });
+  if (!outcome) return kIncomplete;
+  if (outcome->done) {
+    room_ = known;
+    roomPath_ = *path;
+    return kDone;
+  }
+  // The refusal has marked the login as inside a room all the same.
+  if (room_.empty()) call(leaveRooms);
+  const Space now = lookAt(space->folder, options_);
+  return sayRefusal("room " + printable(known), outcome->error, outcome->why,
+                    lockOfRoom(now, *path));
+}
+
+Exit Holding::leaveRoom() {
+  if (room_.empty()) return kDone;
+  room_.clear();
+  roomPath_.clear();
+  return call(leaveRooms) ? kDone : kIncomplete;
+}
+
+Exit Holding::openProject(const std::string& name) {
+  const auto project = projectNamed(name);
+  if (!project) return kUsage;
+  if (*project == project_) return kDone;
+  Exit exit = kDone;
+  const auto space = lookAround(exit);
+  if (!space) return exit;
+  if (!isFolder(space->folder + project->asWString(), options_.deadline())) {
+    complain("there is no project " + printable(name) + " in " + printable(space->folder) +
+             ".  \"miscdisc project list\" shows which there are");
+    return kNotFound;
+  }
+
+  exit = closeProject();
+  if (exit != kDone) return exit;
+  const auto outcome = call([project] { return ProjectShare::lockProject(*project); });
+  if (!outcome) return kIncomplete;
+  if (outcome->done) {
+    project_ = *project;
+    return kDone;
+  }
+  const Space now = lookAt(space->folder, options_);
+  return sayRefusal("project " + printable(name), outcome->error, outcome->why,
+                    lockOfProject(now, *project));
+}
+
+Exit Holding::closeProject() {
+  if (project_.isNull()) return kDone;
+  project_ = {};
+  return call(ProjectShare::unlockCurrentlyLockedProject) ? kDone : kIncomplete;
+}
+
+std::string Holding::inWords() const {
+  std::string words;
+  const auto add = [&](const char* kind, const WString& name) {
+    if (name.empty()) return;
+    words += (words.empty() ? "" : ", ") + (kind + printable(name));
+  };
+  add("lobby ", lobby_);
+  add("room ", room_);
+  add("project ", project());
+  return words;
+}
+
+Exit Holding::end(Output& output, Exit exit) {
+  leaveLobby();
+  if (!lost_) return exit;
+  output.flush();
+  _exit(exit);
+}
+
+}  // namespace console
