@@ -14,6 +14,10 @@ void addStatus(CLI::App& app, Context& context, Command& chosen);
 void addFind(CLI::App& app, Context& context, Command& chosen);
 void addCache(CLI::App& app, Context& context, Command& chosen);
 void addDrives(CLI::App& app, Context& context, Command& chosen);
+void addLobby(CLI::App& app, Context& context, Command& chosen);
+void addRoom(CLI::App& app, Context& context, Command& chosen);
+void addProject(CLI::App& app, Context& context, Command& chosen);
+void addLocks(CLI::App& app, Context& context, Command& chosen);
 void addConfig(CLI::App& app, Context& context, Command& chosen);
 void addVersion(CLI::App& app, Context& context, Command& chosen);
 // What it runs is not among the options: see main.

@@ -77,14 +77,15 @@ Exit run(int argc, char** argv, Context& context) {
   addFind(app, context, chosen);
   addCache(app, context, chosen);
   addDrives(app, context, chosen);
+  addLobby(app, context, chosen);
+  addRoom(app, context, chosen);
+  addProject(app, context, chosen);
+  addLocks(app, context, chosen);
   addConfig(app, context, chosen);
   addVersion(app, context, chosen);
   std::vector<std::string> command;
   addWith(app, context, chosen, command);
   addHold(app, context, chosen);
-  CLI::App* room = app.add_subcommand("room", "Rooms of the project space");
-  room->require_subcommand(1);
-  addRoomGo(*room, context, chosen);
   char** const end = argv + argc;
   char** const dashes = commandOfWith(app, argv + 1, end);
   if (dashes != end) command.assign(dashes + 1, end);

@@ -106,21 +106,39 @@ WString ownerBeside(const WString& lock) {
   return Qx::WStringFromUTF8(String(name, file->read(name, sizeof name)));
 }
 
+// A folder may be read and yet keep back what its files are.
+void addFaultUnlessGone(Space& space, const WString& path) {
+  if (!heldAt(path)) return;
+  space.faults.push_back(printable(path) +
+                         " could not be looked at, so whether somebody holds it is not known.  "
+                         "Check the rights of its folder with ls -ld.");
+}
+
 void addPerson(Space& space, const WString& name) {
   const WString path = space.folder + name;
   const auto file = fileAt(path);
   const auto held = heldAt(path);
+  if (!file) addFaultUnlessGone(space, path);
   if (!file || !file->ordinary || !held) return;
   const WString user = without(kLoginEnding, name);
   space.people.push_back({user, path, *held, file->modified, user == OS()->getUserName()});
 }
 
-void addLock(Space& space, SpaceLock::Kind kind, const WString& name, const WString& path) {
+// Nothing when the file has gone meanwhile.
+std::optional<SpaceLock> lockFileAt(SpaceLock::Kind kind, const WString& name,
+                                    const WString& path) {
   const auto file = fileAt(path);
   const auto held = heldAt(path);
-  if (!file || !held) return;
-  space.locks.push_back(
-      {kind, name, path, ownerBeside(path), *held, file->modified, file->ordinary});
+  if (!file || !held) return {};
+  return SpaceLock{kind, name, path, ownerBeside(path), *held, file->modified, file->ordinary};
+}
+
+void addLock(Space& space, SpaceLock::Kind kind, const WString& name, const WString& path) {
+  if (auto lock = lockFileAt(kind, name, path)) {
+    space.locks.push_back(std::move(*lock));
+  } else {
+    addFaultUnlessGone(space, path);
+  }
 }
 
 void addRoom(Space& space, const WString& path) {
@@ -174,7 +192,23 @@ void sort(Space& space) {
   std::sort(space.faults.begin(), space.faults.end());
 }
 
-Space find(const WString& folder) {
+enum class Depth { kPeople, kAll };
+
+void addPeople(Space& space, const std::vector<Entry>& entries) {
+  for (const Entry& entry : entries) {
+    if (!entry.folder && endsIn(entry.name, kLoginEnding)) addPerson(space, entry.name);
+  }
+}
+
+void addContents(Space& space, const std::vector<Entry>& entries) {
+  addFound(space, L"", entries);
+  for (const Entry& entry : entries) {
+    const bool shown = entry.name[0] != L'.' && entry.name != kMediaFolder;
+    if (entry.folder && shown) addFolder(space, entry.name);
+  }
+}
+
+Space find(const WString& folder, Depth depth) {
   Space space;
   space.folder = folder;
   const Entries found = entriesOf(folder);
@@ -185,15 +219,8 @@ Space find(const WString& folder) {
   space.answer = found.error == 0 ? Space::Answer::kThere : Space::Answer::kUnreadable;
   space.error = found.error;
   space.lobby = LobbyUtils::isNetworkLobby(folder);
-  addFound(space, L"", found.entries);
-  for (const Entry& entry : found.entries) {
-    if (entry.folder) {
-      const bool shown = entry.name[0] != L'.' && entry.name != kMediaFolder;
-      if (shown) addFolder(space, entry.name);
-    } else if (endsIn(entry.name, kLoginEnding)) {
-      addPerson(space, entry.name);
-    }
-  }
+  addPeople(space, found.entries);
+  if (depth == Depth::kAll) addContents(space, found.entries);
   sort(space);
   return space;
 }
@@ -205,24 +232,76 @@ std::string notAnswering(const WString& folder, const Options& options) {
       printable(folder), options.timeout);
 }
 
-std::string kindOf(SpaceLock::Kind kind) {
-  return kind == SpaceLock::Kind::kProject ? "project" : "room";
-}
-
 const SpaceLock* lockAt(const Space& space, const WString& path) {
   const auto found = std::find_if(space.locks.begin(), space.locks.end(),
                                   [&](const SpaceLock& lock) { return lock.path == path; });
   return found == space.locks.end() ? nullptr : &*found;
 }
 
-}  // namespace
-
-Space lookAt(const WString& folder, const Options& options) {
+Space look(const WString& folder, Depth depth, const Options& options) {
   const WString whole = withSeparator(folder);
   Space unknown;
   unknown.folder = whole;
-  return within<Space>(options.deadline(), whole, [whole] { return find(whole); })
+  return within<Space>(options.deadline(), whole, [whole, depth] { return find(whole, depth); })
       .value_or(unknown);
+}
+
+LockLook findLock(const WString& path) {
+  struct stat found {};
+  if (stat(Qx::UTF8FromWString(getPath(path)).c_str(), &found) != 0 || !S_ISDIR(found.st_mode)) {
+    return {LockLook::Answer::kNoFolder, {}};
+  }
+  const bool project = stripPath(path) == kProjectLock;
+  if (!heldAt(path)) return {LockLook::Answer::kNoFile, {}};
+  auto lock = lockFileAt(project ? SpaceLock::Kind::kProject : SpaceLock::Kind::kRoom, path, path);
+  if (!lock) return {LockLook::Answer::kUnknown, {}};
+  return {LockLook::Answer::kThere, std::move(*lock)};
+}
+
+// The names under the network projects root that are not hidden; as lobbyNames() fails.
+std::optional<std::vector<WString>> namesUnderRoot(const Options& options, Exit& exit) {
+  const WString root = LobbyUtils::getNetworkProjectsRoot();
+  const auto found = within<Entries>(options.deadline(), root, [root] { return entriesOf(root); });
+  exit = kIncomplete;
+  if (!found) {
+    complain(notAnswering(root, options));
+    return {};
+  }
+  if (found->error != 0 && found->error != ENOENT) {
+    complain(printable(root) + " could not be read (" + std::strerror(found->error) +
+             ").  Look at it with ls -ld");
+    return {};
+  }
+  exit = kDone;
+  std::vector<WString> names;
+  for (const Entry& entry : found->entries) {
+    if (entry.name[0] != L'.') names.push_back(entry.name);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+}  // namespace
+
+Space lookAt(const WString& folder, const Options& options) {
+  return look(folder, Depth::kAll, options);
+}
+
+Space lookAtPeople(const WString& folder, const Options& options) {
+  return look(folder, Depth::kPeople, options);
+}
+
+Space lookAtConfiguredSpace(const Options& options) {
+  Space space = lookAt(getProjectsBaseDirectory(), options);
+  const bool firstStart =
+      space.answer == Space::Answer::kMissing && space.folder == getDefaultLocalProjectsDir();
+  if (firstStart) space.answer = Space::Answer::kThere;
+  return space;
+}
+
+LockLook lookAtLock(const WString& path, const Options& options) {
+  return within<LockLook>(options.deadline(), path, [path] { return findLock(path); })
+      .value_or(LockLook());
 }
 
 void workInConfiguredSpace() {
@@ -236,8 +315,10 @@ std::string problemOf(const Space& space, const Options& options) {
     case Space::Answer::kThere:
       return {};
     case Space::Answer::kMissing:
-      return printable(space.folder) +
-             " is not there.  Mount it, or look at \"miscdisc config get 'network project root'\"";
+      return printable(space.folder) + " is not there.  Mount it, or " +
+             (space.folder == getLocalProjectsDir()
+                  ? "choose another with \"miscdisc space use FOLDER\""
+                  : "look at \"miscdisc config get 'network project root'\"");
     case Space::Answer::kUnreadable:
       return printable(space.folder) + " could not be read (" + std::strerror(space.error) +
              ").  Look at it with ls -ld";
@@ -262,6 +343,10 @@ std::string stateOf(Held held) {
       break;
   }
   return "unknown";
+}
+
+std::string kindOf(SpaceLock::Kind kind) {
+  return kind == SpaceLock::Kind::kProject ? "project" : "room";
 }
 
 std::string holder(const SpaceLock& lock) {
@@ -319,12 +404,18 @@ std::optional<WString> roomPath(const Space& space, const std::string& text) {
 }
 
 const SpaceLock* lockOfProject(const Space& space, const cookie& project) {
-  return lockAt(space, space.folder + project.asWString() + pathSeparator() + kProjectLock);
+  return lockAt(space, lockFileOfProject(space, project));
 }
 
 const SpaceLock* lockOfRoom(const Space& space, const WString& roomPath) {
-  return lockAt(space, roomPath + kLockEnding);
+  return lockAt(space, lockFileOfRoom(roomPath));
 }
+
+WString lockFileOfProject(const Space& space, const cookie& project) {
+  return space.folder + project.asWString() + pathSeparator() + kProjectLock;
+}
+
+WString lockFileOfRoom(const WString& roomPath) { return roomPath + kLockEnding; }
 
 bool mayBeLobby(const std::string& name) {
   const bool fine = !name.empty() && name != "." && name != ".." &&
@@ -361,33 +452,28 @@ std::optional<Space> lobbyNamed(const std::string& name, const Options& options,
 }
 
 std::optional<std::vector<WString>> lobbyNames(const Options& options, Exit& exit) {
-  struct Found {
-    Vector<WString> names;
-    int error = 0;
-  };
-  const WString root = LobbyUtils::getNetworkProjectsRoot();
-  const auto found = within<Found>(options.deadline(), root, [root] {
-    Found lobbies;
-    const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(Qx::UTF8FromWString(root).c_str()),
-                                                     closedir);
-    if (!folder) lobbies.error = errno;
-    LobbyUtils::getAvailableNetworkLobbies(lobbies.names);
-    return lobbies;
-  });
-  exit = kIncomplete;
-  if (!found) {
-    complain(notAnswering(root, options));
-    return {};
+  const auto names = namesUnderRoot(options, exit);
+  if (!names) return {};
+  std::vector<WString> found;
+  for (const WString& name : *names) {
+    const WString folder = LobbyUtils::getNetworkLobbyFullPath(name, true);
+    const auto lobby = within<bool>(options.deadline(), folder,
+                                    [folder] { return LobbyUtils::isNetworkLobby(folder); });
+    if (lobby.value_or(false)) found.push_back(name);
   }
-  if (found->error != 0 && found->error != ENOENT) {
-    complain(printable(root) + " could not be read (" + std::strerror(found->error) +
-             ").  Look at it with ls -ld");
-    return {};
+  return found;
+}
+
+std::optional<std::vector<Lobby>> lobbies(const Options& options, Exit& exit) {
+  const auto names = namesUnderRoot(options, exit);
+  if (!names) return {};
+  std::vector<Lobby> found;
+  for (const WString& name : *names) {
+    Space space = lookAtPeople(LobbyUtils::getNetworkLobbyFullPath(name, true), options);
+    const bool shown = space.lobby || space.answer == Space::Answer::kNotAnswering;
+    if (shown) found.push_back({name, std::move(space)});
   }
-  exit = kDone;
-  std::vector<WString> names(found->names.begin(), found->names.end());
-  std::sort(names.begin(), names.end());
-  return names;
+  return found;
 }
 
 }  // namespace console

@@ -35,7 +35,7 @@ struct SpaceLock {
   WString owner;  // empty: not named, or not to be read
   Held held;
   int64_t since;
-  bool ordinary;  // false: a folder, link, pipe or the like, which nobody can lock
+  bool ordinary;  // false: a folder, link, pipe or the like, which nobody can lock; unknown then
 };
 
 struct Room {
@@ -54,11 +54,32 @@ struct Space {
   std::vector<SpaceLock> locks;   // projects, then rooms
   std::vector<WString> projects;  // the names of their folders
   std::vector<Room> rooms;
-  // Printable: folders in it that could not be read, so that something may be missing above.
+  // Printable: what in it could not be looked at, so that something may be missing above.
   std::vector<std::string> faults;
 };
 
 Space lookAt(const WString& folder, const Options& options);
+
+// Only who is in it, and whether it is a lobby: however much lies there, this is one listing.
+Space lookAtPeople(const WString& folder, const Options& options);
+
+// The space in which this process works.  The default folder of a first start is made when
+// something is first kept there: until then it is an empty space.
+Space lookAtConfiguredSpace(const Options& options);
+
+struct LockLook {
+  enum class Answer {
+    kThere,
+    kNoFile,
+    kNoFolder,
+    kUnknown,  // its mount does not answer, or its folder may not be searched
+  };
+  Answer answer = Answer::kUnknown;
+  SpaceLock lock{};  // of kThere; its name is its path
+};
+
+// One lock file, wherever it is.
+LockLook lookAtLock(const WString& path, const Options& options);
 
 // Makes the space that the configuration names the one in which this process works, in memory:
 // network mode and projects base directory.  Nobody is logged in.
@@ -70,6 +91,7 @@ Exit exitOf(const Space& space);  // kNotFound when it is missing, kIncomplete w
 
 // "live", "stale" or "unknown".
 std::string stateOf(Held held);
+std::string kindOf(SpaceLock::Kind kind);  // "project" or "room"
 // "ann since 2026-11-21T05:42:01Z"; "somebody since ..." when nobody is named.
 std::string holder(const SpaceLock& lock);
 
@@ -91,6 +113,10 @@ std::optional<WString> roomPath(const Space& space, const std::string& text);
 const SpaceLock* lockOfProject(const Space& space, const cookie& project);
 const SpaceLock* lockOfRoom(const Space& space, const WString& roomPath);
 
+// The paths of their lock files.
+WString lockFileOfProject(const Space& space, const cookie& project);
+WString lockFileOfRoom(const WString& roomPath);
+
 // Lobbies.
 
 // One folder level: not empty, "." or "..", no separator.  Otherwise false, after saying so.
@@ -101,7 +127,15 @@ bool mayBeLobby(const std::string& name);
 std::optional<Space> lobbyNamed(const std::string& name, const Options& options, Exit& exit);
 
 // The names of the lobbies; nothing when the root could not be read, or does not answer, said with
-// the exit code.  A missing root has none.
+// the exit code.  A missing root has none, and a folder in it that does not answer is left out.
 std::optional<std::vector<WString>> lobbyNames(const Options& options, Exit& exit);
+
+struct Lobby {
+  WString name;
+  Space space;  // as lookAtPeople() shows it; one that does not answer may be no lobby
+};
+
+// The same, with who is in them, and with the folders that do not answer.
+std::optional<std::vector<Lobby>> lobbies(const Options& options, Exit& exit);
 
 }  // namespace console

@@ -1,5 +1,6 @@
 # A mount that does not answer.
 load setup
+load hanging
 
 # Location #2, "b", stops answering once it was there.
 hanging_b() {
@@ -8,34 +9,7 @@ hanging_b() {
   hang_on b
 }
 
-hang_on() { # FOLDER
-  "$HANGING_MOUNT" "$PWD/$1" >mounted 2>&1 3>&- &
-  server=$!
-  until grep -q ready mounted; do
-    if ! kill -0 $server 2>/dev/null; then
-      code=0
-      wait $server || code=$?
-      server=
-      [ "$code" -eq 77 ] && skip "no FUSE, or no right to mount"
-      return 1
-    fi
-    sleep 0.05
-  done
-  kill -USR1 $server
-}
-
-teardown() {
-  [ -n "${server:-}" ] || return 0
-  kill -USR2 $server
-  kill $server
-  wait $server || true
-}
-
-# Whoever waits for the mount waits for ever; so does a search for leaks, which stops every thread.
-ask_hanging() {
-  code=0
-  ASAN_OPTIONS=detect_leaks=0 timeout -s KILL 100 "$MISCDISC_COMMAND" --timeout 2 "$@" >data 2>words || code=$?
-}
+teardown() { end_hanging; }
 
 @test "a mount that does not answer is shown as such, and the others are complete" {
   hanging_b

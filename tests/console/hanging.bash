@@ -1,0 +1,31 @@
+# A mount that does not answer.
+
+# A folder stops answering once it was there.
+hang_on() { # FOLDER
+  "$HANGING_MOUNT" "$PWD/$1" >mounted 2>&1 3>&- &
+  server=$!
+  until grep -q ready mounted; do
+    if ! kill -0 $server 2>/dev/null; then
+      code=0
+      wait $server || code=$?
+      server=
+      [ "$code" -eq 77 ] && skip "no FUSE, or no right to mount"
+      return 1
+    fi
+    sleep 0.05
+  done
+  kill -USR1 $server
+}
+
+# Whoever waits for the mount waits for ever; so does a search for leaks, which stops every thread.
+ask_hanging() {
+  code=0
+  ASAN_OPTIONS=detect_leaks=0 timeout -s KILL 100 "$MISCDISC_COMMAND" --timeout 2 "$@" >data 2>words || code=$?
+}
+
+end_hanging() {
+  [ -n "${server:-}" ] || return 0
+  kill -USR2 $server
+  kill $server
+  wait $server || true
+}
