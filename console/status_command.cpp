@@ -1,6 +1,6 @@
 #include "console/commands.h"
 #include "console/drives_view.h"
-#include "console/folders.h"
+#include "console/space_view.h"
 #include "host/places.h"
 #include "host/settings.h"
 #include "miscdisc/frame/version.h"
@@ -15,7 +15,7 @@ namespace {
 struct Status {
   WString user;
   host::Places home;
-  WString space;
+  Space space;
   bool networkMode;
   WString lobby;
   DriveList list;
@@ -53,9 +53,22 @@ void addWarnings(Status& status, const Options& options) {
   }
 }
 
-// Shared storage may not answer, and then nobody knows.
-std::optional<bool> isLobby(const WString& space, std::chrono::milliseconds deadline) {
-  return within<bool>(deadline, space, [space] { return LobbyUtils::isNetworkLobby(space); });
+void addSpaceWarnings(Status& status, const Options& options) {
+  const Space& space = status.space;
+  const bool seen = space.answer == Space::Answer::kThere;
+  if (status.networkMode && (seen || space.answer == Space::Answer::kMissing) && !space.lobby) {
+    status.warnings.push_back("the lobby " + printable(status.lobby) +
+                              " is not there: " + printable(space.folder) + " holds no " +
+                              printable(getMediaLocationsFilename()));
+  } else if (!seen) {
+    status.warnings.push_back(problemOf(space, options));
+    status.exit = kIncomplete;
+  }
+  for (const std::string& fault : space.faults) {
+    status.warnings.push_back(fault);
+    status.exit = kIncomplete;
+  }
+  for (const std::string& sentence : leftovers(space)) status.warnings.push_back(sentence);
 }
 
 Status findStatus(const Options& options) {
@@ -65,15 +78,11 @@ Status findStatus(const Options& options) {
   status.drives = viewsOf(status.list, status.formats);
   status.user = OS()->getUserName();
   status.home = host::places();
-  status.space = getProjectsBaseDirectory();
+  status.space = lookAtConfiguredSpace(options);
   status.networkMode = LobbyUtils::machineIsInNetworkMode();
   status.lobby = LobbyUtils::getCurrentNetworkLobbyName();
   addWarnings(status, options);
-  if (status.networkMode && !isLobby(status.space, options.deadline()).value_or(true)) {
-    status.warnings.push_back("the lobby " + printable(status.lobby) +
-                              " is not there: " + printable(status.space) + " holds no " +
-                              printable(getMediaLocationsFilename()));
-  }
+  addSpaceWarnings(status, options);
   const std::string problem = host::settingsProblem();
   addLines(status.warnings, problem);
   if (!problem.empty()) status.exit = kUsage;
@@ -88,7 +97,7 @@ Json asJson(const Status& status) {
   addText(home, "state", Qx::WStringFromUTF8(status.home.state));
   addText(home, "data", Qx::WStringFromUTF8(status.home.data));
   document["home"] = std::move(home);
-  addText(document, "space", status.space);
+  addText(document, "space", status.space.folder);
   document["network_mode"] = status.networkMode;
   document["lobby"] = nullptr;
   if (!status.lobby.empty()) addText(document, "lobby", status.lobby);
@@ -96,6 +105,8 @@ Json asJson(const Status& status) {
   for (const DriveView& view : status.drives) {
     document["drives"].push_back(asJson(view, status.formats));
   }
+  document["people"] = peopleOf(status.space);
+  document["locks"] = locksOf(status.space);
   document["warnings"] = status.warnings;
   return document;
 }
@@ -116,7 +127,7 @@ void show(Context& context, const Status& status) {
     line("state", printable(status.home.state));
     line("data", printable(status.home.data));
   }
-  line("project space", printable(status.space));
+  line("project space", printable(status.space.folder));
   line("network mode", status.networkMode ? "yes" : "no");
   line("lobby", status.lobby.empty() ? "-" : printable(status.lobby));
   if (people) context.output.print("\n");
@@ -127,6 +138,9 @@ void show(Context& context, const Status& status) {
     if (!people) rows.back().insert(rows.back().begin(), "drive");
   }
   context.output.printTable(options, driveHeading(status.formats, people), rows);
+  const bool anybody = !status.space.people.empty() || !status.space.locks.empty();
+  if (people && anybody) context.output.print("\n");
+  printPeopleAndLocks(context, status.space);
 
   if (people && !status.warnings.empty()) context.output.print("\n");
   for (const std::string& warning : status.warnings) {
@@ -147,9 +161,8 @@ Exit showStatus(Context& context) {
 }
 
 void addStatus(CLI::App& app, Context& context, Command& chosen) {
-  app.add_subcommand("status", "Where am I, which drives are there (the default)")->callback([&] {
-    chosen = [&context] { return showStatus(context); };
-  });
+  app.add_subcommand("status", "Where am I, which drives, people and locks are there (the default)")
+      ->callback([&] { chosen = [&context] { return showStatus(context); }; });
 }
 
 void addVersion(CLI::App& app, Context& context, Command& chosen) {
