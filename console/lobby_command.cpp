@@ -1,6 +1,7 @@
 // Lobbies: which there are, and who is in them.
 #include <algorithm>
 
+#include "console/lobby_commands.h"
 #include "console/space_commands.h"
 #include "console/space_view.h"
 #include "miscdisc/lobby/lobby_utils.h"
@@ -113,15 +114,21 @@ Exit show(Context& context, const std::string& given) {
 
 }  // namespace
 
+void addLobbyReading(CLI::App& lobby, Context& context, Command& chosen) {
+  addSpaceCommand(lobby, chosen, "list", "Which lobbies there are, and how many are in them",
+                  [&context] { return list(context); });
+  const auto name = std::make_shared<std::string>();
+  addSpaceCommand(lobby, chosen, "show", "Who is in a lobby, and what they hold", [&context, name] {
+    return show(context, *name);
+  })->add_option("LOBBY", *name, "Its name: the current one unless given");
+}
+
 void addLobby(CLI::App& app, Context& context, Command& chosen) {
   CLI::App* lobby = app.add_subcommand("lobby", "Look at the lobbies, or change them");
   lobby->require_subcommand(1);
-  addSpaceCommand(*lobby, chosen, "list", "Which lobbies there are, and how many are in them",
-                  [&context] { return list(context); });
-  const auto name = std::make_shared<std::string>();
-  addSpaceCommand(*lobby, chosen, "show", "Who is in a lobby, and what they hold",
-                  [&context, name] { return show(context, *name); })
-      ->add_option("LOBBY", *name, "Its name: the current one unless given");
+  addLobbyReading(*lobby, context, chosen);
+  addLobbyUse(*lobby, context, chosen);
+  addLobbyFolders(*lobby, context, chosen);
 }
 
 }  // namespace console
