@@ -15,6 +15,7 @@ void addFind(CLI::App& app, Context& context, Command& chosen);
 void addCache(CLI::App& app, Context& context, Command& chosen);
 void addDrives(CLI::App& app, Context& context, Command& chosen);
 void addLobby(CLI::App& app, Context& context, Command& chosen);
+void addSpace(CLI::App& app, Context& context, Command& chosen);
 void addRoom(CLI::App& app, Context& context, Command& chosen);
 void addProject(CLI::App& app, Context& context, Command& chosen);
 void addLocks(CLI::App& app, Context& context, Command& chosen);

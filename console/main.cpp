@@ -78,6 +78,7 @@ Exit run(int argc, char** argv, Context& context) {
   addCache(app, context, chosen);
   addDrives(app, context, chosen);
   addLobby(app, context, chosen);
+  addSpace(app, context, chosen);
   addRoom(app, context, chosen);
   addProject(app, context, chosen);
   addLocks(app, context, chosen);

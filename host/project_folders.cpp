@@ -1,10 +1,11 @@
-#include "miscdisc/platform/project_folders.h"
+#include "host/project_folders.h"
 
 #include <mutex>
 #include <optional>
 
 #include "host/places.h"
 #include "host/state_file.h"
+#include "miscdisc/platform/project_folders.h"
 
 namespace {
 
@@ -45,6 +46,12 @@ const WString& base(Folders& known) {
 }
 
 }  // namespace
+
+bool host::localProjectsDirIsStored() {
+  Folders& known = folders();
+  const std::lock_guard lock(known.mutex);
+  return !known.unsavedLocal;
+}
 
 WString getProjectsBaseDirectory() {
   Folders& known = folders();

@@ -367,7 +367,7 @@ state() { cat "$MISCDISC_HOME/state.toml"; }
 @test "settings that cannot be written are said" {
   share
   chmod 555 "$MISCDISC_HOME"
-  for command in "lobby use Beta" "lobby use --local"; do
+  for command in "lobby use Beta" "lobby use --local" "space use ."; do
     code=0
     unprivileged "$MISCDISC_COMMAND" --timeout 60 $command >data 2>words || code=$?
     expect_code 1

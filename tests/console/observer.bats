@@ -10,6 +10,7 @@ reading=(
   "drives check --min-minutes 1@dv25" "drives plan recordings"
   "find A001.mxf" "find A001.mxf --json" "cache stats" "cache validate"
   "lobby list" "lobby list --json" "lobby show" "lobby show Alpha --json" "lobby show Beta"
+  "space show" "space show --json"
   "room list" "room list --json" "room check P0001000/Mix" "room check P0001000/Mix --json"
   "project list" "project list --json" "project who P0001000" "project who P0001000 --json"
   "locks list" "locks list --json" "locks wait P0001000 --for 0.5" "locks wait P0001000/Mix --for 0"

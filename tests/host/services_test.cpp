@@ -7,6 +7,7 @@
 
 #include "host/command_map.h"
 #include "host/log.h"
+#include "host/project_folders.h"
 #include "host/state_file.h"
 #include "miscdisc/platform/clock.h"
 #include "miscdisc/platform/command_map.h"
@@ -58,10 +59,12 @@ TEST_F(ProjectFoldersTest, AFolderThatCannotBeStoredHoldsForThisProcess) {
   test::writeFile(test::home() + "/state.toml", "broken");
   setLocalProjectsDir(L"/mnt/q");
   EXPECT_EQ(getLocalProjectsDir(), L"/mnt/q/");
+  EXPECT_FALSE(host::localProjectsDirIsStored());
   EXPECT_EQ(test::readFile(test::home() + "/state.toml"), "broken");
   std::filesystem::remove(test::home() + "/state.toml");
   setLocalProjectsDir(L"");
   EXPECT_EQ(getLocalProjectsDir(), inHome("/projects/"));
+  EXPECT_TRUE(host::localProjectsDirIsStored());
 }
 
 TEST_F(LogTest, LinesAreAppendedWithTheirTimeAndProcess) {

@@ -1,0 +1,134 @@
+# Where projects are kept.
+load setup
+load lobby
+
+@test "space show says where projects are kept, locally and in a lobby" {
+  ask space show
+  expect_code 0
+  expect_data "mode	local" "projects base directory	$MISCDISC_HOME/projects/" \
+    "local projects	$MISCDISC_HOME/projects/" "default local projects	$MISCDISC_HOME/projects/" \
+    "network projects root	$MISCDISC_HOME/network/projects/" \
+    "network material root	$MISCDISC_HOME/network/material/" "lobby	-" "last lobby	-"
+  share
+  ask space show --json
+  [ "$(jq -c . data)" = "{\"schema\":\"miscdisc.space/1\",\"network_mode\":true,\"base\":\"$PWD/net/Alpha/\",\"local\":\"$MISCDISC_HOME/projects/\",\"default\":\"$MISCDISC_HOME/projects/\",\"network_projects\":\"$PWD/net\",\"network_material\":\"$MISCDISC_HOME/network/material/\",\"lobby\":\"Alpha\",\"last_lobby\":null}" ]
+  miscdisc -q lobby use --local
+  ask space show --json
+  [ "$(jq -c '[.network_mode, .lobby, .last_lobby]' data)" = '[false,null,"Alpha"]' ]
+}
+
+@test "space create makes the folder, its projects and copies of the default lists" {
+  mkdir -p "$MISCDISC_HOME/projects"
+  printf '/mnt/a/\n' >"$MISCDISC_HOME/projects/DefNetDrive.txt"
+  ask space create new --dry-run
+  expect_code 0
+  [ ! -e new ]
+  sed 's/would make/made/' data >planned
+  ask space create new
+  expect_code 0
+  expect_data "made $PWD/new/" "made $PWD/new/P0001000" "made $PWD/new/G0001000" "made $PWD/new/DefNetDrive.txt"
+  diff planned data
+  [ -d new/P0001000 ] && [ -d new/G0001000 ]
+  [ "$(cat new/DefNetDrive.txt)" = /mnt/a/ ]
+  [ ! -e new/UnmountedDrives.txt ]
+  # It is not the one that is used.
+  ask space show --json
+  [ "$(jq -r .local data)" = "$MISCDISC_HOME/projects/" ]
+  printf 'mine' >new/DefNetDrive.txt
+  rmdir new/G0001000
+  ask space create new/ --json
+  expect_code 0
+  [ "$(jq -c '[.changes[].path]' data)" = "[\"$PWD/new/G0001000\"]" ]
+  [ "$(cat new/DefNetDrive.txt)" = mine ]
+  ask space create new
+  expect_code 0
+  expect_words "$PWD/new/ is a project space already"
+}
+
+@test "space create says what is in its way" {
+  : >file
+  mkdir closed
+  ask space create no/such
+  expect_code 4
+  expect_words "there is no folder $PWD/no/"
+  ask space create file
+  expect_code 1
+  expect_words "$PWD/file/ cannot be a project space: Not a directory"
+  ask space create ""
+  expect_code 2
+  chmod 555 closed
+  for folder in closed closed/new; do
+    code=0
+    unprivileged "$MISCDISC_COMMAND" --timeout 60 space create $folder >data 2>words || code=$?
+    expect_code 1
+    expect_words "could not be written: its folder: Permission denied"
+    [ ! -s data ]
+  done
+}
+
+@test "space use chooses the local space for the next program on" {
+  mkdir new
+  ask space use new --dry-run
+  expect_code 0
+  expect_data "would set $PWD/new/ (in $MISCDISC_HOME/state.toml)"
+  [ ! -e "$MISCDISC_HOME/state.toml" ]
+  ask space use new
+  expect_code 0
+  expect_data "set $PWD/new/ (in $MISCDISC_HOME/state.toml)"
+  ask space show --json
+  [ "$(jq -c '[.local, .base]' data)" = "[\"$PWD/new/\",\"$PWD/new/\"]" ]
+  ask space use --default
+  expect_code 0
+  ask space show --json
+  [ "$(jq -r .local data)" = "$MISCDISC_HOME/projects/" ]
+}
+
+@test "space use refuses a folder in which no program could work" {
+  mkdir closed
+  chmod 000 closed
+  : >file
+  ask space use nope
+  expect_code 4
+  expect_words "$PWD/nope/ is not there.  Make it with \"miscdisc space create\""
+  ask space use file
+  expect_code 1
+  expect_words "Not a directory"
+  code=0
+  unprivileged "$MISCDISC_COMMAND" --timeout 60 space use closed >data 2>words || code=$?
+  expect_code 1
+  expect_words "$PWD/closed/ cannot be the project space: Permission denied"
+  for arguments in "" "file --default"; do
+    ask space use $arguments
+    expect_code 2
+  done
+  [ ! -e "$MISCDISC_HOME/state.toml" ]
+}
+
+@test "with a lobby configured space use logs nobody in, and says when it counts" {
+  share
+  mkdir new
+  share_snapshot >before
+  ask space use new
+  expect_code 0
+  expect_words "this machine works in the lobby Alpha: the folder counts once it works locally"
+  share_snapshot | diff before -
+}
+
+@test "a folder that does not answer is neither made nor chosen" {
+  mkdir hung
+  hang_on hung
+  for command in "create hung/new" "use hung/Material"; do
+    ask_hanging --timeout 0.5 space $command
+    expect_code 3
+    expect_words "is not answering"
+  done
+}
+
+@test "nothing is shown or changed while the configuration cannot be used" {
+  printf 'volumes = 1\n' >"$MISCDISC_HOME/config.toml"
+  for command in "show" "create new" "use ." "use --default"; do
+    ask space $command
+    expect_code 2
+  done
+  [ ! -e new ] && [ ! -e "$MISCDISC_HOME/state.toml" ]
+}
