@@ -1,8 +1,8 @@
 # A mount that does not answer.
 
-# A folder stops answering once it was there.
-hang_on() { # FOLDER
-  "$HANGING_MOUNT" "$PWD/$1" >mounted 2>&1 3>&- &
+# A folder becomes a mount that answers, with these empty files in it.
+mount_on() { # FOLDER [FILE...]
+  "$HANGING_MOUNT" "$PWD/$1" "${@:2}" >mounted 2>&1 3>&- &
   server=$!
   until grep -q ready mounted; do
     if ! kill -0 $server 2>/dev/null; then
@@ -14,6 +14,11 @@ hang_on() { # FOLDER
     fi
     sleep 0.05
   done
+}
+
+# A folder stops answering once it was there.
+hang_on() { # FOLDER
+  mount_on "$1"
   kill -USR1 $server
 }
 

@@ -1,10 +1,11 @@
 // A mount that stops answering when it is told to.
 //
-//   hanging_mount DIR
+//   hanging_mount DIR [FILE...]
 //
-// Mounts a file system with the empty folders "Material" and "Sound" on DIR, which must be an empty
-// folder, prints "ready", and serves it until SIGTERM, when it unmounts it, or until the process
-// that started it has ended.  Of its 3 GiB, 1 GiB are free.  Nothing can be written.
+// Mounts a file system with the empty folders "Material" and "Sound", and empty files of these
+// names, on DIR, which must be an empty folder, prints "ready", and serves it until SIGTERM, when
+// it unmounts it, or until the process that started it has ended.  Of its 3 GiB, 1 GiB are free.
+// Nothing can be written.
 //
 //   SIGUSR1  stops answering; as does SIGSTOP
 //   SIGUSR2  answers again, also what was asked meanwhile; as does SIGCONT
@@ -19,11 +20,13 @@
 #include <signal.h>
 #include <sys/prctl.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -33,14 +36,21 @@ constexpr double kRemembered = 3600;  // seconds
 volatile sig_atomic_t silent = 0;
 volatile sig_atomic_t ended = 0;
 
+std::vector<std::string> files;
+
+bool isFile(const std::string& path) {
+  return std::any_of(files.begin(), files.end(),
+                     [&](const std::string& name) { return path == "/" + name; });
+}
+
 bool isFolder(const std::string& path) {
   return path == "/" || path == "/Material" || path == "/Sound";
 }
 
 int getAttributes(const char* path, struct stat* found, fuse_file_info*) {
-  if (!isFolder(path)) return -ENOENT;
+  if (!isFolder(path) && !isFile(path)) return -ENOENT;
   *found = {};
-  found->st_mode = S_IFDIR | 0755;
+  found->st_mode = isFile(path) ? S_IFREG | 0644 : S_IFDIR | 0755;
   found->st_nlink = 2;
   return 0;
 }
@@ -51,6 +61,9 @@ int readFolder(const char* path, void* names, fuse_fill_dir_t add, off_t, fuse_f
   if (std::string(path) != "/") return 0;
   for (const char* name : {"Material", "Sound"}) {
     add(names, name, nullptr, 0, static_cast<fuse_fill_dir_flags>(0));
+  }
+  for (const std::string& name : files) {
+    add(names, name.c_str(), nullptr, 0, static_cast<fuse_fill_dir_flags>(0));
   }
   return 0;
 }
@@ -117,10 +130,11 @@ void serve(fuse_session* session, const sigset_t& waiting) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) {
-    std::fprintf(stderr, "usage: hanging_mount DIR\n");
+  if (argc < 2) {
+    std::fprintf(stderr, "usage: hanging_mount DIR [FILE...]\n");
     return 2;
   }
+  files.assign(argv + 2, argv + argc);
   prctl(PR_SET_PDEATHSIG, SIGTERM);
   const sigset_t waiting = takeSignals();
   fuse_operations operations{};
