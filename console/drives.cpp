@@ -39,29 +39,6 @@ std::vector<wchar_t> allVolumes() {
 
 std::string letterOf(wchar_t id) { return Qx::UTF8FromWString(WString(1, id)); }
 
-// Lists of folders.
-
-struct FolderList {
-  std::vector<WString> lines;
-  std::string fault;  // printable
-};
-
-// A missing one lists nothing.
-FolderList readList(const WString& file, std::chrono::milliseconds deadline) {
-  const auto text = readPlainFile(file, deadline);
-  if (!text) {
-    return {{},
-            printable(file) +
-                " is on a mount that does not answer, so what it lists is not known.  Try again "
-                "with --timeout 5, or look at the mount."};
-  }
-  if (text->error == 0) return {wideLinesOf(text->bytes), {}};
-  if (text->error == ENOENT) return {};
-  return {{},
-          printable(file) + " could not be read (" + reasonNotRead(text->error) +
-              "), so what it lists is not known.  Look at it with ls -ld."};
-}
-
 // The library looks at the first lines only, and compares exactly.
 std::vector<HiddenVolume> forgetHidden(const std::vector<WString>& lines) {
   std::vector<HiddenVolume> hidden;
@@ -284,6 +261,21 @@ std::vector<host::VolumeState> askDriveFolders(const std::vector<WString>& folde
   return states;
 }
 
+FolderList readFolderList(const WString& file, std::chrono::milliseconds deadline) {
+  const auto text = readPlainFile(file, deadline);
+  if (!text) {
+    return {{},
+            printable(file) +
+                " is on a mount that does not answer, so what it lists is not known.  Try again "
+                "with --timeout 5, or look at the mount."};
+  }
+  if (text->error == 0) return {wideLinesOf(text->bytes), {}};
+  if (text->error == ENOENT) return {};
+  return {{},
+          printable(file) + " could not be read (" + reasonNotRead(text->error) +
+              "), so what it lists is not known.  Look at it with ls -ld."};
+}
+
 WString locationsFile() { return mediaLocationsFile(); }
 
 WString hiddenFile() { return hiddenVolumesFile(); }
@@ -295,8 +287,8 @@ DriveList enterConfiguredSpace(const Options& options) {
   workInConfiguredSpace();
 
   DriveList list;
-  const FolderList hidden = readList(hiddenFile(), deadline);
-  const FolderList locations = readList(locationsFile(), deadline);
+  const FolderList hidden = readFolderList(hiddenFile(), deadline);
+  const FolderList locations = readFolderList(locationsFile(), deadline);
   for (const std::string& fault : {hidden.fault, locations.fault}) {
     if (!fault.empty()) list.faults.push_back(fault);
   }

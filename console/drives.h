@@ -59,6 +59,15 @@ DriveList enterConfiguredSpace(const Options& options);
 std::vector<host::VolumeState> askDriveFolders(const std::vector<WString>& folders,
                                                std::chrono::milliseconds deadline);
 
+// A file that lists folders.
+struct FolderList {
+  std::vector<WString> lines;
+  std::string fault;  // printable: why it could not be read
+};
+
+// A missing one lists nothing.
+FolderList readFolderList(const WString& file, std::chrono::milliseconds deadline);
+
 // The files of the space.
 WString locationsFile();
 WString hiddenFile();

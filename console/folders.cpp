@@ -61,6 +61,17 @@ bool isFolder(const WString& path, std::chrono::milliseconds deadline) {
   return folder.value_or(false);
 }
 
+std::map<std::string, bool> namesIn(const std::string& folder, std::error_code& error) {
+  std::map<std::string, bool> names;
+  std::filesystem::directory_iterator entry(folder, error);
+  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+    std::error_code gone;
+    const bool isFolder = !entry->is_symlink(gone) && entry->is_directory(gone);
+    names[entry->path().filename().string()] = isFolder;
+  }
+  return names;
+}
+
 std::vector<Listed> distinctFolders(const std::vector<WString>& lines) {
   std::vector<Listed> folders;
   std::unordered_map<WString, std::vector<size_t>> byKey;

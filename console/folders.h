@@ -5,8 +5,11 @@
 
 #include <chrono>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
+#include <string>
+#include <system_error>
 #include <vector>
 
 #include "host/volumes.h"
@@ -49,6 +52,10 @@ std::optional<FolderId> idOf(const WString& folder, std::chrono::milliseconds de
 
 // False also while its mount does not answer.
 bool isFolder(const WString& path, std::chrono::milliseconds deadline);
+
+// The names in a folder, with whether they are folders; those found until then when there is an
+// error.  Of what is in it nothing is asked: it may be a mount that hangs.
+std::map<std::string, bool> namesIn(const std::string& folder, std::error_code& error);
 
 // One folder of a list of locations, with the lines that spell it.
 struct Listed {

@@ -1,8 +1,9 @@
 // The command miscdisc.
 //
-// Every command here only looks, but for "config set", "cache dump", those of "drives", "lobby" and
-// "space" that say what they changed, and those that hold a lobby, a room or a project: it logs
-// nobody in, takes and probes no lock, and leaves nothing on the disk but lines in the log.
+// Every command here only looks, but for "config set", "cache dump", "doctor --fix", those of
+// "drives", "lobby" and "space" that say what they changed, and those that hold a lobby, a room or a
+// project: it logs nobody in, takes and probes no lock, and leaves nothing on the disk but lines in
+// the log.
 #include <algorithm>
 #include <cstdlib>
 #include <sstream>
@@ -82,6 +83,7 @@ Exit run(int argc, char** argv, Context& context) {
   addRoom(app, context, chosen);
   addProject(app, context, chosen);
   addLocks(app, context, chosen);
+  addDoctor(app, context, chosen);
   addConfig(app, context, chosen);
   addVersion(app, context, chosen);
   std::vector<std::string> command;

@@ -12,6 +12,8 @@
 #include <string>
 #include <utility>
 
+#include "miscdisc/platform/values/export.h"
+
 namespace host {
 
 // An open descriptor, closed with its owner; -1 is none.
@@ -29,7 +31,7 @@ class Descriptor {
 
   explicit operator bool() const { return number_ >= 0; }
   int number() const { return number_; }
-  bool close();  // true when nothing was lost; errno stays as it was on success
+  MISCDISC_EXPORT bool close();  // true when nothing was lost; errno stays as it was on success
 
  private:
   int number_ = -1;
@@ -56,7 +58,7 @@ struct Folder {
 };
 
 // Nothing, with errno set, when there is no such folder.
-std::optional<Folder> folderOf(const std::string& path);
+MISCDISC_EXPORT std::optional<Folder> folderOf(const std::string& path);
 
 // The same for whoever is about to write there: one of the folders that this user has by default
 // is made when it is missing.
@@ -75,7 +77,7 @@ Descriptor openExisting(const std::string& path, int access);
 
 // Makes the file; EEXIST when the name is taken.  Whoever may write in the folder may read and
 // write the new file, whatever the umask: another user's leftover could not be locked otherwise.
-Descriptor createNew(const std::string& path, int access, const Folder& folder);
+MISCDISC_EXPORT Descriptor createNew(const std::string& path, int access, const Folder& folder);
 
 // Whole requests, over interruptions and short counts.
 size_t readFully(int descriptor, void* bytes, size_t count);

@@ -1,0 +1,259 @@
+// Logins, locks and files of saving that nobody uses any more.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+
+#include "console/changes.h"
+#include "console/doctor.h"
+#include "console/folders.h"
+#include "host/files/lock_file.h"
+#include "host/files/mount_facts.h"
+#include "miscdisc/frame/separator.h"
+#include "miscdisc/netshare/net_lock.h"
+#include "miscdisc/platform/paths.h"
+#include "miscdisc/platform/project_folders.h"
+
+namespace console {
+namespace {
+
+constexpr char kInformation[] = ".inf";
+constexpr char kMediaFolder[] = "Media";  // of a lobby: no rooms and projects in it
+
+// Saving takes seconds at most, so what is older was left by a machine that died.
+constexpr time_t kSavingIsOver = 3600;
+
+// Longer than any user name: such a file names nobody.
+constexpr off_t kMostInformation = 255;
+
+bool ends(const std::string& name, std::string_view ending) {
+  return name.ends_with(ending) && name.size() > ending.size();
+}
+
+std::optional<struct stat> statusOf(const std::string& path) {
+  struct stat status {};
+  if (lstat(path.c_str(), &status) != 0) return {};
+  return status;
+}
+
+bool isOrdinary(const std::optional<struct stat>& status) {
+  return status && S_ISREG(status->st_mode);
+}
+
+// All locks, logins and guards are empty: a file of that name with anything in it is another
+// program's.
+bool isEmptyFile(const std::string& path) {
+  const auto status = statusOf(path);
+  return isOrdinary(status) && status->st_size == 0;
+}
+
+bool mayBeInformation(const std::string& path) {
+  const auto status = statusOf(path);
+  return isOrdinary(status) && status->st_size <= kMostInformation;
+}
+
+bool isOld(const std::optional<struct stat>& status) {
+  return status && status->st_mtim.tv_sec < std::time(nullptr) - kSavingIsOver;
+}
+
+// Removing: each of these returns why it did not.
+
+std::string whyLeft(const WString& path) {
+  if (host::lockState(Qx::UTF8FromWString(path)) == host::LockState::kHeld) {
+    return "somebody took it meanwhile, so it was left";
+  }
+  return whyNotWritten(path);
+}
+
+bool isThere(const WString& path) {
+  return fileExists(path) || statusOf(Qx::UTF8FromWString(path));
+}
+
+// With its information file.  Whoever holds the lock keeps both.
+std::string removeLock(const WString& path) {
+  const WString information = path + Qx::WStringFromUTF8(kInformation);
+  if (!isThere(path) && !isThere(information)) return {};
+  NetLock lock(path);
+  if (!lock.Lock()) return whyLeft(path);
+  if (!isEmptyFile(Qx::UTF8FromWString(path))) return "it is not empty any more";
+  if (isThere(information)) {
+    if (!mayBeInformation(Qx::UTF8FromWString(information))) {
+      return printable(information) + " beside it names nobody.  Look at it with ls -l";
+    }
+    // The information file is now ours, so that it goes with the lock.
+    if (!lock.SetLockInfo(WString())) return whyNotWritten(information);
+  }
+  lock.Unlock();
+  return isThere(path) || isThere(information) ? whyLeft(path) : std::string();
+}
+
+// Lists are saved under their guard: while it is held, no temporary is in use.
+std::string removeTemporary(const WString& path, const WString& guard) {
+  NetLock saving(guard);
+  if (!saving.Lock()) return whyLeft(guard);
+  const bool removed = unlink(Qx::UTF8FromWString(path).c_str()) == 0 || errno == ENOENT;
+  const std::string why = removed ? std::string() : whyNotWritten(path);
+  saving.Unlock();
+  return why;
+}
+
+// Finding: on the mount's thread.
+
+// Why nobody can tell whether it is held.
+std::string whyUnknown(const WString& path) {
+  const std::string native = Qx::UTF8FromWString(path);
+  const auto status = statusOf(native);
+  if (!status) return "it is gone";
+  const auto facts = host::mountFacts(Qx::UTF8FromWString(getPath(path)), status->st_dev);
+  if (facts.locksStayLocal) {
+    return "its mount keeps locks to itself: " + printable(facts.name) +
+           ".  Run miscdisc doctor where this storage is local, or mount it with locks";
+  }
+  if (faccessat(AT_FDCWD, native.c_str(), R_OK, AT_EACCESS) != 0) {
+    return std::string(std::strerror(errno)) + ".  Look at it with ls -l, or ask as its owner";
+  }
+  return "the server gives no answer about locks.  Look at its lock service, and try \"miscdisc "
+         "doctor share\" here";
+}
+
+Finding blocked(const WString& path) {
+  return {"blocked-name", path,
+          "is no ordinary file, so that nobody can use it as what its name says.  It is left as "
+          "it is: look at it with ls -ld, and move it away"};
+}
+
+class Search {
+ public:
+  explicit Search(const Space& space) : space_(space) {}
+
+  std::vector<Finding> run() {
+    for (const Person& person : space_.people) {
+      addHeld(person.path, person.held, "stale-login", ".cli",
+              "the login of " + printable(person.user) + ", of " + rfc3339(person.since));
+    }
+    for (const SpaceLock& lock : space_.locks) addLock(lock);
+    addNamed(space_.folder);
+    std::sort(findings_.begin(), findings_.end(), [](const Finding& a, const Finding& b) {
+      return std::tie(a.path, a.kind) < std::tie(b.path, b.kind);
+    });
+    return std::move(findings_);
+  }
+
+ private:
+  void addLock(const SpaceLock& lock) {
+    if (!lock.ordinary) {
+      findings_.push_back(blocked(lock.path));
+      return;
+    }
+    const bool project = lock.kind == SpaceLock::Kind::kProject;
+    addHeld(lock.path, lock.held, project ? "stale-project-lock" : "stale-room-lock",
+            project ? "Lock" : ".lck",
+            "the lock of " + std::string(project ? "project " : "room ") + printable(lock.name) +
+                ", by " + holder(lock));
+  }
+
+  void addHeld(const WString& path, Held held, const std::string& kind, std::string_view ending,
+               const std::string& what) {
+    if (held == Held::kYes) return;
+    if (held == Held::kUnknown) {
+      findings_.push_back(
+          {"unknown-holder", path,
+           "whether anybody holds " + what + ", is not known: " + whyUnknown(path)});
+      return;
+    }
+    const std::string native = Qx::UTF8FromWString(path);
+    if (!statusOf(native)) return;  // let go and removed meanwhile
+    if (!native.ends_with(ending) || !isEmptyFile(native)) {
+      findings_.push_back({"foreign-file", path,
+                           "is named like a lock or login, but was made by another program.  It "
+                           "counts as one: move it away, or give it another name"});
+      return;
+    }
+    addRemovable(kind, path, what + ", is held by nobody");
+  }
+
+  void addRemovable(const std::string& kind, const WString& path, const std::string& text) {
+    findings_.push_back({kind, path, text, [path] { return removeLock(path); }, "remove the file"});
+  }
+
+  // The space's own folder, which ends in the separator, and then the folders in it.
+  void addNamed(const WString& folder) {
+    const bool top = folder == space_.folder;
+    std::error_code gone;  // said already, by whoever looked at the space
+    for (const auto& [name, isFolder] : namesIn(Qx::UTF8FromWString(folder), gone)) {
+      const WString path = folder + Qx::WStringFromUTF8(name);
+      const bool inner = top && isFolder && !name.starts_with('.') && name != kMediaFolder;
+      if (inner) addNamed(path + pathSeparator());
+      addName(path, name, top);
+    }
+  }
+
+  void addName(const WString& path, const std::string& name, bool top) {
+    if (name == ".lockspace" || (top && ends(name, ".cli"))) {
+      const auto status = statusOf(Qx::UTF8FromWString(path));
+      if (status && !isOrdinary(status)) findings_.push_back(blocked(path));
+    } else if (ends(name, ".lck.inf") || name == "Lock.inf") {
+      addInformation(path);
+    } else if (top) {
+      for (const char* list : {"DefNetDrive.txt", "UnmountedDrives.txt"}) addSaving(path, list);
+    }
+  }
+
+  // Beside a lock it goes with it.
+  void addInformation(const WString& path) {
+    const WString lock = path.substr(0, path.size() - std::strlen(kInformation));
+    if (isThere(lock) || !isThere(path) || isThere(lock)) return;
+    if (!mayBeInformation(Qx::UTF8FromWString(path))) {
+      findings_.push_back(blocked(path));
+      return;
+    }
+    findings_.push_back({"lost-information", path, "names the holder of a lock that is not there",
+                         [lock] { return removeLock(lock); }, "remove the file"});
+  }
+
+  void addSaving(const WString& path, const std::string& list) {
+    const std::string native = Qx::UTF8FromWString(path);
+    const std::string name = native.substr(native.rfind('/') + 1);
+    const WString guard = space_.folder + Qx::WStringFromUTF8("." + list + ".lk");
+    const auto status = statusOf(native);
+    if (!isOrdinary(status) || !isOld(status)) return;
+    const auto held = host::lockState(Qx::UTF8FromWString(guard));
+    if (path == guard && held == host::LockState::kFree && isEmptyFile(native)) {
+      addRemovable("stale-guard", path, "nobody saves " + list + " any more");
+    } else if (name.starts_with("." + list + ".") && name.ends_with(".tmp") &&
+               (held == host::LockState::kFree || held == host::LockState::kMissing)) {
+      findings_.push_back({"stale-temporary", path,
+                           "was to become " + list + ", by a machine that died an hour ago or more",
+                           [path, guard] { return removeTemporary(path, guard); },
+                           "remove the file"});
+    }
+  }
+
+  const Space& space_;
+  std::vector<Finding> findings_;
+};
+
+}  // namespace
+
+void findLeftovers(const Space& space, const Options& options, Diagnosis& diagnosis) {
+  for (const std::string& fault : space.faults) diagnosis.unseen.push_back(fault);
+  if (space.answer == Space::Answer::kMissing) return;
+  if (space.answer != Space::Answer::kThere) {
+    diagnosis.unseen.push_back(problemOf(space, options));
+    return;
+  }
+  const auto found = within<std::vector<Finding>>(options.deadline(), space.folder,
+                                                  [space] { return Search(space).run(); });
+  if (!found) {
+    diagnosis.unseen.push_back(printable(space.folder) +
+                               " stopped answering.  Try again with --timeout 5");
+    return;
+  }
+  for (const Finding& finding : *found) diagnosis.add(finding);
+}
+
+}  // namespace console
