@@ -6,6 +6,7 @@
 #include "console/commands.h"
 #include "console/doctor.h"
 #include "console/folders.h"
+#include "console/share_test.h"
 #include "host/user_config.h"
 #include "miscdisc/frame/separator.h"
 #include "miscdisc/lobby/configuration_keys.h"
@@ -20,6 +21,8 @@ struct Arguments {
   bool lobbyGiven = false;
   bool all = false;
   bool fix = false;
+  std::string folder;
+  bool process = false;
 };
 
 // A fix is several questions to a server, and half of one is worth nothing.
@@ -175,10 +178,26 @@ void addDoctor(CLI::App& app, Context& context, Command& chosen) {
                    "Say what will be fixed, then fix it.  Only what nobody holds is removed, and "
                    "only after its lock was taken; --dry-run only says");
 
-  doctor->callback([&context, &chosen, arguments, lobby] {
+  CLI::App* share = doctor->add_subcommand(
+      "share",
+      "Test whether locks in a folder exclude at all, with two processes of this machine.\n"
+      "Exit code 10: a property fails");
+  share->add_option("DIR", arguments->folder, "The folder, on the share")->required();
+  // For the processes that the test starts.
+  share->add_flag("--process", arguments->process)->group("");
+  doctor->callback([&context, &chosen, arguments, share, lobby] {
     arguments->lobbyGiven = lobby->count() > 0;
-    chosen = [&context, arguments] {
-      return configurationIsBroken() ? kUsage : examine(context, *arguments);
+    chosen = [&context, arguments, share = share->parsed()] {
+      if (arguments->process) return serveShareTest(context, arguments->folder);
+      if (configurationIsBroken()) return kUsage;
+      if (!share) return examine(context, *arguments);
+      if (arguments->fix || arguments->all || arguments->lobbyGiven) {
+        complain(
+            "\"doctor share\" only tests a folder: --fix, --all and --lobby are for "
+            "\"doctor\".");
+        return kUsage;
+      }
+      return testShare(context, arguments->folder);
     };
   });
 }

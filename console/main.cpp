@@ -1,7 +1,7 @@
 // The command miscdisc.
 //
-// Every command here only looks, but for "config set", "cache dump", "doctor --fix", those of
-// "drives", "lobby" and "space" that say what they changed, and those that hold a lobby, a room or a
+// Every command here only looks, but for "config set", "cache dump", "doctor --fix",
+// "doctor share", those of "drives", "lobby" and "space" that say what they changed, and those that hold a lobby, a room or a
 // project: it logs nobody in, takes and probes no lock, and leaves nothing on the disk but lines in
 // the log.
 #include <algorithm>

@@ -410,9 +410,11 @@ go_on() {
 
 @test "a configuration that does not parse is not examined" {
   echo '[' >>"$MISCDISC_HOME/config.toml"
-  ask doctor
-  expect_code 2
-  [ ! -s data ]
+  for command in doctor "doctor share ."; do
+    ask $command
+    expect_code 2
+    [ ! -s data ]
+  done
 }
 
 @test "people get sentences" {
