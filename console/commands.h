@@ -20,6 +20,7 @@ void addRoom(CLI::App& app, Context& context, Command& chosen);
 void addProject(CLI::App& app, Context& context, Command& chosen);
 void addLocks(CLI::App& app, Context& context, Command& chosen);
 void addDoctor(CLI::App& app, Context& context, Command& chosen);
+void addDemo(CLI::App& app, Context& context, Command& chosen);
 void addConfig(CLI::App& app, Context& context, Command& chosen);
 void addVersion(CLI::App& app, Context& context, Command& chosen);
 // What it runs is not among the options: see main.

@@ -84,6 +84,7 @@ Exit run(int argc, char** argv, Context& context) {
   addProject(app, context, chosen);
   addLocks(app, context, chosen);
   addDoctor(app, context, chosen);
+  addDemo(app, context, chosen);
   addConfig(app, context, chosen);
   addVersion(app, context, chosen);
   std::vector<std::string> command;

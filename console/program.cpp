@@ -72,28 +72,6 @@ void closeWhatExecCloses() {
   _exit(code);
 }
 
-// Not fork: its preparations wait for a thread that looks at a dead share and holds the table of
-// locks meanwhile.
-pid_t start(const std::vector<std::string>& command, const Output& output,
-            const EndSignals& signals) {
-  std::vector<char*> words;
-  for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
-  words.push_back(nullptr);
-  const std::string failure = "miscdisc: " + printable(command.front()) + ": ";
-  const pid_t parent = getpid();
-  const pid_t child = _Fork();
-  if (child == 0) become(words.data(), failure, output.descriptor(), parent, signals);
-  if (child < 0) throw std::system_error(errno, std::generic_category(), "no program starts");
-  return child;
-}
-
-int codeOf(pid_t child) {
-  int status = 0;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-  }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : kBySignal + WTERMSIG(status);
-}
-
 int millisecondsTo(const std::optional<Clock::time_point>& deadline) {
   if (!deadline) return -1;
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - Clock::now());
@@ -152,8 +130,29 @@ void EndSignals::restore() const {
   sigprocmask(SIG_SETMASK, &before_, nullptr);
 }
 
+// Not fork: its preparations wait for a thread that looks at a dead share and holds the table of
+// locks meanwhile.
+pid_t start(const std::vector<std::string>& command, int data, const EndSignals& signals) {
+  std::vector<char*> words;
+  for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
+  words.push_back(nullptr);
+  const std::string failure = "miscdisc: " + printable(command.front()) + ": ";
+  const pid_t parent = getpid();
+  const pid_t child = _Fork();
+  if (child == 0) become(words.data(), failure, data, parent, signals);
+  if (child < 0) throw std::system_error(errno, std::generic_category(), "no program starts");
+  return child;
+}
+
+int codeOf(pid_t program) {
+  int status = 0;
+  while (waitpid(program, &status, 0) < 0 && errno == EINTR) {
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : kBySignal + WTERMSIG(status);
+}
+
 Ended run(const std::vector<std::string>& command, const Output& output, EndSignals& signals) {
-  const pid_t child = start(command, output, signals);
+  const pid_t child = start(command, output.descriptor(), signals);
   const auto ending = static_cast<int>(syscall(SYS_pidfd_open, child, 0));
   if (ending < 0) {
     kill(child, SIGKILL);

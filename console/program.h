@@ -43,14 +43,21 @@ class EndSignals {
 // As a shell has it.
 inline Exit exitBySignal(int signal) { return static_cast<Exit>(128 + signal); }
 
+// Starts a program with this command's terminal, standard input and words, and its data to the
+// descriptor.  When this process dies it gets TERM.  Whoever starts it waits for it.
+pid_t start(const std::vector<std::string>& command, int data, const EndSignals& signals);
+
+// Waits for its end.  As a shell has it: 127 not found, 128 + n by signal n.
+int codeOf(pid_t program);
+
 struct Ended {
-  int code;        // of the program, as a shell has it: 127 not found, 128 + n by signal n
+  int code;        // as of codeOf()
   int signal = 0;  // that came for us meanwhile, and should end us too
 };
 
-// Runs the program on this command's terminal and its standard streams until it ends.  It gets the
-// signals that come meanwhile, but for a Ctrl-C, which it has had from the terminal; one that does
-// not end within ten seconds is killed.  When this process dies it gets TERM.
+// Runs a program, with its data to this command's, until it ends.  It gets the signals that come
+// meanwhile, but for a Ctrl-C, which it has had from the terminal; one that does not end within ten
+// seconds is killed.
 Ended run(const std::vector<std::string>& command, const Output& output, EndSignals& signals);
 
 }  // namespace console

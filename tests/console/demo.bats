@@ -1,0 +1,43 @@
+load setup
+
+# Whatever the demo leaves behind would lie here.
+demo() {
+  mkdir -p stage
+  code=0
+  TMPDIR="$PWD/stage" timeout 60 "$MISCDISC_COMMAND" demo "$@" >data 2>words || code=$?
+}
+
+@test "the demo shows a lobby, a crash and the doctor, and leaves nothing" {
+  snapshot >snapshot.before
+  demo
+  expect_code 0
+  grep -qx 'bob$ miscdisc room check "Edit 1"' data
+  [ "$(grep -c '^(exit code 5)$' data)" -eq 1 ]
+  [ "$(grep -c '^(exit code 10)$' data)" -eq 1 ]
+  grep -qE '^person	ann	live	' data
+  grep -qE '^person	ann	stale	' data
+  grep -qE '^room	Edit 1	live	bob	' data
+  [ -z "$(ls -A stage)" ]
+  rmdir stage
+  snapshot | diff snapshot.before -
+}
+
+@test "a demo that is interrupted leaves neither folder nor machines" {
+  mkdir stage
+  TMPDIR="$PWD/stage" env --default-signal=INT,TERM "$MISCDISC_COMMAND" demo >data 2>words 3>&- &
+  local demo=$! try
+  for try in $(seq 1200); do
+    grep -q '^holding' data && break
+    sleep 0.01
+  done
+  kill -TERM "$demo" 2>/dev/null || true
+  wait "$demo" || true
+  [ -z "$(ls -A stage)" ]
+  ! pgrep -f "$PWD/stage" >/dev/null
+}
+
+@test "there is no document of the demo" {
+  demo --json
+  expect_code 2
+  [ ! -s data ]
+}
