@@ -13,6 +13,7 @@
 #include "console/space_commands.h"
 #include "console/space_view.h"
 #include "console/text_files.h"
+#include "host/volumes/mount_table.h"
 #include "miscdisc/lobby/configuration_keys.h"
 #include "miscdisc/lobby/lobby_utils.h"
 #include "miscdisc/platform/os.h"
@@ -180,6 +181,25 @@ Exit checkEmpty(const Space& space, const std::string& name, const Options& opti
   return kRefused;
 }
 
+// A deletion would go on into what is mounted in the lobby, which is no part of it, and wait there
+// for whatever hangs.
+Exit checkNothingMounted(const Space& space, const std::string& name, const Options& options) {
+  const std::string folder = native(space.folder);
+  const auto real = within<std::string>(options.deadline(), space.folder,
+                                        [folder] { return fs::canonical(folder).string(); });
+  if (!real) {
+    complain(printable(space.folder) + " is not answering.  Nothing was deleted.");
+    return kIncomplete;
+  }
+  for (const host::Mount& mount : host::currentMounts()->mounts()) {
+    if (mount.point != *real && !mount.point.starts_with(*real + "/")) continue;
+    complain(printable(mount.point) + " is a mount, so the lobby " + printable(name) +
+             " was not deleted.  Unmount it first.");
+    return kRefused;
+  }
+  return kDone;
+}
+
 void tellLeftovers(const Space& space, const Options& options) {
   const std::string goes = " is a leftover: nobody holds it, and it goes with the lobby";
   for (const Person& person : space.people)
@@ -231,7 +251,10 @@ Exit deleteLobby(Context& context, const std::string& name) {
              "\"miscdisc lobby use\" first.");
     return kRefused;
   }
-  const auto checked = [&] { return checkEmpty(lookAt(space->folder, options), name, options); };
+  const auto checked = [&] {
+    const Exit refusal = checkEmpty(lookAt(space->folder, options), name, options);
+    return refusal != kDone ? refusal : checkNothingMounted(*space, name, options);
+  };
   if (const Exit refusal = checked()) return refusal;
   tellLeftovers(lookAt(space->folder, options), options);
   if (!confirmed(options, "Delete the lobby " + printable(name) + " with everything in " +

@@ -183,3 +183,22 @@ load lobby
   expect_data "Alpha	0	0	yes	$PWD/net/Alpha/" "Beta	0	0	no	$PWD/net/Beta/" "Gone	-	-	no	$PWD/net/Gone/"
   expect_words "$PWD/net/Gone/ is not answering"
 }
+
+@test "names that are not UTF-8 are shown escaped, and given exactly" {
+  share
+  ask lobby create $'caf\xe9'
+  expect_code 0
+  ask lobby list
+  [ "$(tail -1 data | cut -f1)" = 'caf\xE9' ]
+  ask lobby show $'caf\xe9' --json
+  expect_code 0
+  [ "$(jq -r .name_hex data)" = 636166e9 ]
+  ask lobby use $'caf\xe9'
+  : >$'net/caf\xe9/b\xff.cli'
+  : >$'net/caf\xe9/r\xff.Room.lck'
+  ask lobby show -q
+  expect_code 0
+  [ "$(cut -f1-3 data)" = $'person\tb\\xFF\tstale\nlock\troom\tr\\xFF' ]
+  ask room check $'r\xff'
+  expect_code 0
+}

@@ -13,6 +13,7 @@ ask_on_terminal() { # ANSWER ARGUMENT...
 
 # Runs the command with a file system in memory on FOLDER that only it sees; what it leaves there is
 # listed in "found".
+# With "filled" that many bytes are taken there.
 ask_mounted() { # FOLDER OPTIONS ARGUMENT...
   local folder=$1 options=$2 own=-rm
   shift 2
@@ -22,6 +23,7 @@ ask_mounted() { # FOLDER OPTIONS ARGUMENT...
   unshare $own sh -c 'folder=$1
     mount -t tmpfs -o "$2" tmpfs "$folder" || exit 99
     shift 2
+    [ -z "${filled:-}" ] || head -c "$filled" /dev/zero >"$folder/filler"
     code=0
     "$@" || code=$?
     find "$folder" -mindepth 1 | sort >found
@@ -116,6 +118,10 @@ state() { cat "$MISCDISC_HOME/state.toml"; }
   expect_words "the lobby is only half made, and is not to be used: $PWD/small/New/DefNetDrive.txt could not be written"
   expect_words "remove $PWD/small/New with rm -r"
   diff <(printf '%s\n' "$PWD/small/New" "$PWD/small/New/Media") found
+  filled=65536 ask_mounted "$PWD/small" size=65536 lobby create New
+  expect_code 1
+  expect_words "the lobby is only half made, and is not to be used: $PWD/small/New/DefNetDrive.txt could not be written"
+  expect_words "look at df"
 }
 
 @test "a lobby is not made on a share that does not answer, nor deleted or chosen there" {
@@ -257,6 +263,23 @@ state() { cat "$MISCDISC_HOME/state.toml"; }
   ask lobby delete Other --yes
   expect_code 7
   [ -e net/Alpha/DefNetDrive.txt ] && [ -L net/Other ]
+}
+
+@test "what is mounted in a lobby is not deleted with it" {
+  share
+  ask_mounted "$PWD/net/Beta/Media" size=65536 lobby delete Beta --yes
+  expect_code 7
+  expect_words "$PWD/net/Beta/Media is a mount, so the lobby Beta was not deleted.  Unmount it first."
+  [ -e net/Beta/DefNetDrive.txt ]
+}
+
+@test "a mount in a lobby that does not answer keeps nobody waiting" {
+  share
+  rmdir net/Beta/Media/*
+  hang_on net/Beta/Media
+  ask_hanging lobby delete Beta --yes
+  expect_code 7
+  expect_words "$PWD/net/Beta/Media is a mount"
 }
 
 @test "what could not be deleted is named" {
