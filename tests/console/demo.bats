@@ -33,7 +33,7 @@ demo() {
   kill -TERM "$demo" 2>/dev/null || true
   wait "$demo" || true
   [ -z "$(ls -A stage)" ]
-  ! pgrep -f "$PWD/stage" >/dev/null
+  ! grep -lzsq "^MISCDISC_HOME=$PWD/stage" /proc/[0-9]*/environ
 }
 
 @test "there is no document of the demo" {
