@@ -28,6 +28,7 @@ void addWith(CLI::App& app, Context& context, Command& chosen,
              const std::vector<std::string>& command);
 void addHold(CLI::App& app, Context& context, Command& chosen);
 void addRoomGo(CLI::App& room, Context& context, Command& chosen);
+void addShell(CLI::App& app, Context& context, Command& chosen);
 
 Exit showStatus(Context& context);  // what a bare "miscdisc" does
 

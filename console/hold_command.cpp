@@ -1,21 +1,15 @@
 // Commands that hold: a login, a room, a project, for as long as they run.
+#include "console/hold.h"
+
 #include <cstdlib>
 
 #include "console/commands.h"
 #include "console/drives.h"
-#include "console/holding.h"
 #include "console/program.h"
 #include "miscdisc/lobby/lobby_utils.h"
 #include "miscdisc/platform/os.h"
 
 namespace console {
-namespace {
-
-struct Wanted {
-  std::optional<std::string> lobby;  // none: the configured one
-  std::optional<std::string> room;
-  std::optional<std::string> project;
-};
 
 void addWanted(CLI::App& command, Wanted& wanted) {
   command.add_option("--room", wanted.room, "And this room of it");
@@ -31,14 +25,19 @@ bool mayHold(const Options& options) {
   return false;
 }
 
-// All or nothing.
-Exit hold(Holding& holding, const std::string& lobby, const Wanted& wanted) {
+std::string lobbyOf(const Wanted& wanted) {
+  return wanted.lobby.value_or(Qx::UTF8FromWString(LobbyUtils::getCurrentNetworkLobbyName()));
+}
+
+Exit holdAll(Holding& holding, const std::string& lobby, const Wanted& wanted) {
   Exit exit = kDone;
   if (!lobby.empty()) exit = holding.enterLobby(lobby);
   if (exit == kDone && wanted.project) exit = holding.openProject(*wanted.project);
   if (exit == kDone && wanted.room) exit = holding.enterRoom(*wanted.room);
   return exit;
 }
+
+namespace {
 
 Exit runWith(Context& context, const Wanted& wanted, const std::vector<std::string>& command) {
   if (!mayHold(context.options)) return kUsage;
@@ -50,7 +49,7 @@ Exit runWith(Context& context, const Wanted& wanted, const std::vector<std::stri
   }
   EndSignals signals;
   Holding holding(context.options);
-  const Exit refused = hold(holding, *wanted.lobby, wanted);
+  const Exit refused = holdAll(holding, *wanted.lobby, wanted);
   if (refused != kDone) return holding.end(context.output, refused);
   if (const auto signal = signals.next()) {
     return holding.end(context.output, exitBySignal(signal->number));
@@ -83,7 +82,7 @@ Exit runHold(Context& context, const Wanted& wanted) {
   }
   EndSignals signals;
   Holding holding(context.options);
-  const Exit refused = hold(holding, lobby, wanted);
+  const Exit refused = holdAll(holding, lobby, wanted);
   if (refused != kDone) return holding.end(context.output, refused);
 
   if (context.options.json) {

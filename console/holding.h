@@ -45,6 +45,12 @@ class Holding {
   const WString& room() const { return room_; }  // as people name it
   WString project() const { return project_.asWString(); }
 
+  // The folder in which rooms and projects are.
+  const WString& space() const { return space_; }
+
+  // A call has not come back: only end() may follow.
+  bool lost() const { return lost_; }
+
   // "lobby Alpha, room Edit 1"; empty when nothing is held.
   std::string inWords() const;
 
@@ -70,11 +76,11 @@ class Holding {
   Exit leaveSpace();  // for the local one
 
   const Options& options_;
-  WString space_;  // in which rooms and projects are
+  WString space_;
   WString lobby_;
   WString room_, roomPath_;
   cookie project_;
-  bool lost_ = false;  // a call has not come back: nothing of the library may be called
+  bool lost_ = false;
 };
 
 }  // namespace console

@@ -21,7 +21,8 @@ void addGlobalOptions(CLI::App& app, Options& options) {
   app.add_flag("--json", options.json, "One JSON document on standard output");
   app.add_flag("--plain", options.plain, "As into a pipe: tabs, no colour, no progress");
   app.add_option("--color", options.color, "auto, always or never")
-      ->check(CLI::IsMember({"auto", "always", "never"}));
+      ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   app.add_option("--timeout", options.timeout,
                  "Seconds that a mount has to answer: 0.25 unless set")
       ->check(CLI::Range(0.001, 3600.0))
@@ -90,6 +91,7 @@ Exit run(int argc, char** argv, Context& context) {
   std::vector<std::string> command;
   addWith(app, context, chosen, command);
   addHold(app, context, chosen);
+  addShell(app, context, chosen);
   char** const end = argv + argc;
   char** const dashes = commandOfWith(app, argv + 1, end);
   if (dashes != end) command.assign(dashes + 1, end);

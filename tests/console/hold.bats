@@ -1,16 +1,13 @@
 # Commands that hold a lobby, a room or a project.
 load setup
 load machines
+load hanging
 
 setup_file() { export BATS_TEST_TIMEOUT=120; }
 
 teardown() {
   end_started
-  if [ -n "${server:-}" ]; then
-    kill -USR2 "$server"
-    kill "$server"
-    wait "$server" || true
-  fi
+  end_hanging
 }
 
 @test "a command runs while the lobby, the room and the project are held" {
@@ -295,19 +292,7 @@ END
 @test "a lobby that does not answer is 3, and nothing is run" {
   two_machines
   mkdir net/Hung
-  "$HANGING_MOUNT" "$PWD/net/Hung" >mounted 2>&1 3>&- &
-  server=$!
-  until grep -q ready mounted; do
-    if ! kill -0 "$server" 2>/dev/null; then
-      code=0
-      wait "$server" || code=$?
-      server=
-      [ "$code" -eq 77 ] && skip "no FUSE, or no right to mount"
-      return 1
-    fi
-    sleep 0.05
-  done
-  kill -USR1 "$server"
+  hang_on net/Hung
   for command in "with Hung -- touch ran" "hold Hung"; do
     code=0
     ASAN_OPTIONS=detect_leaks=0 timeout -s KILL 60 "$MISCDISC_COMMAND" --timeout 1 $command >data 2>words || code=$?

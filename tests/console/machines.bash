@@ -23,7 +23,7 @@ start() { # NAME ARGUMENT...
   shift
   : >"$name.data"
   env --default-signal=HUP,INT,TERM "$MISCDISC_COMMAND" --timeout 60 "$@" \
-    >"$name.data" 2>"$name.words" 3>&- &
+    <&0 >"$name.data" 2>"$name.words" 3>&- &
   last=$!
   started+=("$last")
 }
@@ -55,8 +55,8 @@ ended() { ! kill -0 "$1" 2>/dev/null; }
 
 # Nothing is left of logins and locks in the lobby.
 expect_nothing_held() {
-  [ -z "$(find net -name '*.cli' -o -name '*.lck' -o -name '*.inf' -o -name Lock)" ] ||
-    { find net; return 1; }
+  [ -z "$(find net/Alpha -name '*.cli' -o -name '*.lck' -o -name '*.inf' -o -name Lock)" ] ||
+    { find net/Alpha; return 1; }
 }
 
 end_started() {

@@ -1,0 +1,274 @@
+// A shell: commands of miscdisc while a lobby, a room and a project stay held.
+#include <fmt/core.h>
+
+#include <cstdlib>
+
+#include "console/commands.h"
+#include "console/drives.h"
+#include "console/hold.h"
+#include "console/lines.h"
+#include "miscdisc/lobby/lobby_utils.h"
+
+namespace console {
+namespace {
+
+using Words = std::vector<std::string>;
+
+class Shell {
+ public:
+  Shell(Context& context, const CLI::App& app)
+      : context_(context),
+        app_(app),
+        holding_(context.options),
+        lines_(signals_, [this](const Words& words) { return completions(words); }) {}
+
+  Exit run(const std::string& lobby, const Wanted& wanted);
+
+ private:
+  struct OwnWord {
+    Words words;
+    const char* argument;  // its name; null: none
+    const char* help;
+    Exit (Shell::*act)(const std::string& argument);
+  };
+  static const std::vector<OwnWord>& ownWords();
+
+  Exit loop();
+  Exit execute(const std::string& line);
+  std::optional<Exit> executeOwn(const Words& words);
+  Exit executeCommand(const Words& words);
+  void sayChange(const std::string& before) const;
+  std::string prompt() const;
+
+  Exit enter(const std::string& lobby) { return holding_.enterLobby(lobby); }
+  Exit leave(const std::string&) { return holding_.leaveLobby(); }
+  Exit goToRoom(const std::string& room) { return holding_.enterRoom(room); }
+  Exit leaveRoom(const std::string&) { return holding_.leaveRoom(); }
+  Exit openProject(const std::string& project) { return holding_.openProject(project); }
+  Exit closeProject(const std::string&) { return holding_.closeProject(); }
+  Exit help(const std::string&);
+  Exit end(const std::string&);
+
+  Words completions(const Words& words) const;
+  Words commandWords(const Words& words) const;
+  Words names(const Words& words) const;
+
+  Context& context_;
+  const CLI::App& app_;
+  EndSignals signals_;  // first: what follows may start threads
+  Holding holding_;
+  Lines lines_;
+  Exit last_ = kDone;
+  bool ended_ = false;
+};
+
+const std::vector<Shell::OwnWord>& Shell::ownWords() {
+  static const std::vector<OwnWord> words = {
+      {{"enter"}, "LOBBY", "log in to a lobby, after leaving the one before", &Shell::enter},
+      {{"leave"}, nullptr, "let go of everything, and work locally", &Shell::leave},
+      {{"room", "go"}, "ROOM", "be in a room, and no longer in the one before", &Shell::goToRoom},
+      {{"room", "leave"}, nullptr, "be in no room", &Shell::leaveRoom},
+      {{"project", "open"},
+       "PROJECT",
+       "hold a project, after closing the one before",
+       &Shell::openProject},
+      {{"project", "close"}, nullptr, "hold no project", &Shell::closeProject},
+      {{"help"}, nullptr, "this list", &Shell::help},
+      {{"exit"}, nullptr, "let go of everything, and end; so does Ctrl-D", &Shell::end},
+  };
+  return words;
+}
+
+std::string joined(const Words& words) {
+  std::string text;
+  for (const std::string& word : words) text += (text.empty() ? "" : " ") + word;
+  return text;
+}
+
+bool beginsWith(const Words& words, const Words& beginning) {
+  return words.size() >= beginning.size() &&
+         std::equal(beginning.begin(), beginning.end(), words.begin());
+}
+
+Exit Shell::run(const std::string& lobby, const Wanted& wanted) {
+  const Exit refused = holdAll(holding_, lobby, wanted);
+  return holding_.end(context_.output, refused == kDone ? loop() : refused);
+}
+
+Exit Shell::loop() {
+  while (!ended_ && !holding_.lost()) {
+    const Lines::Line line = lines_.next(prompt());
+    if (line.signal != 0) return exitBySignal(line.signal);
+    if (line.kind == Lines::Line::Kind::kEnd) break;
+    if (line.kind == Lines::Line::Kind::kText) last_ = execute(line.text);
+  }
+  return last_;
+}
+
+Exit Shell::execute(const std::string& line) {
+  auto words = wordsOf(line);
+  if (!words) {
+    complain("a quote is not closed in: " + printable(line));
+    return kUsage;
+  }
+  if (words->empty() || words->front().starts_with('#')) return last_;
+  lines_.remember(line);
+  if (words->front() == "miscdisc") words->erase(words->begin());
+
+  const std::string before = holding_.inWords();
+  const auto exit = executeOwn(*words);
+  if (!exit) return executeCommand(*words);
+  sayChange(before);
+  return *exit;
+}
+
+std::optional<Exit> Shell::executeOwn(const Words& words) {
+  for (const OwnWord& own : ownWords()) {
+    if (!beginsWith(words, own.words)) continue;
+    const size_t arguments = words.size() - own.words.size();
+    if (arguments == (own.argument ? 1 : 0)) {
+      return (this->*own.act)(arguments == 1 ? words.back() : std::string());
+    }
+    complain(own.argument ? "it is: " + joined(own.words) + " " + own.argument +
+                                ".  A name with blanks stands in quotes"
+                          : "nothing follows " + joined(own.words));
+    return kUsage;
+  }
+  return {};
+}
+
+// A process of its own, so that Ctrl-C stops only that, and storage that hangs holds up nothing
+// else.
+Exit Shell::executeCommand(const Words& words) {
+  const Options& options = context_.options;
+  Words command = {"/proc/self/exe", "--timeout", fmt::format("{}", options.timeout), "--color",
+                   options.color};
+  const std::pair<bool, const char*> flags[] = {{options.json, "--json"},
+                                                {options.plain, "--plain"},
+                                                {options.quiet, "--quiet"},
+                                                {options.verbose, "--verbose"},
+                                                {options.yes, "--yes"}};
+  for (const auto& [given, name] : flags) {
+    if (given) command.push_back(name);
+  }
+  command.insert(command.end(), words.begin(), words.end());
+
+  setenv(kLobbyVariable, Qx::UTF8FromWString(holding_.lobby()).c_str(), 1);
+  const Ended ended = console::run(command, context_.output, signals_);
+  // As in any shell, Ctrl-C ends a script and not only the command that it stands at.
+  ended_ = ended.signal != 0 || (ended.code == kInterrupted && !lines_.edited());
+  return ended.signal != 0 ? exitBySignal(ended.signal) : static_cast<Exit>(ended.code);
+}
+
+void Shell::sayChange(const std::string& before) const {
+  const std::string now = holding_.inWords();
+  if (now == before) return;
+  remark(context_.options, now.empty() ? "nothing is held any more" : "now holding " + now);
+}
+
+std::string Shell::prompt() const {
+  std::string place = printable(holding_.lobby());
+  if (!holding_.room().empty()) place += "/" + printable(holding_.room());
+  return place.empty() ? "miscdisc> " : "miscdisc " + place + "> ";
+}
+
+Exit Shell::help(const std::string&) {
+  for (const OwnWord& own : ownWords()) {
+    const std::string words =
+        joined(own.words) + (own.argument ? " " : "") + (own.argument ? own.argument : "");
+    context_.output.print(fmt::format("  {:22}{}\n", words, own.help));
+  }
+  context_.output.print(
+      "\nEvery other line is a command of miscdisc, which works in the lobby that is held:\n"
+      "\"status\", \"lobby show\", and what \"--help\" lists.\n");
+  return context_.output.flush() ? kDone : kFailed;
+}
+
+Exit Shell::end(const std::string&) {
+  ended_ = true;
+  return last_;
+}
+
+// Completion.
+
+Words Shell::names(const Words& words) const {
+  const Options& options = context_.options;
+  const Words before(words.begin(), words.end() - 1);
+  Words found;
+  const auto add = [&](const WString& name) { found.push_back(Qx::UTF8FromWString(name)); };
+  const bool isLobby =
+      before == Words{"enter"} || before == Words{"with"} || before == Words{"hold"};
+  const WString root = LobbyUtils::getNetworkProjectsRoot();
+  if (isLobby && lookAt(root, options).answer == Space::Answer::kThere) {
+    Exit exit = kDone;
+    for (const WString& name : lobbyNames(options, exit).value_or(std::vector<WString>())) {
+      add(name);
+    }
+  }
+  const bool isRoom = before == Words{"room", "go"}, isProject = before == Words{"project", "open"};
+  if (!isRoom && !isProject) return found;
+  const Space space = lookAt(holding_.space(), options);
+  if (isProject) std::for_each(space.projects.begin(), space.projects.end(), add);
+  if (isRoom) {
+    for (const Room& room : space.rooms) add(room.name);
+  }
+  return found;
+}
+
+Words Shell::commandWords(const Words& words) const {
+  const CLI::App* family = &app_;
+  for (size_t i = 0; i + 1 < words.size(); ++i) {
+    const auto named = [&](const CLI::App* command) { return command->check_name(words[i]); };
+    const auto inner = family->get_subcommands(named);
+    if (!inner.empty()) family = inner.front();
+  }
+  Words found;
+  if (words.back().starts_with('-')) {
+    for (const CLI::App* place : {family, &app_}) {
+      for (const CLI::Option* option : place->get_options()) {
+        for (const std::string& name : option->get_lnames()) found.push_back("--" + name);
+      }
+      if (family == &app_) break;
+    }
+    return found;
+  }
+  const auto all = [](const CLI::App*) { return true; };
+  for (const CLI::App* command : family->get_subcommands(all)) found.push_back(command->get_name());
+  return found;
+}
+
+Words Shell::completions(const Words& given) const {
+  Words words = given;
+  if (words.size() > 1 && words.front() == "miscdisc") words.erase(words.begin());
+  const Words before(words.begin(), words.end() - 1);
+  Words found = names(words);
+  for (const OwnWord& own : ownWords()) {
+    if (own.words.size() > before.size() && beginsWith(own.words, before)) {
+      found.push_back(own.words[before.size()]);
+    }
+  }
+  const Words commands = commandWords(words);
+  found.insert(found.end(), commands.begin(), commands.end());
+  std::sort(found.begin(), found.end());
+  found.erase(std::unique(found.begin(), found.end()), found.end());
+  return found;
+}
+
+}  // namespace
+
+void addShell(CLI::App& app, Context& context, Command& chosen) {
+  CLI::App* command = app.add_subcommand(
+      "shell", "Commands, line by line, while a lobby, a room and a project stay held");
+  const auto wanted = std::make_shared<Wanted>();
+  command->add_option("LOBBY", wanted->lobby, "Instead of the configured one; \"\": none");
+  addWanted(*command, *wanted);
+  command->callback([&app, &context, &chosen, wanted] {
+    chosen = [&app, &context, wanted] {
+      if (!mayHold(context.options)) return kUsage;
+      const std::string lobby = lobbyOf(*wanted);
+      return Shell(context, app).run(lobby, *wanted);
+    };
+  });
+}
+
+}  // namespace console
