@@ -32,6 +32,14 @@ expect_screen() { # TEXT: within a minute
   eventually shows "$1" || { terminal capture-pane -p; return 1; }
 }
 
+# What a command leaves on the screen is there before the shell reads keys again, and of keys typed
+# in between the terminal itself takes a Ctrl-D.
+prompts_last() { [ "$(terminal capture-pane -p | sed '/^ *$/d; s/ *$//' | tail -n 1)" = "$1" ]; }
+
+expect_prompt() { # PROMPT: within a minute it is the last line
+  eventually prompts_last "$1" || { terminal capture-pane -p; return 1; }
+}
+
 @test "lines are executed, and the exit code is that of the last one" {
   two_machines
   shell <<'END'
@@ -223,6 +231,7 @@ END
   type_keys "leave" Enter "version" Enter
   expect_screen "library 12.0.2.0"
   expect_nothing_held
+  expect_prompt "miscdisc>"
   type_keys C-d
   eventually gone_terminal
 }
@@ -260,6 +269,7 @@ gone_terminal() { ! terminal has-session 2>/dev/null; }
   expect_screen "miscdisc>"
   type_keys "find x" Enter
   expect_screen "x is nowhere"
+  expect_prompt "miscdisc>"
   type_keys C-d
   eventually gone_terminal
   [ "$(wc -l <"$MISCDISC_HOME/shell_history")" -eq 1000 ]
