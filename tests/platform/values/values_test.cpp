@@ -146,6 +146,24 @@ TEST(NetMessage, TravelsAsItsTypeAndItsText) {
   EXPECT_EQ(NetMessage(NetMessage::FileRemoved, "").asString(), "9 ");
 }
 
+TEST(NetMessage, IsReadBackFromTheTextInWhichItTravels) {
+  const auto added = NetMessage::fromString(R"(8 \\nas\m\a b.mxf)");
+  ASSERT_TRUE(added);
+  EXPECT_EQ(added->type(), NetMessage::FileAdded);
+  EXPECT_EQ(added->text(), R"(\\nas\m\a b.mxf)");
+  EXPECT_EQ(NetMessage::fromString("100 ")->type(), NetMessage::Rescan);
+  EXPECT_EQ(NetMessage::fromString("100 ")->text(), "");
+  EXPECT_EQ(NetMessage::fromString("4711 x")->type(), 4711);
+  EXPECT_EQ(NetMessage::fromString(String("9 a\0b", 5))->text(), String("a\0b", 3));
+}
+
+TEST(NetMessage, IsNotReadFromAnyOtherText) {
+  for (const char* text : {"", " ", "8", "8\t", " 8 x", "-8 x", "+8 x", "8x", "x", "0x8 x",
+                           "99999999999 x", "StartBatch"}) {
+    EXPECT_FALSE(NetMessage::fromString(text)) << text;
+  }
+}
+
 TEST(AttribValuePair, SplitsAtTheFirstSeparator) {
   const Qx::AttribValuePair pair("name=A=B", '=');
   EXPECT_TRUE(pair.valid());
