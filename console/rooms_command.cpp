@@ -9,22 +9,22 @@ namespace console {
 namespace {
 
 // What can be held: a room or a project.
-struct Holding {
+struct Holdable {
   WString name;
   WString path;
   const SpaceLock* lock;  // null: no lock file
 };
 
-std::vector<Holding> roomsOf(const Space& space) {
-  std::vector<Holding> rooms;
+std::vector<Holdable> roomsOf(const Space& space) {
+  std::vector<Holdable> rooms;
   for (const Room& room : space.rooms) {
     rooms.push_back({room.name, room.path, lockOfRoom(space, room.path)});
   }
   return rooms;
 }
 
-std::vector<Holding> projectsOf(const Space& space) {
-  std::vector<Holding> projects;
+std::vector<Holdable> projectsOf(const Space& space) {
+  std::vector<Holdable> projects;
   for (const WString& name : space.projects) {
     const cookie project = cookie::fromWString(name).value();
     projects.push_back({name, space.folder + name, lockOfProject(space, project)});
@@ -38,34 +38,34 @@ Json documentOf(const std::string& schema, const Space& space) {
   return document;
 }
 
-void add(Json& object, const Holding& holding) {
-  addText(object, "name", holding.name);
-  addText(object, "path", holding.path);
-  addHolder(object, holding.lock);
+void add(Json& object, const Holdable& holdable) {
+  addText(object, "name", holdable.name);
+  addText(object, "path", holdable.path);
+  addHolder(object, holdable.lock);
 }
 
-std::vector<std::string> cellsOf(const Holding& holding) {
-  std::vector<std::string> cells = holderCells(holding.lock);
-  cells.insert(cells.begin(), printable(holding.name));
+std::vector<std::string> cellsOf(const Holdable& holdable) {
+  std::vector<std::string> cells = holderCells(holdable.lock);
+  cells.insert(cells.begin(), printable(holdable.name));
   return cells;
 }
 
 // "rooms" or "projects".
 Exit list(Context& context, const std::string& what, const std::string& heading, const Space& space,
-          const std::vector<Holding>& holdings) {
+          const std::vector<Holdable>& holdables) {
   if (context.options.json) {
     Json document = documentOf("miscdisc." + what + "/1", space);
     document[what] = nullptr;
     if (space.answer == Space::Answer::kThere) document[what] = Json::array();
-    for (const Holding& holding : holdings) {
+    for (const Holdable& holdable : holdables) {
       Json object;
-      add(object, holding);
+      add(object, holdable);
       document[what].push_back(object);
     }
     context.output.printDocument(document);
   } else {
     std::vector<std::vector<std::string>> rows;
-    for (const Holding& holding : holdings) rows.push_back(cellsOf(holding));
+    for (const Holdable& holdable : holdables) rows.push_back(cellsOf(holdable));
     context.output.printTable(context.options, {heading, "STATE", "OWNER", "SINCE"}, rows);
   }
   return reportProblems(space, context.options);
@@ -79,14 +79,14 @@ Exit listRooms(Context& context) {
 }
 
 struct RoomCheck {
-  Holding room;
+  Holdable room;
   std::optional<bool> enter;  // nothing: not known
   std::optional<bool> trash;
   std::vector<Person> others;  // logins of other users, leftovers too: they count
 };
 
-Holding roomAt(const Space& space, const WString& path) {
-  for (const Holding& room : roomsOf(space)) {
+Holdable roomAt(const Space& space, const WString& path) {
+  for (const Holdable& room : roomsOf(space)) {
     if (room.path == path) return room;
   }
   return {path.substr(space.folder.size()), path, nullptr};
@@ -130,7 +130,7 @@ void show(Context& context, const Space& space, const RoomCheck& check) {
                             {row});
 }
 
-Exit sayWhoHolds(const Holding& room, const Options& options) {
+Exit sayWhoHolds(const Holdable& room, const Options& options) {
   const SpaceLock* lock = room.lock;
   if (!lock) return kDone;
   const std::string name = "room " + printable(room.name);
@@ -186,7 +186,7 @@ Exit listProjects(Context& context) {
   return list(context, "projects", "PROJECT", space, projectsOf(space));
 }
 
-Exit sayWhoHas(const Holding& project) {
+Exit sayWhoHas(const Holdable& project) {
   const SpaceLock* lock = project.lock;
   const std::string nobody = "nobody has project " + printable(project.name) + " open";
   if (!lock) {
@@ -212,7 +212,7 @@ Exit whoHasProject(Context& context, const std::string& name) {
   const Space space = lookAtConfiguredSpace(options);
   const Exit seen = reportProblems(space, options);
   const auto projects = projectsOf(space);
-  const auto project = std::find_if(projects.begin(), projects.end(), [&](const Holding& known) {
+  const auto project = std::find_if(projects.begin(), projects.end(), [&](const Holdable& known) {
     return known.name == wanted->asWString();
   });
   if (project == projects.end()) {
