@@ -13,8 +13,8 @@
 #include "console/doctor.h"
 #include "console/folders.h"
 #include "host/files/mount_facts.h"
-#include "host/files/open_file.h"
 #include "host/settings.h"
+#include "miscdisc/frame/open_modes.h"
 #include "miscdisc/frame/separator.h"
 #include "miscdisc/lobby/configuration_keys.h"
 #include "miscdisc/lobby/lobby_utils.h"
@@ -94,7 +94,8 @@ RootFolder lookAtRootFolder(const WString& path, const WString& name) {
 }
 
 // What LobbyUtils::createNewLobby() had still to make; its list names the media folder just so.
-// Also while the maker is only slow this does no harm: both write the same.
+// Also while the maker is only slow this does no harm: both write the same.  A list that somebody
+// has made meanwhile keeps its lines.
 std::string finishLobby(const WString& name) {
   iFileManager& files = OS()->fileManager();
   const WString separator(1, pathSeparator());
@@ -108,17 +109,11 @@ std::string finishLobby(const WString& name) {
   files.createDirectory(media + separator + L"Material");
   files.createDirectory(media + separator + L"Sound");
 
-  const std::string path = Qx::UTF8FromWString(list);
-  const auto folder = host::folderOf(path);
-  if (!folder) return whyNotWritten(list);
-  // Never over a list that is there: its maker, or somebody who adds a location, was quicker.
-  host::Descriptor file = host::createNew(path, O_WRONLY, *folder);
-  if (!file) return errno == EEXIST ? std::string() : whyNotWritten(list);
-  const std::string text = Qx::UTF8FromWString(media);
-  const ssize_t count = write(file.number(), text.data(), text.size());
-  if (count == static_cast<ssize_t>(text.size()) && file.close()) return {};
-  unlink(path.c_str());
-  return whyNotWritten(list);
+  const String text = Qx::UTF8FromWString(media);
+  Qx::Ptr<iFile> file = openFile(list, kWriteLocations);
+  if (!opened(file) || !file->write(text.data(), text.size())) return whyNotWritten(list);
+  file = nullptr;  // only now the list gets its name
+  return LobbyUtils::isNetworkLobby(lobby) ? std::string() : whyNotWritten(list);
 }
 
 void addUnfinished(const WString& name, const WString& folder, Diagnosis& diagnosis) {

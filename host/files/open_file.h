@@ -58,7 +58,7 @@ struct Folder {
 };
 
 // Nothing, with errno set, when there is no such folder.
-MISCDISC_EXPORT std::optional<Folder> folderOf(const std::string& path);
+std::optional<Folder> folderOf(const std::string& path);
 
 // The same for whoever is about to write there: one of the folders that this user has by default
 // is made when it is missing.
@@ -77,7 +77,7 @@ Descriptor openExisting(const std::string& path, int access);
 
 // Makes the file; EEXIST when the name is taken.  Whoever may write in the folder may read and
 // write the new file, whatever the umask: another user's leftover could not be locked otherwise.
-MISCDISC_EXPORT Descriptor createNew(const std::string& path, int access, const Folder& folder);
+Descriptor createNew(const std::string& path, int access, const Folder& folder);
 
 // Whole requests, over interruptions and short counts.
 size_t readFully(int descriptor, void* bytes, size_t count);

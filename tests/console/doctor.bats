@@ -429,6 +429,25 @@ go_on() {
   grep -qx "  foreign-file (not to be fixed from here)" data
 }
 
+@test "what a save left stays when somebody begins to save before its turn" {
+  share
+  local at="$PWD/net/Alpha"
+  mkdir c
+  touch -d '2 hours ago' "$at/.DefNetDrive.txt.1.tmp"
+  doctor_stopped_at "before 1" doctor --fix
+  local first=$doctor
+  doctor_stopped_at "after 1" drives add c
+  local saver=$doctor
+  doctor=$first
+  go_on
+  expect_code 10
+  [ "$(cut -f3,4 data)" = "left"$'\t'"was not fixed: somebody took it meanwhile, so it was left" ]
+  [ -f "$at/.DefNetDrive.txt.1.tmp" ]
+  doctor=$saver
+  go_on
+  expect_code 0
+}
+
 @test "a lobby that its maker did not finish is finished as it would have been" {
   share
   start_machine bob bob
@@ -461,6 +480,28 @@ net/Gamma/Media net/Gamma/Media/Material net/Gamma/Media/Sound" ]
   answer bob yes
   printf '%s' "$PWD/net/Gamma/Media" | cmp - net/Gamma/DefNetDrive.txt
   tell bob "enter Gamma"
+}
+
+@test "a lobby into which something came before its turn is left" {
+  share
+  mkdir -p net/{Delta,Gamma}/Media/Material
+  doctor_stopped_at "before 1" doctor --fix
+  mkdir net/Gamma/Rushes
+  go_on
+  expect_code 10
+  expect_findings unfinished-lobby "$PWD/net/Delta" unfinished-lobby "$PWD/net/Gamma"
+  [ "$(column 3)" = "fixed left" ]
+  [ "$(ls -A net/Gamma | paste -sd' ')" = "Media Rushes" ]
+}
+
+@test "a lobby whose list came before its turn keeps it" {
+  share
+  mkdir -p net/Gamma/Media/Material
+  doctor_stopped_at "before 1" doctor --fix
+  printf '/mnt/rushes\n' >net/Gamma/DefNetDrive.txt
+  go_on
+  expect_code 0
+  [ "$(cat net/Gamma/DefNetDrive.txt)" = "/mnt/rushes"$'\n'"$PWD/net/Gamma/Media" ]
 }
 
 @test "the lobby of the configuration is finished also when nothing but its folder is there" {
