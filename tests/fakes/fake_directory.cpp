@@ -6,6 +6,7 @@
 #include <memory>
 #include <new>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 #include "miscdisc/platform/fsys.h"
@@ -49,6 +50,15 @@ bool hasWildcard(const WString& name) { return name.find_first_of(L"*?") != WStr
 }  // namespace
 
 struct Directory::Listing {
+  explicit Listing(const WString& given) : path(given) {}
+  ~Listing() {
+    // While memory is short too.
+    const int left = std::exchange(fake_allocator::left, -1);
+    fakePlatform().note("release " + Qx::UTF8FromWString(path));
+    fake_allocator::left = left;
+  }
+
+  WString path;
   std::vector<Entry> entries;  // also those that are listed no more
 
   file_info* find(std::wstring_view name) {
@@ -70,7 +80,7 @@ struct Directory::Listing {
 };
 
 Directory::Listing* Directory::read(const WString& path, unsigned selector, bool named) {
-  auto listing = std::make_unique<Listing>();
+  auto listing = std::make_unique<Listing>(path);
   FakePlatform& platform = fakePlatform();
   const std::lock_guard hold(platform.lock);
   platform.listed.push_back(path);

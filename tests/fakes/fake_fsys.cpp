@@ -52,7 +52,7 @@ bool isVolume(const WString& folder) {
 }
 
 void note(const String& call, const WString& about) {
-  fakePlatform().calls.push_back(call + " " + Qx::UTF8FromWString(about));
+  fakePlatform().note(call + " " + Qx::UTF8FromWString(about));
 }
 
 }  // namespace
@@ -180,6 +180,7 @@ WString joinPaths(const WString& folder, const WString& name) {
 }
 
 bool fileExists(const WString& path) {
+  fakePlatform().existenceAsked.push_back(path);
   const WString bare =
       path.size() > 1 && path.ends_with(L'/') ? path.substr(0, path.size() - 1) : path;
   return fakePlatform().has(bare);
@@ -187,6 +188,7 @@ bool fileExists(const WString& path) {
 
 bool deleteDirectory(const WString& path) {
   FakePlatform& platform = fakePlatform();
+  if (platform.callFails("deleteDirectory " + Qx::UTF8FromWString(path))) return false;
   const WString folder = withSeparator(path);
   const WString bare = folder.substr(0, folder.size() - 1);
   if (!platform.has(bare) || platform.file(bare)) return false;
@@ -205,12 +207,14 @@ void getDirectoryContents(const WString& folder, const WString& pattern, Vector<
 WString getProjectsBaseDirectory() { return fakePlatform().baseDirectory; }
 
 void setProjectsBaseDirectory(const WString& folder) {
+  note("setProjectsBaseDirectory", folder);
   fakePlatform().baseDirectory = folder.empty() ? getLocalProjectsDir() : withSeparator(folder);
 }
 
 WString getLocalProjectsDir() { return fakePlatform().localProjects; }
 
 void setLocalProjectsDir(const WString& folder) {
+  note("setLocalProjectsDir", folder);
   fakePlatform().localProjects =
       folder.empty() ? getDefaultLocalProjectsDir() : withSeparator(folder);
 }

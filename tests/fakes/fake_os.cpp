@@ -1,8 +1,10 @@
 #include <algorithm>
 #include <cstdlib>
+#include <initializer_list>
 #include <new>
 #include <sstream>
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 #include "miscdisc/platform/os.h"
@@ -55,6 +57,7 @@ class FakeFile final : public iFile {
   FakeFile(const WString& path, bool writable, bool locksExclusively)
       : path_(path), writable_(writable), locksExclusively_(locksExclusively) {}
   ~FakeFile() override {
+    fakePlatform().note("release " + Qx::UTF8FromWString(path_));
     if (locksExclusively_) fakePlatform().locks.erase(path_);
   }
 
@@ -95,6 +98,7 @@ class FakeNewList final : public iFile {
 
   ~FakeNewList() override {
     FakePlatform& platform = fakePlatform();
+    platform.note("release " + Qx::UTF8FromWString(path_));
     if (!written_ || !platform.has(path_.substr(0, path_.rfind(L'/')))) return;
     if (!platform.has(path_)) {
       platform.nodes[path_].bytes = text_;
@@ -132,7 +136,7 @@ class FakeNewList final : public iFile {
 };
 
 struct InvalidFile final : iFile {
-  ~InvalidFile() override { fakePlatform().calls.push_back("release invalid"); }
+  ~InvalidFile() override { fakePlatform().note("release invalid"); }
   bool valid() const override { return false; }
   int64_t size() override { return 0; }
   size_t read(void*, size_t) override { return 0; }
@@ -176,10 +180,11 @@ struct FakeFileManager final : iFileManager {
     return true;
   }
 
-  bool copy(const WString& givenSource, const WString& givenDestination, unsigned, unsigned,
-            unsigned) override {
+  bool copy(const WString& givenSource, const WString& givenDestination, unsigned a, unsigned b,
+            unsigned c) override {
     FakePlatform& platform = fakePlatform();
-    if (platform.callFails("copy " + Qx::UTF8FromWString(givenSource))) return false;
+    const WString paths = givenSource + L" " + givenDestination;
+    if (platform.callFails("copy " + Qx::UTF8FromWString(paths) + numbers({a, b, c}))) return false;
     const WString source = inBase(givenSource), destination = inBase(givenDestination);
     const FakePlatform::Node* from = platform.file(source);
     if (!from || platform.has(destination)) return false;
@@ -209,9 +214,10 @@ struct FakeFileManager final : iFileManager {
     return true;
   }
 
-  bool list(const WString& pattern, Vector<DirectoryItem>& items, unsigned, unsigned) override {
+  bool list(const WString& pattern, Vector<DirectoryItem>& items, unsigned a, unsigned b) override {
     FakePlatform& platform = fakePlatform();
     items.clear();
+    if (platform.callFails("list " + Qx::UTF8FromWString(pattern) + numbers({a, b}))) return false;
     const WString folder = getPath(inBase(pattern));
     if (!directoryUsable(folder)) return false;
     for (const WString& name : platform.namesIn(folder)) {
@@ -225,7 +231,7 @@ struct FakeFileManager final : iFileManager {
 
   bool mark(const WString& path, unsigned value) override {
     FakePlatform& platform = fakePlatform();
-    if (platform.callFails("mark " + Qx::UTF8FromWString(path))) return false;
+    if (platform.callFails("mark " + Qx::UTF8FromWString(path) + numbers({value}))) return false;
     const WString full = inBase(path);
     if (!platform.file(full)) return false;
     platform.nodes[full].marked = (value & 2) != 0;
@@ -240,6 +246,12 @@ struct FakeFileManager final : iFileManager {
   WString getDefaultNetworkMaterialFolder() override { return L"/home/ann/network/material/"; }
 
  private:
+  static String numbers(std::initializer_list<unsigned> values) {
+    String text;
+    for (unsigned value : values) text += " " + std::to_string(value);
+    return text;
+  }
+
   static WString inBase(const WString& path) {
     return path.empty() || path.starts_with(L'/') ? path : getProjectsBaseDirectory() + path;
   }
@@ -286,7 +298,7 @@ struct FakeOS final : iOS {
   WString getUserName() override { return fakePlatform().userName; }
   WString getDefaultNetworkProjectsFolder(bool) override { return L"/home/ann/network/projects/"; }
   void reportFailure() override {
-    fakePlatform().calls.push_back("report failure");
+    fakePlatform().note("report failure");
     ++fakePlatform().failuresReported;
   }
 };

@@ -48,8 +48,14 @@ std::vector<WString> FakePlatform::namesIn(const WString& folder) const {
   return names;
 }
 
-bool FakePlatform::callFails(const String& call) {
+void FakePlatform::note(const String& call) {
+  const std::lock_guard hold(lock);
   calls.push_back(call);
+  if (atCall) atCall(call);
+}
+
+bool FakePlatform::callFails(const String& call) {
+  note(call);
   return ++callCount_ == failingCall;
 }
 

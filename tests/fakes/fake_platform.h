@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <set>
@@ -62,12 +63,15 @@ struct FakePlatform {
   unsigned clockRepeats = 0;  // not 0: every value is read so often, and then the next millisecond
   bool hasMessenger = true;
   std::vector<WString> heldElsewhere;  // lock files that another machine holds
-  int failingCall = 0;                 // this call of the file manager fails; 0: none
+  int failingCall = 0;                 // this call that can be made to fail does; 0: none
   bool listingsThrow = false;
   std::map<uint32_t, double> frameRates;      // frames per second
   std::map<uint32_t, uint32_t> playoutCodes;  // by image format
   std::set<uint32_t> mpegFormats;
   uint32_t frameSize = 0;  // bytes, of formats that have one of their own
+  // Hears of each call before it is done, to look at the library at that moment.  It may hear of
+  // some after the test, when handles go with the process.
+  std::function<void(const String& call)> atCall;
 
   // What it saw.
   std::vector<String> log;   // Log, LogBoth and tolv_printf
@@ -75,9 +79,12 @@ struct FakePlatform {
   std::vector<Open> opened;
   std::vector<WString> removed;
   std::vector<std::vector<unsigned>> listingArguments;  // what stood behind each listing's path
-  std::vector<WString> listed;  // native paths of the listings that were read
-  std::vector<String> calls;    // everything the file manager was asked, and changes of volumes
-  WString measured;             // the volumes whose space was asked, in order
+  std::vector<WString> listed;          // native paths of the listings that were read
+  std::vector<WString> existenceAsked;  // paths, as they were given
+  // With the text and numbers that were given: what the file manager was asked, files and listings
+  // that were let go, changes of volumes, of project folders and of settings.
+  std::vector<String> calls;
+  WString measured;  // the volumes whose space was asked, in order
   std::map<wchar_t, unsigned> presenceAsked;
   int frameSizesAsked = 0;
   std::vector<WString> ownersSet;  // of login files
@@ -89,6 +96,7 @@ struct FakePlatform {
   // A text from another machine, delivered on the calling thread.
   void deliver(const String& text);
 
+  void note(const String& call);
   bool callFails(const String& call);  // notes the call; true when it is the failing one
   void failNextCall() { failingCall = callCount_ + 1; }
 

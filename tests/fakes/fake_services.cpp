@@ -21,6 +21,7 @@ struct FakeConfig final : RegistryConfig {
     return it == fakePlatform().settings.end() ? defaultValue : it->second;
   }
   bool setValue(const String& key, const String& value, String section) override {
+    fakePlatform().note("setValue " + key + " = " + value);
     fakePlatform().settings[{section, key}] = value;
     return true;
   }

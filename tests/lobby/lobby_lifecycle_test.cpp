@@ -61,7 +61,7 @@ TEST_F(LobbyLifecycleTest, ALobbysFoldersAreMadeInOrder) {
                 "createDirectory /mnt/nas/Alpha", "createDirectory /mnt/nas/Alpha/Media",
                 "createDirectory /mnt/nas/Alpha/Media/Material",
                 "createDirectory /mnt/nas/Alpha/Media/Sound", "open /mnt/nas/Alpha/DefNetDrive.txt",
-                "write /mnt/nas/Alpha/DefNetDrive.txt"}));
+                "write /mnt/nas/Alpha/DefNetDrive.txt", "release /mnt/nas/Alpha/DefNetDrive.txt"}));
 }
 
 // Unlike the path of the lobby itself, which tests what the root ends in.

@@ -72,7 +72,9 @@ TEST_F(LocalSpaceTest, ANewSpaceGetsTheDefaultSpacesLists) {
 
 TEST_F(LocalSpaceTest, ADefaultSpaceWithoutListsIsNoFailure) {
   EXPECT_TRUE(LobbyUtils::createNewLocalProjectSpace(kFilms));
-  EXPECT_EQ(callsOfFiles().back(), "copy /home/ann/projects/UnmountedDrives.txt");
+  EXPECT_EQ(
+      callsOfFiles().back(),
+      "copy /home/ann/projects/UnmountedDrives.txt /home/ann/Films/UnmountedDrives.txt 0 0 0");
   EXPECT_FALSE(platform.has(kFilms + L"DefNetDrive.txt"));
 }
 

@@ -8,7 +8,7 @@ struct DriveListener : Notifiable {
   DriveListener() { DiskManager::notifier_.add(*this); }
   void notify(const NotifyMsg& msg) override {
     heard.push_back(msg.name());
-    fakePlatform().calls.push_back("told " + msg.name());
+    fakePlatform().note("told " + msg.name());
     types.push_back(msg.type());
     payloads += msg.payload() ? 1 : 0;
   }

@@ -171,10 +171,12 @@ TEST_F(MediaLocationsTest, RemovingForgetsTellsRenewsAndTellsAgain) {
   platform.calls.clear();
   DiskManager::removeMediaLocation(L"/loc/Rushes/");
   EXPECT_EQ(platform.calls,
-            (std::vector<String>{"save /home/ann/projects/DefNetDrive.txt",
-                                 "FsysDeleteMaterialVolume \uE031", "told " + kChange,
-                                 "FsysGetFirstMaterialVolume ", "FsysGetNextMaterialVolume E",
-                                 "told " + kChange}));
+            (std::vector<String>{
+                "save /home/ann/projects/DefNetDrive.txt", "FsysDeleteMaterialVolume \uE031",
+                "told " + kChange, "release /media/e/Material/????????.*",
+                "release /media/e/Sound/????????.*", "release /loc/Rushes/Material/????????.*",
+                "release /loc/Rushes/Sound/????????.*", "FsysGetFirstMaterialVolume ",
+                "FsysGetNextMaterialVolume E", "told " + kChange}));
 }
 
 TEST_F(MediaLocationsTest, WhatIsNoLocationIsNotRemoved) {

@@ -181,9 +181,11 @@ TEST_F(OccupancyTest, TheOldRoomIsLetGoAfterTheNewOneIsTaken) {
   EXPECT_TRUE(ProjectShare::indicateRoomChange(second, cookie()));
   EXPECT_EQ(platform.calls,
             (std::vector<String>{
-                "mark ", "open /share/Alpha/Edit 2.lck", "open /share/Alpha/Edit 2.lck",
+                "mark  1", "open /share/Alpha/Edit 2.lck", "release /share/Alpha/Edit 2.lck",
+                "open /share/Alpha/Edit 2.lck", "release /share/Alpha/Edit 1.lck",
                 "remove /share/Alpha/Edit 1.lck", "remove /share/Alpha/Edit 1.lck.inf",
-                "open /share/Alpha/Edit 2.lck.inf", "write /share/Alpha/Edit 2.lck.inf"}));
+                "open /share/Alpha/Edit 2.lck.inf", "write /share/Alpha/Edit 2.lck.inf",
+                "release /share/Alpha/Edit 2.lck.inf"}));
   EXPECT_EQ(ProjectShare::getLockOwner(second), L"ann");
   EXPECT_FALSE(ProjectShare::isRoomOccupied(room));
 }
