@@ -16,6 +16,8 @@ struct LobbyLifecycleTest : testing::Test {
     platform.addFolder(L"/home/ann/projects");
   }
 
+  ~LobbyLifecycleTest() override { platform.atCall = nullptr; }
+
   String setting(const String& key) { return platform.settings[{"Configuration", key}]; }
 
   void addLobby(const WString& name, const String& locations = "") {
@@ -37,6 +39,27 @@ struct LobbyLifecycleTest : testing::Test {
     return {lobbies.begin(), lobbies.end()};
   }
 
+  // A volume that is mounted and whose folders are cached, so that there is something to forget.
+  void mountAndCacheAVolume() {
+    platform.addVolume(L'E', L"/media/e");
+    platform.addFile(L"/media/e/Material/a.mxf");
+    LobbyUtils::mountUserMaterialDrives(L"");
+    initialise_directory_caches(false);
+    ASSERT_EQ(names(), (std::vector<WString>{L"/media/e"}));
+    ASSERT_EQ(getSystemCache()->count(), 1u);
+  }
+
+  // From now on notes the calls that a move consists of, each with what the library knows by then.
+  void noteTheMove() {
+    platform.atCall = [this](const String& call) {
+      if (call.starts_with("Fsys") && !call.starts_with("FsysReInitialize")) return;
+      move.push_back(call + ": " + std::to_string(names().size()) + " drives, " +
+                     std::to_string(getSystemCache()->count()) + " files, " +
+                     (LobbyUtils::machineIsInNetworkMode() ? "network" : "local"));
+    };
+  }
+
+  std::vector<String> move;
   FakePlatform& platform = fakePlatform();
 };
 
@@ -102,6 +125,14 @@ TEST_F(LobbyLifecycleTest, LobbiesAreTheFoldersWithAList) {
   EXPECT_EQ(platform.listingArguments.back()[0], 0x19u);
 }
 
+// As when a lobby is made, and unlike the path of a lobby.
+TEST_F(LobbyLifecycleTest, ARootWithASeparatorIsDoubledWhereALobbyIsLookedFor) {
+  platform.settings[{"Configuration", "network project root"}] = "/mnt/nas/";
+  platform.addFolder(L"/mnt/nas/Alpha");
+  available();
+  EXPECT_EQ(platform.existenceAsked, (std::vector<WString>{L"/mnt/nas//Alpha/DefNetDrive.txt"}));
+}
+
 TEST_F(LobbyLifecycleTest, WithoutARootThereAreNoLobbies) {
   platform.settings[{"Configuration", "network project root"}] = "/mnt/gone";
   EXPECT_EQ(available(), std::vector<WString>());
@@ -114,6 +145,13 @@ TEST_F(LobbyLifecycleTest, DeletingTakesTheWholeLobby) {
   EXPECT_TRUE(LobbyUtils::deleteLobby(L"Alpha"));
   EXPECT_FALSE(platform.has(L"/mnt/nas/Alpha"));
   EXPECT_TRUE(platform.has(L"/mnt/nas/Alphabet/DefNetDrive.txt"));
+}
+
+TEST_F(LobbyLifecycleTest, WhetherTheDeletionWorkedIsNotTold) {
+  addLobby(L"Alpha");
+  platform.failNextCall();
+  EXPECT_TRUE(LobbyUtils::deleteLobby(L"Alpha"));
+  EXPECT_TRUE(platform.has(L"/mnt/nas/Alpha/DefNetDrive.txt"));
 }
 
 TEST_F(LobbyLifecycleTest, WhatIsNoLobbyIsNotDeleted) {
@@ -179,6 +217,36 @@ TEST_F(LobbyLifecycleTest, TheLayerIsStartedAgainInTheNewMode) {
                 [](const String& call) { return !call.starts_with("FsysReInitialize"); });
   EXPECT_EQ(platform.calls,
             (std::vector<String>{"FsysReInitialize true", "FsysReInitialize false"}));
+}
+
+// Listings, drives, configuration, mode, layer.  Afterwards it shows no more: mounting builds the
+// drives and reads the listings anew, whatever was forgotten before.
+TEST_F(LobbyLifecycleTest, EnteringForgetsThenConfiguresThenMounts) {
+  addLobby(L"Alpha");
+  mountAndCacheAVolume();
+  noteTheMove();
+  LobbyUtils::setCurrentNetworkLobby(L"Alpha");
+  EXPECT_EQ(move,
+            (std::vector<String>{"release /media/e/Material/????????.*: 1 drives, 0 files, local",
+                                 "release /media/e/Sound/????????.*: 1 drives, 0 files, local",
+                                 "setValue network lobby name = Alpha: 0 drives, 0 files, local",
+                                 "FsysReInitialize true: 0 drives, 0 files, network"}));
+  EXPECT_EQ(names(), (std::vector<WString>{L"/media/e"}));
+}
+
+TEST_F(LobbyLifecycleTest, GoingLocalForgetsThenConfiguresThenMounts) {
+  addLobby(L"Alpha");
+  LobbyUtils::setCurrentNetworkLobby(L"Alpha");
+  mountAndCacheAVolume();
+  noteTheMove();
+  LobbyUtils::switchFromNetworkToLocal();
+  EXPECT_EQ(move, (std::vector<String>{
+                      "release /media/e/Material/????????.*: 1 drives, 0 files, network",
+                      "release /media/e/Sound/????????.*: 1 drives, 0 files, network",
+                      "setValue last network lobby name = Alpha: 0 drives, 0 files, network",
+                      "setValue network lobby name = : 0 drives, 0 files, network",
+                      "FsysReInitialize false: 0 drives, 0 files, local"}));
+  EXPECT_EQ(names(), (std::vector<WString>{L"/media/e"}));
 }
 
 TEST_F(LobbyLifecycleTest, UnmountingForgetsListingsAndDrivesAndKeepsTheVolumes) {

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <initializer_list>
+
 #include "miscdisc/lobby/lobby_utils.h"
 #include "miscdisc/media/disk_manager.h"
 #include "miscdisc/netshare/net_login.h"
@@ -18,6 +21,24 @@ struct LocalSpaceTest : testing::Test {
 
   void configureLobby(const String& name) {
     platform.settings[{"Configuration", "network lobby name"}] = name;
+  }
+
+  // The calls that begin with one of the texts.
+  std::vector<String> callsOf(std::initializer_list<const char*> beginnings) const {
+    std::vector<String> calls = platform.calls;
+    std::erase_if(calls, [&](const String& call) {
+      return std::none_of(beginnings.begin(), beginnings.end(),
+                          [&](const char* beginning) { return call.starts_with(beginning); });
+    });
+    return calls;
+  }
+
+  static std::vector<WString> driveNames() {
+    std::vector<WString> names;
+    for (unsigned short i = 0; const MediaDrive* drive = DiskManager::get_drive(i); ++i) {
+      names.push_back(drive->getUserName(false));
+    }
+    return names;
   }
 
   std::vector<String> callsOfFiles() const {
@@ -99,6 +120,16 @@ TEST_F(LocalSpaceTest, TheDefaultSpaceIsNotCopiedOntoItself) {
                                                  "createDirectory /home/ann/projects/G0001000"}));
 }
 
+TEST_F(LocalSpaceTest, TheDefaultSpaceInAnotherSpellingIsASpaceLikeAnyOther) {
+  platform.addFile(kDefault + L"DefNetDrive.txt", "/loc/a\n");
+  EXPECT_TRUE(LobbyUtils::createNewLocalProjectSpace(L"/home/ann/projects"));
+  EXPECT_EQ(callsOf({"copy"}),
+            (std::vector<String>{"copy /home/ann/projects/DefNetDrive.txt "
+                                 "/home/ann/projectsDefNetDrive.txt 0 0 0",
+                                 "copy /home/ann/projects/UnmountedDrives.txt "
+                                 "/home/ann/projectsUnmountedDrives.txt 0 0 0"}));
+}
+
 // Names are appended as they are.
 TEST_F(LocalSpaceTest, ASpaceWithoutASeparatorHasItsListsBesideIt) {
   platform.addFile(kDefault + L"DefNetDrive.txt", "/loc/a\n");
@@ -114,6 +145,44 @@ TEST_F(LocalSpaceTest, ChangingToASpaceBringsItsDrives) {
   EXPECT_EQ(platform.baseDirectory, kFilms);
   ASSERT_NE(DiskManager::get_drive(0), nullptr);
   EXPECT_EQ(DiskManager::get_drive(0)->name, L"Rushes");
+}
+
+// The lobby stays the current space; its own list is not read.
+TEST_F(LocalSpaceTest, InALobbyTooTheDrivesAreThoseOfTheGivenFolder) {
+  platform.addFolder(L"/loc/Rushes");
+  platform.addFile(kFilms + L"DefNetDrive.txt", "/loc/Rushes\n");
+  platform.addFolder(L"/loc/Shared");
+  platform.addFile(L"/mnt/nas/Alpha/DefNetDrive.txt", "/loc/Shared\n");
+  LobbyUtils::setCurrentNetworkLobby(L"Alpha");
+  ASSERT_TRUE(LobbyUtils::setupQXProjDirectory());
+  ASSERT_EQ(driveNames(), (std::vector<WString>{L"Shared"}));
+
+  EXPECT_TRUE(LobbyUtils::changeLocalProjectSpace(kFilms));
+  EXPECT_EQ(driveNames(), (std::vector<WString>{L"Rushes"}));
+  EXPECT_TRUE(LobbyUtils::machineIsInNetworkMode());
+  EXPECT_EQ(platform.localProjects, kFilms);
+  EXPECT_EQ(platform.baseDirectory, L"/mnt/nas/Alpha/");
+}
+
+TEST_F(LocalSpaceTest, TheSpaceIsSetUpBeforeItsDrivesAreMounted) {
+  configureLobby("Alpha");
+  EXPECT_TRUE(LobbyUtils::changeLocalProjectSpace(kFilms));
+  EXPECT_EQ(
+      callsOf({"set", "open", "FsysReInitialize"}),
+      (std::vector<String>{"setLocalProjectsDir /home/ann/Films/", "open /mnt/nas/Alpha/ann.cli",
+                           "setProjectsBaseDirectory /mnt/nas/Alpha",
+                           "FsysReInitialize true"}));  // the mode that the login gave
+}
+
+TEST_F(LocalSpaceTest, ARefusedLoginDoesNotKeepTheSpaceFromBeingChanged) {
+  platform.addFolder(L"/loc/Rushes");
+  platform.addFile(kFilms + L"DefNetDrive.txt", "/loc/Rushes\n");
+  configureLobby("Alpha");
+  platform.heldElsewhere = {L"/mnt/nas/Alpha/ann.cli"};
+  EXPECT_TRUE(LobbyUtils::changeLocalProjectSpace(kFilms));
+  EXPECT_FALSE(LobbyUtils::machineIsInNetworkMode());
+  EXPECT_EQ(platform.baseDirectory, kFilms);
+  EXPECT_EQ(driveNames(), (std::vector<WString>{L"Rushes"}));
 }
 
 TEST_F(LocalSpaceTest, AMissingSpaceChangesNothing) {
@@ -142,6 +211,9 @@ TEST_F(LocalSpaceTest, SetUpWithALobbyLogsInThere) {
   EXPECT_TRUE(LobbyUtils::setupQXProjDirectory());
   EXPECT_TRUE(LobbyUtils::machineIsInNetworkMode());
   EXPECT_EQ(platform.baseDirectory, L"/mnt/nas/Alpha/");
+  // The platform adds the separator.
+  EXPECT_EQ(callsOf({"setProjectsBaseDirectory"}),
+            (std::vector<String>{"setProjectsBaseDirectory /mnt/nas/Alpha"}));
   EXPECT_TRUE(platform.has(L"/mnt/nas/Alpha/ann.cli"));
 }
 
