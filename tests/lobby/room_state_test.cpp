@@ -29,9 +29,23 @@ TEST(RoomState, EverySetOfTheRoomNameIsAnnouncedAlsoOfTheSameName) {
   EXPECT_EQ(client.announced, 0);  // nobody is told before the change
 }
 
-TEST(RoomState, WithoutAnObserverTheNameIsSetAllTheSame) {
+// A set is told to those who watch at that moment: not to one who left, nor to one who comes later.
+TEST(RoomState, WithoutAnObserverTheNameIsSetAndNothingIsSent) {
+  Client former, later;
+  ValObserver<WString> left, come;
+  LobbyUtils::registerForRoomNameChanges(left, former);
+  ValServerBase* const name = left.getValServer(0);
+  ASSERT_NE(name, nullptr);
+  EXPECT_TRUE(name->notifier().hasListeners());
+  left.deregisterFrom(name);
+  EXPECT_FALSE(name->notifier().hasListeners());
+
   LobbyUtils::setRoomName(L"Edit 2");
   EXPECT_EQ(LobbyUtils::getRoomName(), L"Edit 2");
+  LobbyUtils::registerForRoomNameChanges(come, later);
+  EXPECT_TRUE(former.heard.empty());
+  EXPECT_TRUE(later.heard.empty());
+  EXPECT_EQ(former.announced + later.announced, 0);
 }
 
 TEST(RoomState, RegisteringTwiceRegistersOnce) {
