@@ -38,6 +38,14 @@ TEST_F(NetLockCalls, WithoutANameOnlyTheLockIsRemoved) {
   EXPECT_EQ(platform.removed, (std::vector<WString>{path}));
 }
 
+TEST_F(NetLockCalls, ANameThatWasGivenWithoutTheLockIsNotRemovedLater) {
+  NetLock lock(path);
+  EXPECT_FALSE(lock.SetLockInfo(L"ann"));
+  ASSERT_TRUE(lock.Lock());
+  lock.Unlock();
+  EXPECT_EQ(platform.removed, (std::vector<WString>{path}));
+}
+
 // The path of the information file stays known after the first time.
 TEST_F(NetLockCalls, ASecondUnlockRemovesTheInformationFileToo) {
   NetLock lock(path);
@@ -59,12 +67,18 @@ TEST_F(NetLockCalls, UnlockOfALockThatIsNotHeldAsksForItsRemovalAllTheSame) {
   EXPECT_TRUE(platform.has(path));  // it is the other machine's: the platform leaves it
 }
 
-TEST_F(NetLockCalls, ASecondLockOpensTheFileAgain) {
+// The first handle is let go only when the second open has been refused because of it: then nobody
+// holds the lock.
+TEST_F(NetLockCalls, ASecondLockOpensTheFileAgainAndIsRefused) {
   NetLock lock(path);
   ASSERT_TRUE(lock.Lock());
-  const size_t before = platform.opened.size();
-  lock.Lock();
-  EXPECT_EQ(platform.opened.size(), before + 1);
+  platform.calls.clear();
+  EXPECT_FALSE(lock.Lock());
+  EXPECT_EQ(platform.calls,
+            (std::vector<String>{"open /share/Room 1.lck", "release /share/Room 1.lck"}));
+  EXPECT_FALSE(lock.SetLockInfo(L"ann"));
+  NetLock theirs(path);
+  EXPECT_TRUE(theirs.Lock());
 }
 
 TEST_F(NetLockCalls, AFailedProbeIsReportedAndChangesNothing) {
@@ -96,12 +110,38 @@ TEST_F(NetLockCalls, AFailedOpenOfTheInformationFileIsReported) {
   EXPECT_EQ(platform.failuresReported, 1);
 }
 
+TEST_F(NetLockCalls, TheInformationFileIsClosedOnceItIsWritten) {
+  NetLock lock(path);
+  ASSERT_TRUE(lock.Lock());
+  platform.calls.clear();
+  EXPECT_TRUE(lock.SetLockInfo(L"ann"));
+  EXPECT_EQ(platform.calls,
+            (std::vector<String>{"open /share/Room 1.lck.inf", "write /share/Room 1.lck.inf",
+                                 "release /share/Room 1.lck.inf"}));
+}
+
 TEST_F(NetLockCalls, AFailedWriteIsAFalseResultAndNotReported) {
   NetLock lock(path);
   ASSERT_TRUE(lock.Lock());
   platform.failingCall = 4;
   EXPECT_FALSE(lock.SetLockInfo(L"ann"));
   EXPECT_EQ(platform.failuresReported, 0);
+}
+
+TEST_F(NetLockCalls, AfterAFailedWriteTheInformationFileStaysOpen) {
+  platform.failingCall = 4;
+  {
+    NetLock lock(path);
+    ASSERT_TRUE(lock.Lock());
+    platform.calls.clear();
+    EXPECT_FALSE(lock.SetLockInfo(L"ann"));
+    lock.Unlock();
+    EXPECT_EQ(platform.calls,
+              (std::vector<String>{"open /share/Room 1.lck.inf", "write /share/Room 1.lck.inf",
+                                   "release /share/Room 1.lck", "remove /share/Room 1.lck",
+                                   "remove /share/Room 1.lck.inf"}));
+  }
+  EXPECT_EQ(platform.calls.back(), "release /share/Room 1.lck.inf");
 }
 
 // Each call of one whole cycle fails in its turn: nothing throws, nothing stays locked.

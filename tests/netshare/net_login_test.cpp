@@ -42,7 +42,9 @@ TEST_F(NetLoginTest, ALogoutClosesAndDeletesTheFile) {
   EXPECT_TRUE(NetLogout());
   EXPECT_FALSE(lockFilehandle);
   EXPECT_FALSE(platform.has(alpha));
-  EXPECT_EQ(platform.removed, (std::vector<WString>{alpha}));
+  EXPECT_EQ(platform.calls,
+            (std::vector<String>{"open /share/Alpha/ann.cli", "release /share/Alpha/ann.cli",
+                                 "remove /share/Alpha/ann.cli"}));
 }
 
 TEST_F(NetLoginTest, ALogoutWhileLoggedOutDeletesNothing) {

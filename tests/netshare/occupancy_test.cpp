@@ -12,6 +12,8 @@ struct OccupancyTest : testing::Test {
     platform.addFolder(L"/share/Alpha");
   }
 
+  ~OccupancyTest() override { platform.atCall = nullptr; }
+
   // A user's login file; marked ones are outside any room.
   void login(const WString& user, bool marked = true) {
     platform.addFile(L"/share/Alpha/" + user + L".cli");
@@ -39,6 +41,23 @@ TEST_F(OccupancyTest, TheTwoQuestionsHaveOppositeSenses) {
   login(L"ben");
   EXPECT_FALSE(ProjectShare::otherUsersInLobby(L"Alpha", nullptr));
   EXPECT_TRUE(ProjectShare::anyOtherNetUsers(nullptr));
+}
+
+TEST_F(OccupancyTest, BothQuestionsListTheLoginsInOneWay) {
+  ProjectShare::otherUsersInLobby(L"Alpha", out);
+  ProjectShare::anyOtherNetUsers(out);
+  EXPECT_EQ(platform.calls,
+            (std::vector<String>{"list /share/Alpha/*.cli 1 0", "list /share/Alpha/*.cli 1 0"}));
+}
+
+TEST_F(OccupancyTest, AListingThatFailsIsNobody) {
+  login(L"ben");
+  login(L"cat");
+  platform.failNextCall();
+  EXPECT_TRUE(ProjectShare::otherUsersInLobby(L"Alpha", out));
+  EXPECT_STREQ(out, "");
+  platform.failNextCall();
+  EXPECT_FALSE(ProjectShare::anyOtherNetUsers(out));
 }
 
 TEST_F(OccupancyTest, UnmarkedLoginsCountToo) {
@@ -211,6 +230,23 @@ TEST_F(OccupancyTest, LeavingRoomsMarksOnesOwnLoginAndEnteringUnmarksIt) {
 
   EXPECT_TRUE(ProjectShare::indicateRoomChange(room, cookie()));
   EXPECT_FALSE(isMarked(L"ann"));
+}
+
+TEST_F(OccupancyTest, LeavingLetsTheRoomGoThenMarksThenRemembersTheLogin) {
+  login(L"ann", false);
+  ProjectShare::indicateRoomChange(room, cookie());
+  LobbyUtils::setPreviousRoomName(L"before");
+  platform.calls.clear();
+  WString previousAtTheMark;
+  platform.atCall = [&](const String& call) {
+    if (call.starts_with("mark")) previousAtTheMark = LobbyUtils::getPreviousRoomName();
+  };
+  ProjectShare::indicateRoomChange(L"", cookie());
+  EXPECT_EQ(platform.calls, (std::vector<String>{
+                                "release /share/Alpha/Edit 1.lck", "remove /share/Alpha/Edit 1.lck",
+                                "remove /share/Alpha/Edit 1.lck.inf", "mark ann.cli 2"}));
+  EXPECT_EQ(previousAtTheMark, L"before");
+  EXPECT_EQ(LobbyUtils::getPreviousRoomName(), L"ann.cli");
 }
 
 TEST_F(OccupancyTest, ARefusedUserLosesTheMark) {

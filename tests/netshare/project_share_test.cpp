@@ -68,6 +68,33 @@ TEST_F(ProjectShareTest, ANameThatCannotBeWrittenDoesNotUndoTheLock) {
   EXPECT_TRUE(ProjectShare::unlockCurrentlyLockedProject());
 }
 
+// An information file that could not be written stays open as long as there is the lock object.
+TEST_F(ProjectShareTest, NothingIsLeftOfALockThatWasLetGo) {
+  platform.failingCall = 4;  // probe, lock, information file, what is written into it
+  EXPECT_TRUE(ProjectShare::lockProject(project));
+  EXPECT_TRUE(ProjectShare::unlockCurrentlyLockedProject());
+  EXPECT_EQ(platform.calls.back(), "release /share/Alpha/P0001000/Lock.inf");
+
+  platform.failNextCall();
+  platform.failingCall += 4;  // the mark besides
+  EXPECT_TRUE(ProjectShare::indicateRoomChange(room, project));
+  ProjectShare::unlockCurrentRoom();
+  EXPECT_EQ(platform.calls.back(), "release /share/Alpha/Edit 1.lck.inf");
+}
+
+// A handle that was refused is released with its lock object.
+TEST_F(ProjectShareTest, NothingIsLeftOfALockThatWasRefused) {
+  platform.heldElsewhere = {lock, room + L".lck"};
+  EXPECT_FALSE(ProjectShare::lockProject(project));
+  EXPECT_EQ(platform.calls.back(), "release invalid");
+  platform.calls.clear();
+  EXPECT_FALSE(ProjectShare::lockRoom(room));
+  EXPECT_EQ(platform.calls.back(), "release invalid");
+  platform.calls.clear();
+  EXPECT_FALSE(ProjectShare::indicateRoomChange(room, project));
+  EXPECT_EQ(platform.calls.back(), "release invalid");
+}
+
 // The first lock is out of reach from then on.
 TEST_F(ProjectShareTest, LockingASecondProjectLeavesTheFirstHeld) {
   EXPECT_TRUE(ProjectShare::lockProject(project));
