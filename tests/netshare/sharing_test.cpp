@@ -110,6 +110,22 @@ TEST_F(SharingTest, ProjectAndRoomNameTheirHolder) {
   EXPECT_EQ(ground::readFile(inLobby(L"P0001000/Lock.inf")), std::nullopt);
 }
 
+// The second lock is refused as if another machine held the first, which stays held, out of reach.
+TEST_F(SharingTest, AProjectLockedTwiceIsRefusedAndStaysLocked) {
+  enterLobby();
+  ground::makeFolder(inLobby(L"P0001000"));
+  const cookie project = *cookie::fromWString(L"P0001000");
+  EXPECT_TRUE(ProjectShare::lockProject(project));
+  EXPECT_FALSE(ProjectShare::lockProject(project));
+  EXPECT_FALSE(ProjectShare::lockProject(project));
+
+  EXPECT_FALSE(ProjectShare::unlockCurrentlyLockedProject());
+  EXPECT_TRUE(ProjectShare::isProjectOccupied(project));
+  EXPECT_EQ(ProjectShare::getLockOwner(project), ProjectShare::getUserName());
+  NetLock again(ProjectShare::getProjectLockFile(project));
+  EXPECT_FALSE(again.Lock());
+}
+
 TEST_F(SharingTest, LeavingRoomsMarksTheLoginAndEnteringTakesTheMarkAway) {
   enterLobby();
   const auto ownMark = [] {
