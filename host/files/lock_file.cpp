@@ -11,6 +11,7 @@
 #include <mutex>
 #include <optional>
 #include <set>
+#include <utility>
 
 #include "host/files/mount_facts.h"
 #include "host/files/open_file.h"
@@ -89,6 +90,10 @@ bool carriesName(const std::string& path, const Descriptor& file, FileId& id) {
 // The name changed hands while we looked, which is no answer yet.
 bool passing(int error) {
   return error == ENOENT || error == ESTALE || error == EEXIST || error == EBUSY;
+}
+
+bool hasLockspace(const Folder& folder) {
+  return fileNamed(folder.path + "/" + kAnchorName).has_value();
 }
 
 struct LockedFile {
@@ -174,6 +179,11 @@ class LockTable {
   void unlockByte(const FileId& folder, off_t byte);
   bool anchored(const Folder& folder) const;
 
+  // The lock file and, where the folder has a .lockspace, first its byte.  No file: refused, and
+  // no byte is locked.
+  LockedFile lock(const std::string& path, const Folder& folder, LockKind kind, bool create,
+                  std::optional<off_t>& byte, int& error);
+
   // Of a lock whose file is free: a remover has closed that by the time it deletes it, and has
   // only the byte.
   LockState stateInLockspace(const Folder& folder, off_t byte) const;
@@ -239,8 +249,26 @@ bool LockTable::locksWork(const Folder& folder) {
 }
 
 bool LockTable::anchored(const Folder& folder) const {
-  return mountFacts(folder.path, folder.id.device).remote ||
-         fileNamed(folder.path + "/" + kAnchorName).has_value();
+  return mountFacts(folder.path, folder.id.device).remote || hasLockspace(folder);
+}
+
+LockedFile LockTable::lock(const std::string& path, const Folder& folder, LockKind kind,
+                           bool create, std::optional<off_t>& byte, int& error) {
+  bool made = false;
+  for (bool anchor = anchored(folder);; anchor = true) {
+    if (anchor) {
+      const off_t own = byteOf(lastComponent(path));
+      if (!lockByte(folder, own, kind, error)) return {};
+      byte = own;
+    }
+    LockedFile locked = openLocked(path, folder, kind, create, error);
+    locked.created |= made;
+    if (!locked.file && byte) unlockByte(folder.id, *std::exchange(byte, std::nullopt));
+    // Asked again under the lock: a machine to which the folder is remote may have come meanwhile,
+    // and one that removes a lock has closed its file and goes by the byte alone.
+    if (!locked.file || byte || !hasLockspace(folder)) return locked;
+    made = locked.created;
+  }
 }
 
 bool LockTable::lockByte(const Folder& folder, off_t byte, LockKind kind, int& error) {
@@ -310,21 +338,14 @@ std::shared_ptr<HeldLock> LockTable::take(const std::string& path, LockKind kind
   }
 
   std::optional<off_t> byte;
-  if (anchored(*folder)) {
-    byte = byteOf(name.name);
-    if (!lockByte(*folder, *byte, kind, error)) return nullptr;
-  }
-  LockedFile locked = openLocked(path, *folder, kind, true, error);
-  if (!locked.file) {
-    if (byte) unlockByte(folder->id, *byte);
-    return nullptr;
-  }
+  LockedFile locked = lock(path, *folder, kind, true, byte, error);
+  if (!locked.file) return nullptr;
   // Somebody left it who does not hold it any more: from now on its time says since when we do.
   if (!locked.created && !locked.joined) futimens(locked.file.number(), nullptr);
-  auto lock = std::make_shared<HeldLock>(
+  auto held = std::make_shared<HeldLock>(
       HeldLock{name, path, kind, std::move(locked.file), locked.id, byte});
-  held_[name] = lock;
-  return lock;
+  held_[name] = held;
+  return held;
 }
 
 void LockTable::release(HeldLock& lock) {
@@ -412,19 +433,15 @@ Removal LockTable::removeInformation(const std::string& path, const Folder& fold
 
 Removal LockTable::underLock(const std::string& path, const Folder& folder, bool create,
                              const std::function<void(bool created)>& unlinkFiles) {
-  const bool anchor = anchored(folder);
-  const off_t byte = byteOf(lastComponent(path));
+  std::optional<off_t> byte;
   int error = 0;
-  if (anchor && !lockByte(folder, byte, LockKind::kExclusive, error)) return Removal::kLeft;
-  LockedFile locked = openLocked(path, folder, LockKind::kExclusive, create, error);
-  const bool ours = bool(locked.file);
-  if (ours) {
-    if (anchor) locked.file.close();  // see removeHeld
-    unlinkFiles(locked.created);
-    locked.file.close();
-  }
-  if (anchor) unlockByte(folder.id, byte);
-  return ours ? Removal::kRemoved : Removal::kLeft;
+  LockedFile locked = lock(path, folder, LockKind::kExclusive, create, byte, error);
+  if (!locked.file) return Removal::kLeft;
+  if (byte) locked.file.close();  // see removeHeld
+  unlinkFiles(locked.created);
+  locked.file.close();
+  if (byte) unlockByte(folder.id, *byte);
+  return Removal::kRemoved;
 }
 
 LockState LockTable::state(const std::string& path) {

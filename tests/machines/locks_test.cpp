@@ -6,6 +6,7 @@
 namespace {
 
 using test::Machine;
+using test::Storage;
 
 class LocksTest : public test::MachinesTest {
  protected:
@@ -258,7 +259,7 @@ TEST_P(LocksTest, OfTwoMachinesThatLockAProjectAtOnceOneSucceeds) {
 }
 
 TEST_P(LocksTest, FileThatIsNeverDeletedIsUsedOnRemoteStorageOnly) {
-  const bool remote = GetParam() == test::Storage::kDeclaredRemote;
+  const bool remote = GetParam() == Storage::kDeclaredRemote;
   ASSERT_EQ(ann.ask("lock-project P0001000"), "yes");
   EXPECT_EQ(share.has("Alpha/P0001000/.lockspace"), remote);
   EXPECT_EQ(share.has("Alpha/.lockspace"), remote);  // the logins
@@ -266,4 +267,27 @@ TEST_P(LocksTest, FileThatIsNeverDeletedIsUsedOnRemoteStorageOnly) {
   EXPECT_EQ(ann.ask("leave"), "yes");
   EXPECT_EQ(share.has("Alpha/P0001000/.lockspace"), remote);
   EXPECT_EQ(share.has("Alpha/.lockspace"), remote);
+}
+
+// The machine that serves the storage to the others has the folder itself, and asks whether they
+// have been there before it opens the lock.
+TEST_P(LocksTest, MachineWithTheFolderItselfSeesTheFirstOtherOneAlsoWhenItCameMeanwhile) {
+  Machine server(share, "sue", Storage::kLocal), client(share, "cat", Storage::kDeclaredRemote);
+  ASSERT_EQ(server.ask("enter Alpha"), "yes");
+  ASSERT_EQ(client.ask("enter Alpha"), "yes");
+  ASSERT_EQ(server.ask("freeze-before open P0001000/Lock"), "yes");
+  server.tell("lock-project P0001000");
+  server.awaitStop();
+
+  ASSERT_EQ(client.ask("lock-project P0001000"), "yes");
+  ASSERT_EQ(client.ask("freeze-before unlink P0001000/Lock"), "yes");
+  client.tell("unlock-project");
+  client.awaitStop();
+  server.resume();
+  EXPECT_EQ(server.answer(), "no");
+
+  client.resume();
+  EXPECT_EQ(client.answer(), "yes");
+  EXPECT_EQ(server.ask("lock-project P0001000"), "yes");
+  EXPECT_EQ(client.ask("lock-project P0001000"), "no");
 }

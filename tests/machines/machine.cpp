@@ -5,7 +5,9 @@
 // It says READY when it takes commands, and ends with its input.  Names of rooms lie in the
 // projects base directory, other paths are whole.
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <signal.h>
+#include <stdarg.h>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -62,6 +64,19 @@ Function* next(const char* name) {
 
 // The library's calls pass through these.
 extern "C" {
+
+MISCDISC_EXPORT int open(const char* path, int flags, ...) {
+  static auto* const real = next<int(const char*, int, ...)>("open");
+  mode_t mode = 0;
+  if (flags & O_CREAT) {
+    va_list rest;
+    va_start(rest, flags);
+    mode = va_arg(rest, mode_t);
+    va_end(rest);
+  }
+  freezeBefore("open", path);
+  return real(path, flags, mode);
+}
 
 MISCDISC_EXPORT int unlink(const char* path) noexcept {
   static auto* const real = next<int(const char*)>("unlink");

@@ -63,17 +63,22 @@ std::optional<std::string> Share::read(const std::string& name) const {
 
 void Share::makeFolder(const std::string& name) const { fs::create_directories(path(name)); }
 
-std::string Share::makeHome(const std::string& user) const {
+Storage Share::storage() const { return storage_; }
+
+std::string Share::makeHome(const std::string& user, Storage storage) const {
   std::string home = folder_ + "/home-XXXXXX";
   if (!mkdtemp(home.data())) throw std::runtime_error("no home for " + user);
   std::ofstream config(home + "/config.toml");
   config << "[machine]\nuser = '" << user << "'\n[volumes]\ndiscover = false\n";
-  if (storage_ == Storage::kDeclaredRemote) config << "[locks]\nremote = ['" << root() << "']\n";
+  if (storage == Storage::kDeclaredRemote) config << "[locks]\nremote = ['" << root() << "']\n";
   return home;
 }
 
 Machine::Machine(const Share& share, std::string user)
-    : root_(share.root()), user_(std::move(user)), home_(share.makeHome(user_)) {
+    : Machine(share, std::move(user), share.storage()) {}
+
+Machine::Machine(const Share& share, std::string user, Storage storage)
+    : root_(share.root()), user_(std::move(user)), home_(share.makeHome(user_, storage)) {
   start();
 }
 

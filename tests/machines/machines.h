@@ -25,8 +25,11 @@ class Share {
   std::optional<std::string> read(const std::string& name) const;  // nothing: no such file
   void makeFolder(const std::string& name) const;                  // and those above it
 
-  std::string root() const;                             // without a separator at its end
-  std::string makeHome(const std::string& user) const;  // a machine's, with its config.toml
+  std::string root() const;  // without a separator at its end
+  Storage storage() const;
+
+  // A machine's, with its config.toml, which says what the folder is to this machine.
+  std::string makeHome(const std::string& user, Storage storage) const;
 
  private:
   std::string folder_;
@@ -39,6 +42,7 @@ class Share {
 class Machine {
  public:
   Machine(const Share& share, std::string user);
+  Machine(const Share& share, std::string user, Storage storage);  // the share as it alone sees it
   Machine(const Machine&) = delete;
   Machine& operator=(const Machine&) = delete;
   ~Machine();
