@@ -7,7 +7,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
+#include <thread>
 
 #include "host/places.h"
 
@@ -15,6 +17,10 @@ namespace host {
 namespace {
 
 constexpr int kAlways = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+
+// A file server takes back at once what it has lent to a living client.
+constexpr std::chrono::seconds kLeasePatience{5};
+constexpr std::chrono::milliseconds kLeasePause{2};
 
 std::string folderPath(const std::string& path) {
   const size_t separator = path.rfind('/');
@@ -78,9 +84,18 @@ std::optional<FileId> fileNamed(const std::string& path) {
 
 Descriptor openExisting(const std::string& path, int access) {
   Descriptor file(::open(path.c_str(), access | kAlways));
+  struct stat status;
+  if (!file && errno == EWOULDBLOCK && lstat(path.c_str(), &status) == 0 &&
+      S_ISREG(status.st_mode)) {
+    // A lease of somebody who may keep the file's contents to himself; asking has called it back.
+    const auto end = std::chrono::steady_clock::now() + kLeasePatience;
+    do {
+      std::this_thread::sleep_for(kLeasePause);
+      file = Descriptor(::open(path.c_str(), access | kAlways));
+    } while (!file && errno == EWOULDBLOCK && std::chrono::steady_clock::now() < end);
+  }
   if (!file) return file;
 
-  struct stat status;
   if (fstat(file.number(), &status) != 0) return {};
   if (!S_ISREG(status.st_mode)) {
     errno = EINVAL;

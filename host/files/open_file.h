@@ -1,7 +1,9 @@
 // Opening files on shared storage.
 //
 // Paths are native bytes.  No open follows a symbolic link at the last component, waits for a
-// FIFO or a device, or survives exec; what is not an ordinary file is refused.
+// FIFO or a device, or survives exec; what is not an ordinary file is refused.  A file that
+// somebody has a lease on (a file server, for one of its clients) is waited for up to 5 seconds,
+// EAGAIN after that.
 #pragma once
 
 #include <dirent.h>

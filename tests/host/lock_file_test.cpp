@@ -99,6 +99,17 @@ class LockFileTest : public testing::Test {
     return opened(kept.back());
   }
 
+  // What a file server does for a client that reads a file: whoever wants to write in it waits
+  // until the lease is given back, as here by the signal that asks for it.
+  static bool lease(const WString& file) {
+    struct sigaction giveBack = {};
+    giveBack.sa_flags = SA_RESTART;
+    giveBack.sa_handler = [](int) { fcntl(leased, F_SETLEASE, F_UNLCK); };
+    leased = open(native(file).c_str(), O_RDONLY | O_CLOEXEC);
+    return sigaction(SIGIO, &giveBack, nullptr) == 0 && fcntl(leased, F_SETLEASE, F_RDLCK) == 0;
+  }
+  static inline int leased = -1;
+
   // Each of these is tried on local and on remote storage.
   static void repeatedRemoveOfARefusedLock(const WString& file);
   static void repeatedRemoveAfterARemoval(const WString& file);
@@ -163,6 +174,19 @@ TEST_F(LockFileTest, ProbeElsewhereNeverMakesALockFail) {
   ASSERT_TRUE(other.worked);
   EXPECT_FALSE(there(path));
   EXPECT_TRUE(opened(lock(path)));
+}
+
+TEST_F(LockFileTest, FileThatAServerHasLentToItsClientIsWaitedFor) {
+  ground::writeFile(path, "");
+  ground::writeFile(path + L".inf", "bert");
+  const Machine lockReader([&] { return lease(path); }),
+      nameReader([&] { return lease(path + L".inf"); });
+  ASSERT_TRUE(lockReader.worked);
+  ASSERT_TRUE(nameReader.worked);
+  const File held = lock(path);
+  EXPECT_TRUE(opened(held));
+  EXPECT_TRUE(writeInfo(path, "anna"));
+  EXPECT_EQ(ground::readFile(path + L".inf"), "anna");
 }
 
 TEST_F(LockFileTest, RemoveLeavesTheLockAndNameOfTheNextHolder) {
