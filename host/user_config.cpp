@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "host/state_file.h"
+#include "miscdisc/platform/log.h"
 
 namespace {
 
@@ -27,6 +28,8 @@ class UserConfiguration final : public RegistryConfig {
       const std::lock_guard lock(mutex_);
       const auto own = overlaid_.find({section, key});
       if (own != overlaid_.end()) return own->second;
+      const auto kept = unstored_.find({section, key});
+      if (kept != unstored_.end()) return kept->second;
     }
     return host::StateFile::instance().value(section, key).value_or(defaultValue);
   }
@@ -40,12 +43,26 @@ class UserConfiguration final : public RegistryConfig {
         return true;
       }
     }
-    return host::StateFile::instance().setValue(section, key, value);
+    host::StateFile& file = host::StateFile::instance();
+    const bool stored = file.setValue(section, key, value);
+    // The caller may go on all the same: without the name of the lobby that is being entered, the
+    // folder of all lobbies would be taken for it.
+    const std::lock_guard lock(mutex_);
+    if (stored) {
+      unstored_.erase({section, key});
+    } else {
+      unstored_[{section, key}] = value;
+      Log("\"%s\" could not be stored in %s, so only this process has it: check the rights of the "
+          "file and its folder, and the space there\n",
+          key.c_str(), file.path().c_str());
+    }
+    return stored;
   }
 
  private:
   std::mutex mutex_;
   std::map<std::pair<String, String>, String> overlaid_;
+  std::map<std::pair<String, String>, String> unstored_;  // set, but could not be stored
 };
 
 const char kPreferences[] = "Preferences";

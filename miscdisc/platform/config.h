@@ -11,7 +11,8 @@ class MISCDISC_EXPORT RegistryConfig {
   String getValue(const String& key, const char* defaultValue, String section) {
     return getValue(key, String(defaultValue), std::move(section));
   }
-  // False when it could not be stored; everything is then as it was.
+  // False when it could not be stored: then this process alone has the value, and keeps it until
+  // one for that key is stored from here.
   virtual bool setValue(const String& key, const String& value, String section) = 0;
 
  protected:

@@ -333,3 +333,15 @@ TEST_P(LobbiesTest, RemovingALocationKeepsWhatAnotherMachineAddsMeanwhile) {
   }
   EXPECT_THAT(lines("Alpha/DefNetDrive.txt"), testing::UnorderedElementsAreArray(expected));
 }
+
+// With a guard that no process can open, as on a full disk or in a home that is read-only.
+TEST_P(LobbiesTest, LobbyIsEnteredAlsoWhereItsNameCannotBeStored) {
+  makeLobby("Alpha");
+  ann.makeStateUnwritable();
+  EXPECT_EQ(ann.ask("enter Alpha"), "yes");
+  EXPECT_TRUE(share.has("Alpha/ann.cli"));
+  EXPECT_FALSE(share.has("ann.cli"));
+  share.makeFolder("day1");
+  EXPECT_EQ(ann.ask("add-location " + share.path("day1")), "yes");
+  EXPECT_FALSE(share.has("DefNetDrive.txt"));
+}

@@ -168,6 +168,11 @@ std::string Machine::readLine() {
   return line;
 }
 
+void Machine::makeStateUnwritable() {
+  fs::remove(home_ + "/.state.toml.lk");
+  fs::create_directory(home_ + "/.state.toml.lk");
+}
+
 void Machine::crash() {
   kill(running(), SIGKILL);
   waitpid(process_, nullptr, 0);

@@ -54,6 +54,8 @@ class Machine {
   void tell(const std::string& command);
   std::string answer();
 
+  void makeStateUnwritable();  // from now on it stores no settings
+
   void crash();      // kills it; afterwards only restart()
   void restart();    // with the same home, after a crash
   void stop();       // it keeps what it has and does nothing
