@@ -77,16 +77,13 @@ bool isThere(const WString& path) {
 std::string removeLock(const WString& path) {
   const WString information = path + Qx::WStringFromUTF8(kInformation);
   if (!isThere(path) && !isThere(information)) return {};
+  // Before the lock, which takes away what a former holder has written there.
+  if (isThere(information) && !mayBeInformation(Qx::UTF8FromWString(information))) {
+    return printable(information) + " beside it names nobody.  Look at it with ls -l";
+  }
   NetLock lock(path);
   if (!lock.Lock()) return whyLeft(path);
   if (!isEmptyFile(Qx::UTF8FromWString(path))) return "it is not empty any more";
-  if (isThere(information)) {
-    if (!mayBeInformation(Qx::UTF8FromWString(information))) {
-      return printable(information) + " beside it names nobody.  Look at it with ls -l";
-    }
-    // The information file is now ours, so that it goes with the lock.
-    if (!lock.SetLockInfo(WString())) return whyNotWritten(information);
-  }
   lock.Unlock();
   return isThere(path) || isThere(information) ? whyLeft(path) : std::string();
 }

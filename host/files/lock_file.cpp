@@ -201,7 +201,9 @@ class LockTable {
   // anew, between two uses; and by their place, which other ways to the folder lead to as well.
   std::set<std::string> rememberedPaths_;
   std::set<LockName> rememberedNames_;
-  std::set<LockName> informed_;  // their information files were written here and not removed yet
+  // Their information files were written here, and not removed yet: their remove without the lock
+  // file is ours.
+  std::set<LockName> informed_;
   std::map<FileId, Anchor> anchors_;
   std::set<dev_t> complained_;
 };
@@ -340,8 +342,15 @@ std::shared_ptr<HeldLock> LockTable::take(const std::string& path, LockKind kind
   std::optional<off_t> byte;
   LockedFile locked = lock(path, *folder, kind, true, byte, error);
   if (!locked.file) return nullptr;
-  // Somebody left it who does not hold it any more: from now on its time says since when we do.
-  if (!locked.created && !locked.joined) futimens(locked.file.number(), nullptr);
+  if (!locked.created && !locked.joined) {
+    // Somebody left it who does not hold it any more: from now on its time says since when we do,
+    // and nobody is to be taken for the holder before we say who we are.
+    futimens(locked.file.number(), nullptr);
+    if (kind == LockKind::kExclusive && remembered(path, name)) {
+      unlink((path + kInfoEnding).c_str());
+      informed_.erase(name);
+    }
+  }
   auto held = std::make_shared<HeldLock>(
       HeldLock{name, path, kind, std::move(locked.file), locked.id, byte});
   held_[name] = held;
@@ -408,7 +417,9 @@ Removal LockTable::removeLock(const std::string& path, const Folder& folder, con
   if (!locksWork(folder)) return Removal::kLeft;
 
   return underLock(path, folder, false, [&](bool) {
-    if (informed_.erase(name) > 0) unlink((path + kInfoEnding).c_str());
+    // Whoever wrote it does not hold the lock any more: that excludes all holders but us.
+    unlink((path + kInfoEnding).c_str());
+    informed_.erase(name);
     unlink(path.c_str());
   });
 }

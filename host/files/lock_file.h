@@ -14,6 +14,10 @@
 // The modification time of a lock file, by the storage's clock, says since when it is held: it is
 // set when the lock is taken, and of a shared one by the first who takes it.
 //
+// A remembered lock (rememberLock) has an information file, "<lock>.inf", that names its holder.
+// Under the exclusive lock it can only be a former holder's until we write it: it is removed when
+// a lock file is taken that was there, and whenever the lock file is removed.
+//
 // From any thread; one attempt at a time in a process.  Paths are native bytes.
 #pragma once
 

@@ -43,7 +43,8 @@ class MISCDISC_EXPORT iFileManager {
   //             the lines that it lacks are added to it.
   //   sharing 3 with flags 32: this open is a lock, exclusive with creation 0, shared with
   //             creation 4, held until the handle is closed.  While another machine, or this
-  //             process, holds a lock that excludes it, the open fails.
+  //             process, holds a lock that excludes it, the open fails.  An exclusive one of a
+  //             file that was there deletes the information file of its former holder.
   //   sharing 1 with flags 32: a probe.  Valid when the lock file could be opened; it creates
   //             nothing, holds nothing, and keeps no lock out.
   //   flags 0:  no lock, whatever the sharing value.
@@ -58,9 +59,10 @@ class MISCDISC_EXPORT iFileManager {
   virtual bool copy(const WString& source, const WString& destination, unsigned, unsigned,
                     unsigned) = 0;
 
-  // Deletes a file.  A lock file that somebody else holds by now is left alone, and so is the
-  // information file beside it ("<lock>.inf") unless this process wrote it.  This holds for every
-  // path that the process has opened or probed as a lock, however often it is removed.
+  // Deletes a file.  A lock file that somebody else holds by now is left alone; else the
+  // information file beside it ("<lock>.inf") goes with it.  That one alone is deleted only by the
+  // process that wrote it, when nobody else holds the lock.  This holds for every path that the
+  // process has opened or probed as a lock, however often it is removed.
   virtual bool remove(const WString& path) = 0;
 
   // The ordinary files whose names match the last component of pattern, in which letter case

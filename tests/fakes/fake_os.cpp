@@ -164,6 +164,7 @@ struct FakeFileManager final : iFileManager {
     if (access == 1 && creation == 1) return new FakeNewList(path);
     if (probes) return new FakeFile(path, false, false);
     if (locks && !takes(platform, path, creation == 4)) return new InvalidFile;
+    if (locks && creation == 0 && exists) forgetInformation(platform, path);
     FakePlatform::Node& node = platform.nodes[path];
     if (creation == 4) node.bytes.clear();
     if (locks && creation == 4) node.marked = false;
@@ -206,11 +207,7 @@ struct FakeFileManager final : iFileManager {
     if (removedWithItsLock(platform, path)) return !platform.has(path);
     if (!platform.file(path)) return false;
     platform.nodes.erase(path);
-    const auto informed = platform.informed.find(path);
-    if (informed != platform.informed.end() && informed->second) {
-      platform.nodes.erase(path + L".inf");
-      informed->second = false;
-    }
+    if (platform.informed.contains(path)) forgetInformation(platform, path);
     return true;
   }
 
@@ -262,6 +259,12 @@ struct FakeFileManager final : iFileManager {
 
   static bool matchesCaseBlind(const WString& pattern, const WString& name) {
     return fakeMaskMatches(fakeFolded(pattern), fakeFolded(name));
+  }
+
+  // Of a former holder: this machine has the lock.
+  static void forgetInformation(FakePlatform& platform, const WString& lock) {
+    platform.nodes.erase(lock + L".inf");
+    platform.informed[lock] = false;
   }
 
   static void noteInformation(FakePlatform& platform, const WString& path, bool writable) {

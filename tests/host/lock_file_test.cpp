@@ -115,6 +115,8 @@ class LockFileTest : public testing::Test {
   static void repeatedRemoveAfterARemoval(const WString& file);
   static void repeatedRemoveOfALogin(const WString& file);
   static void removeAfterAProbe(const WString& file);
+  static void nameOfACrashedHolder(const WString& file);
+  static void nameOfAFormerHolder(const WString& file);
   static void timeOfALeftover(const WString& file, File (*take)(const WString&));
   static void timeOfASharedLogin(const WString& file);
 
@@ -286,6 +288,27 @@ void LockFileTest::removeAfterAProbe(const WString& file) {
   EXPECT_FALSE(opened(lock(file)));
 }
 
+void LockFileTest::nameOfACrashedHolder(const WString& file) {
+  Machine other([&] { return keep(lock(file)) && writeInfo(file, "bert"); });
+  ASSERT_TRUE(other.worked);
+  EXPECT_FALSE(opened(lock(file)));
+  EXPECT_EQ(ground::readFile(file + L".inf"), "bert");
+  other.crash();
+  const File held = lock(file);
+  EXPECT_TRUE(opened(held));
+  EXPECT_FALSE(there(file + L".inf"));
+}
+
+// Another machine took the lock without naming itself before the former holder had removed it.
+void LockFileTest::nameOfAFormerHolder(const WString& file) {
+  File held = lock(file);
+  ground::writeFile(file + L".inf", "bert");
+  held = nullptr;
+  EXPECT_TRUE(remove(file));
+  EXPECT_FALSE(there(file));
+  EXPECT_FALSE(there(file + L".inf"));
+}
+
 void LockFileTest::timeOfALeftover(const WString& file, File (*take)(const WString&)) {
   ground::writeFile(file, "");
   setTime(file, 1);
@@ -327,6 +350,10 @@ TEST_F(LockFileTest, NextHolderIsLeftByEveryRemove) { repeatedRemoveAfterARemova
 TEST_F(LockFileTest, OtherLoginIsLeftByEveryRemove) {
   repeatedRemoveOfALogin(folder + L"anna.cli");
 }
+
+TEST_F(LockFileTest, NameOfACrashedHolderGoesWhenTheLockIsTaken) { nameOfACrashedHolder(path); }
+
+TEST_F(LockFileTest, NameOfAFormerHolderGoesWithTheLock) { nameOfAFormerHolder(path); }
 
 TEST_F(LockFileTest, ProbedLockIsLeftByRemove) { removeAfterAProbe(path); }
 
@@ -673,6 +700,14 @@ TEST_F(RemoteLockTest, LoginOfALeftoverIsHeldSinceItWasTaken) {
 
 TEST_F(RemoteLockTest, LoginIsHeldSinceTheFirstOfItsUser) {
   timeOfASharedLogin(remote + L"anna.cli");
+}
+
+TEST_F(RemoteLockTest, NameOfACrashedHolderGoesWhenTheLockIsTaken) {
+  nameOfACrashedHolder(remote + L"Lock");
+}
+
+TEST_F(RemoteLockTest, NameOfAFormerHolderGoesWithTheLock) {
+  nameOfAFormerHolder(remote + L"Lock");
 }
 
 TEST_F(RemoteLockTest, ProbedLockIsLeftByRemove) { removeAfterAProbe(remote + L"Lock"); }

@@ -291,3 +291,27 @@ TEST_P(LocksTest, MachineWithTheFolderItselfSeesTheFirstOtherOneAlsoWhenItCameMe
   EXPECT_EQ(server.ask("lock-project P0001000"), "yes");
   EXPECT_EQ(client.ask("lock-project P0001000"), "no");
 }
+
+// Its machine has let go of the lock, and comes too late to remove it.
+TEST_P(LocksTest, FormerHolderIsNotTakenForOneThatHasNotNamedItselfYet) {
+  Machine cat(share, "cat");
+  ASSERT_EQ(cat.ask("enter Alpha"), "yes");
+  ASSERT_EQ(ann.ask("lock-project P0001000"), "yes");
+  const bool remote = GetParam() == Storage::kDeclaredRemote;
+  ASSERT_EQ(ann.ask(std::string("freeze-before open P0001000/") + (remote ? ".lockspace" : "Lock")),
+            "yes");
+  ann.tell("unlock-project");
+  ann.awaitStop();
+  ASSERT_EQ(ben.ask("freeze-before open P0001000/Lock.inf"), "yes");
+  ben.tell("lock-project P0001000");
+  ben.awaitStop();
+  EXPECT_EQ(cat.ask("lock-project P0001000"), "no");
+  EXPECT_EQ(cat.ask("project-owner P0001000"), "");
+
+  ann.resume();
+  EXPECT_EQ(ann.answer(), "yes");
+  ben.crash();
+  EXPECT_FALSE(share.has("Alpha/P0001000/Lock.inf"));
+  EXPECT_EQ(cat.ask("lock-project P0001000"), "yes");
+  EXPECT_EQ(ann.ask("project-owner P0001000"), "cat");
+}

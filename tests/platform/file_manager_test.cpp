@@ -327,11 +327,19 @@ TEST_F(FileManagerTest, RemoveAfterAProbeLeavesTheInformationOfAnother) {
   EXPECT_EQ(ground::readFile(info), "bert");
 }
 
-TEST_F(FileManagerTest, RemoveOfALockLeavesInformationThatThisProcessDidNotWrite) {
+TEST_F(FileManagerTest, RemoveOfALockTakesTheInformationOfAFormerHolder) {
+  Qx::Ptr<iFile> held = lock(path);
   ground::writeFile(info, "bert");
-  lock(path) = nullptr;
+  held = nullptr;
   EXPECT_TRUE(files.remove(path));
-  EXPECT_EQ(ground::readFile(info), "bert");
+  EXPECT_EQ(ground::readFile(info), std::nullopt);
+}
+
+TEST_F(FileManagerTest, LockOfALeftoverTakesAwayItsInformation) {
+  ground::writeFile(path, "");
+  ground::writeFile(info, "bert");
+  const auto held = lock(path);
+  EXPECT_EQ(ground::readFile(info), std::nullopt);
 }
 
 TEST_F(FileManagerTest, RemoveOfOtherFilesIsPlain) {
