@@ -3,6 +3,7 @@
 #include <mutex>
 #include <optional>
 
+#include "host/messenger/messenger_core.h"
 #include "host/places.h"
 #include "host/state_file.h"
 #include "miscdisc/platform/project_folders.h"
@@ -60,9 +61,12 @@ WString getProjectsBaseDirectory() {
 }
 
 void setProjectsBaseDirectory(const WString& folder) {
-  Folders& known = folders();
-  const std::lock_guard lock(known.mutex);
-  known.base = folder.empty() ? localProjects(known) : withSeparator(folder);
+  {
+    Folders& known = folders();
+    const std::lock_guard lock(known.mutex);
+    known.base = folder.empty() ? localProjects(known) : withSeparator(folder);
+  }
+  host::updateMessengerGroup();
 }
 
 WString getLocalProjectsDir() {
@@ -72,14 +76,17 @@ WString getLocalProjectsDir() {
 }
 
 void setLocalProjectsDir(const WString& folder) {
-  Folders& known = folders();
-  const std::lock_guard lock(known.mutex);
-  base(known);
-  const WString local = folder.empty() ? defaultLocal() : withSeparator(folder);
-  const bool stored =
-      host::StateFile::instance().setValue(kSection, kLocalProjects, Qx::UTF8FromWString(local));
-  known.unsavedLocal.reset();
-  if (!stored) known.unsavedLocal = local;
+  {
+    Folders& known = folders();
+    const std::lock_guard lock(known.mutex);
+    base(known);
+    const WString local = folder.empty() ? defaultLocal() : withSeparator(folder);
+    const bool stored =
+        host::StateFile::instance().setValue(kSection, kLocalProjects, Qx::UTF8FromWString(local));
+    known.unsavedLocal.reset();
+    if (!stored) known.unsavedLocal = local;
+  }
+  host::updateMessengerGroup();
 }
 
 WString getDefaultLocalProjectsDir() { return defaultLocal(); }

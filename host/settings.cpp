@@ -32,6 +32,7 @@ class SettingsReader {
     found.shortNamesOnly = flag("listing", "short_names_only", false);
     found.allowLocalOnly = flag("locks", "allow_local_only", false);
     readRemoteFolders(found);
+    readMessenger(found.messenger);
     readFormats(found);
     readDrives(found);
     return found;
@@ -64,12 +65,16 @@ class SettingsReader {
     return *value;
   }
 
-  std::string folder(const toml::node& node, const std::string& name) const {
+  std::string fullPath(const toml::node& node, const std::string& name, const char* what) const {
     const auto value = node.value_exact<std::string>();
     if (!value || value->empty() || value->front() != '/' || hasZero(*value)) {
-      expected(node.source(), name + ": the full path of a folder, in quotes, was expected");
+      expected(node.source(), name + ": the full path of a " + what + ", in quotes, was expected");
     }
-    std::string path = *value;
+    return *value;
+  }
+
+  std::string folder(const toml::node& node, const std::string& name) const {
+    std::string path = fullPath(node, name, "folder");
     while (path.size() > 1 && path.back() == '/') path.pop_back();
     return path;
   }
@@ -136,6 +141,34 @@ class SettingsReader {
                "user: a name in quotes was expected, without '/' and not starting with '.'");
     }
     found.user = *name;
+  }
+
+  void readMessenger(Settings::Messenger& found) const {
+    const toml::table* messenger = section("messenger");
+    if (!messenger) return;
+    const auto text = [&](const char* key, std::string& value) {
+      const toml::node* node = messenger->get(key);
+      if (!node) return;
+      const auto read = node->value_exact<std::string>();
+      if (!read || read->empty() || hasZero(*read)) {
+        expected(node->source(), std::string(key) + ": a text in quotes was expected");
+      }
+      value = *read;
+    };
+    text("engine", found.engine);
+    if (found.engine != "dbus" && found.engine != "nats" && found.engine != "none") {
+      expected(placeOf(*messenger, "engine"),
+               "engine: \"dbus\", \"nats\" or \"none\" was expected, not " + found.engine);
+    }
+    text("url", found.url);
+    if (found.engine == "nats" && found.url.empty()) {
+      expected(
+          placeOf(*messenger, "engine"),
+          "engine: the url of a server was expected with it, such as url = \"tls://nas:4222\"");
+    }
+    for (auto [key, path] : {std::pair("credentials", &found.credentials), {"ca", &found.ca}}) {
+      if (const toml::node* node = messenger->get(key)) *path = fullPath(*node, key, "file");
+    }
   }
 
   void readRemoteFolders(Settings& found) const {

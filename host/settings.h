@@ -23,6 +23,13 @@ struct Settings {
     std::string folder;
   };
 
+  struct Messenger {
+    std::string engine = "dbus";  // or "nats", "none"
+    // Of nats alone.
+    std::string url;
+    std::string credentials, ca;  // full paths of files; empty: none
+  };
+
   std::vector<Volume> volumes;             // [volumes], by letter
   bool discoverVolumes = true;             // [volumes] discover: mounted file systems too
   std::string quotaVolumes;                // [volumes] quota: letters, discovered ones included
@@ -32,6 +39,7 @@ struct Settings {
   bool allowLocalOnly = false;             // [locks] allow_local_only
   std::vector<std::string> remoteFolders;  // [locks] remote: treated as remote storage
   std::vector<RecordingFormat> formats;    // [formats], by name; see recordingFormats()
+  Messenger messenger;                     // [messenger]
   // [drives] formats: those whose minutes people see, at least one, all of recordingFormats().
   std::vector<std::string> drivesFormats{"dv25", "hd8"};
   // [drives] low_minutes: a drive that holds less than this of the first of them is low.

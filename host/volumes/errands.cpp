@@ -1,7 +1,6 @@
 #include "host/volumes/errands.h"
 
 #include <pthread.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,6 +9,8 @@
 #include <system_error>
 #include <thread>
 #include <utility>
+
+#include "host/signals_blocked.h"
 
 namespace host {
 namespace {
@@ -22,20 +23,6 @@ std::optional<std::string> linkTarget(const std::string& path) {
   if (size <= 0) return {};
   return std::string(target, static_cast<size_t>(size));
 }
-
-// Signals are for the application's own threads.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-
- private:
-  sigset_t before_;
-};
 
 }  // namespace
 

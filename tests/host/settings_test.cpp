@@ -28,6 +28,8 @@ TEST_F(SettingsTest, MissingFileGivesTheDefaultsAndNoProblem) {
   EXPECT_TRUE(settings->formats.empty());
   EXPECT_EQ(settings->drivesFormats, (std::vector<std::string>{"dv25", "hd8"}));
   EXPECT_EQ(settings->lowMinutes, 30u);
+  EXPECT_EQ(settings->messenger.engine, "dbus");
+  EXPECT_EQ(settings->messenger.url, "");
   EXPECT_EQ(host::settingsProblem(), "");
 }
 
@@ -63,6 +65,11 @@ megabits = 120
 [drives]
 formats = ["uhd10", "a"]
 low_minutes = 90
+[messenger]
+engine = "nats"
+url = "tls://nas:4222"
+credentials = "/etc/miscdisc/alpha.creds"
+ca = "/etc/miscdisc/ca.pem"
 )");
   const auto settings = host::settings();
   ASSERT_EQ(settings->volumes.size(), 2u);
@@ -86,12 +93,16 @@ low_minutes = 90
   EXPECT_EQ(settings->formats[1].description, "ten bits");
   EXPECT_EQ(settings->drivesFormats, (std::vector<std::string>{"uhd10", "a"}));
   EXPECT_EQ(settings->lowMinutes, 90u);
+  EXPECT_EQ(settings->messenger.engine, "nats");
+  EXPECT_EQ(settings->messenger.url, "tls://nas:4222");
+  EXPECT_EQ(settings->messenger.credentials, "/etc/miscdisc/alpha.creds");
+  EXPECT_EQ(settings->messenger.ca, "/etc/miscdisc/ca.pem");
   EXPECT_EQ(host::settingsProblem(), "");
 }
 
 TEST_F(SettingsTest, EntriesOfOthersAreLeftAlone) {
   configure(
-      "[formats.a]\nfourcc='dv25'\nwidth=1\nheight=1\nbits=1\nrate=25\ncodec=5\n[messenger]"
+      "[formats.a]\nfourcc='dv25'\nwidth=1\nheight=1\nbits=1\nrate=25\ncodec=5\n[others]"
       "\nengine = 5\n[volumes]\nE = '/e'\n");
   EXPECT_EQ(host::settings()->volumes.size(), 1u);
   EXPECT_EQ(host::settingsProblem(), "");
@@ -115,6 +126,16 @@ TEST_F(SettingsTest, AProblemNamesThePlaceAndLeavesTheDefaults) {
       {"[volumes]\nquota = ['E', 5]\n",
        "2:15: quota: a list of volume letters in [ ] was expected, as in [\"E\"]"},
       {"[volumes]\nquota = ['e']\n", "2:10: a volume's letter from A to Z was expected, not e"},
+      {"messenger = 'none'\n", "1:13: messenger is a section: [messenger] was expected"},
+      {"[messenger]\nengine = 5\n", "2:10: engine: a text in quotes was expected"},
+      {"[messenger]\nengine = 'mail'\n",
+       "2:10: engine: \"dbus\", \"nats\" or \"none\" was expected, not mail"},
+      {"[messenger]\nengine = 'nats'\n",
+       "2:10: engine: the url of a server was expected with it, such as url = \"tls://nas:4222\""},
+      {"[messenger]\nurl = 5\n", "2:7: url: a text in quotes was expected"},
+      {"[messenger]\ncredentials = 'alpha.creds'\n",
+       "2:15: credentials: the full path of a file, in quotes, was expected"},
+      {"[messenger]\nca = true\n", "2:6: ca: the full path of a file, in quotes, was expected"},
       {"volumes = 5\n", "1:11: volumes is a section: [volumes] was expected"},
       {"[shares]\n'nas/x' = '/x'\n", "2:1: a share as '//server/share' was expected, not nas/x"},
       {"[shares]\n'//nas' = '/x'\n", "2:1: a share as '//server/share' was expected, not //nas"},

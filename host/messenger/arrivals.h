@@ -1,0 +1,54 @@
+// What the numbers of the texts that come in say about those that did not.
+//
+// Each sender numbers its texts 1, 2, 3, ...  Who comes into a group late first hears some higher
+// number, which is no loss; later a stranger's higher number means that its first texts are
+// missing. Callers take turns.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <unordered_map>
+
+#include "miscdisc/platform/values/export.h"
+
+namespace host {
+
+class MISCDISC_EXPORT Arrivals {
+ public:
+  using Time = std::chrono::steady_clock::time_point;
+
+  struct Verdict {
+    bool rescan;   // something is missing
+    bool deliver;  // the text is news
+    bool operator==(const Verdict&) const = default;
+  };
+
+  // For so long after settle() a stranger's number may be any.  Nothing: always, as the carrier
+  // itself says when it has lost something.
+  explicit Arrivals(std::optional<std::chrono::milliseconds> settling) : settling_(settling) {}
+
+  void settle(Time now) { settled_ = settling_ ? now + *settling_ : Time::max(); }
+  void forgetAll() { senders_.clear(); }
+
+  Verdict text(const std::string& sender, uint64_t number, Time now);
+
+  // The sender says that this is the number of its last text.
+  Verdict mark(const std::string& sender, uint64_t number, Time now);
+
+ private:
+  struct Sender {
+    uint64_t number;  // of the last text that is known
+    Time heard;
+  };
+
+  const Sender* find(const std::string& sender) const;
+  void remember(const std::string& sender, uint64_t number, Time now);
+
+  const std::optional<std::chrono::milliseconds> settling_;
+  Time settled_ = Time::max();
+  std::unordered_map<std::string, Sender> senders_;
+};
+
+}  // namespace host

@@ -1,0 +1,556 @@
+#include "host/messenger/messenger_core.h"
+
+#include <pthread.h>
+#include <sys/eventfd.h>
+#include <sys/random.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <condition_variable>
+#include <cstdio>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "host/files/open_file.h"
+#include "host/messenger/arrivals.h"
+#include "host/messenger/messenger.h"
+#include "host/settings.h"
+#include "host/signals_blocked.h"
+#include "miscdisc/platform/fsys.h"
+#include "miscdisc/platform/log.h"
+#include "miscdisc/platform/project_folders.h"
+#include "miscdisc/platform/values/net_message.h"
+
+namespace host {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Time = Clock::time_point;
+
+// Since the start of the process, of all its messengers.
+std::atomic<uint64_t> textsSent, textsReceived, textsDropped, rescansGiven;
+
+std::string hexDigits(uint64_t value) {
+  char digits[17];
+  std::snprintf(digits, sizeof digits, "%016llx", static_cast<unsigned long long>(value));
+  return digits;
+}
+
+// Another one for each messenger on any machine.
+std::string randomName() {
+  uint64_t value = 0;
+  while (getrandom(&value, sizeof value, 0) != sizeof value) continue;
+  return hexDigits(value);
+}
+
+std::string currentGroup() {
+  const WString base = getProjectsBaseDirectory();
+  if (base == getLocalProjectsDir()) return {};
+  std::string group = Qx::UTF8FromWString(FsysConvertLocalToUNC(base));
+  while (!group.empty() && group.back() == '\\') group.pop_back();
+  return group;
+}
+
+Descriptor makeBell() {
+  Descriptor bell(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  if (!bell) throw std::system_error(errno, std::generic_category(), "eventfd");
+  return bell;
+}
+
+}  // namespace
+
+class Messenger::Core final : public Mailbox, public std::enable_shared_from_this<Core> {
+ public:
+  Core(std::unique_ptr<Engine> engine, const std::string& engineName,
+       Qx::Ptr<iNetMessageReceiver> receiver, const MessengerTiming& timing)
+      : engine_(std::move(engine)),
+        engineName_(engineName),
+        receiver_(std::move(receiver)),
+        timing_(timing),
+        mayLose_(engine_->mayLoseUnnoticed()),
+        arrivals_(mayLose_ ? std::optional(timing.settling) : std::nullopt) {}
+
+  void send(const std::string& text);
+  void enter(const std::string& group);
+  MessengerFacts facts() const;
+
+  void start();
+  void finish();
+
+  // What the engine calls.
+  int descriptor() const override { return bell_.number(); }
+  std::string group() override;
+  std::optional<Parcel> take() override;
+  std::optional<Time> end() override;
+  void arrived(Parcel parcel) override;
+  void lost() override;
+  void undeliverable(const Parcel& parcel, const std::string& why) override;
+  void state(bool connected, const std::string& words) override;
+
+ private:
+  struct Item {
+    std::string text;
+    bool rescan;
+  };
+  enum class Once { kTooLong, kTooMany, kTooManyCame, kUndeliverable };
+  using Lock = std::unique_lock<std::mutex>;
+
+  void carry();
+  void deliver();
+  void handOver(Lock& lock);
+  void writeNotes(Lock& lock);
+
+  // With the mutex held.
+  void ring();
+  void silence();
+  void post(Parcel parcel);
+  void dropOldest();
+  void scheduleMarks();
+  void markIfDue(Time now);
+  void askForRescan();
+  void keep(std::string text);
+  bool hasNews() const;
+  void note(const std::string& words);
+  void noteOnce(Once what, const std::string& words);
+  void wakeDelivery();
+
+  const std::unique_ptr<Engine> engine_;
+  const std::string engineName_;
+  const Qx::Ptr<iNetMessageReceiver> receiver_;
+  const MessengerTiming timing_;
+  const bool mayLose_;
+  const std::string name_ = randomName();  // each sender's name of ours begins with it
+  const Descriptor bell_ = makeBell();
+
+  mutable std::mutex mutex_;
+  bool rung_ = false;
+
+  std::string group_, sender_;
+  uint64_t stays_ = 0;
+  uint64_t number_ = 0;  // of the last text of this stay
+  std::deque<Parcel> outgoing_;
+  size_t outgoingBytes_ = 0;
+  bool helloWanted_ = false, markWanted_ = false;
+  std::deque<Time> marksDue_;
+  std::optional<Time> end_;
+
+  Arrivals arrivals_;
+  std::deque<Item> incoming_;
+  size_t incomingBytes_ = 0;
+  bool rescanWaits_ = false;  // among the incoming
+
+  bool connected_ = false;
+  std::string words_ = "not connected yet";
+  std::set<Once> noted_;
+  std::vector<std::string> notes_;  // for the log
+
+  std::condition_variable delivery_;
+  Time sleepsUntil_ = Time::min();  // the delivering thread; min: it does not sleep
+
+  std::thread carrying_, delivering_;
+};
+
+void Messenger::Core::send(const std::string& text) {
+  const std::lock_guard lock(mutex_);
+  if (group_.empty() || end_) return;
+  ++number_;
+  if (text.size() > kLongestText) {  // its number is missing now, so that the others notice
+    ++textsDropped;
+    noteOnce(Once::kTooLong, "a text of " + std::to_string(text.size()) +
+                                 " bytes was not sent: the longest that is sent has " +
+                                 std::to_string(kLongestText));
+    scheduleMarks();
+    return;
+  }
+  post({Parcel::Kind::kText, group_, sender_, number_, text});
+  while (outgoing_.size() > kMostTexts || outgoingBytes_ > kMostBytes) {
+    dropOldest();
+    noteOnce(Once::kTooMany,
+             "more texts wait than are kept, so the oldest are not sent; " + words_);
+  }
+  ring();
+}
+
+void Messenger::Core::post(Parcel parcel) {
+  outgoingBytes_ += parcel.text.size();
+  outgoing_.push_back(std::move(parcel));
+}
+
+void Messenger::Core::dropOldest() {
+  outgoingBytes_ -= outgoing_.front().text.size();
+  if (outgoing_.front().kind == Parcel::Kind::kText) ++textsDropped;
+  outgoing_.pop_front();
+}
+
+void Messenger::Core::enter(const std::string& group) {
+  const std::lock_guard lock(mutex_);
+  if (group == group_) return;
+  if (hasNews()) post({Parcel::Kind::kMark, group_, sender_, number_, {}});
+  marksDue_.clear();
+  markWanted_ = false;
+
+  group_ = group;
+  sender_ = name_ + hexDigits(++stays_);
+  number_ = 0;
+  helloWanted_ = mayLose_ && !group_.empty();
+  arrivals_.forgetAll();
+  arrivals_.settle(Clock::now());
+  incoming_.clear();
+  incomingBytes_ = 0;
+  rescanWaits_ = false;
+  ring();
+}
+
+MessengerFacts Messenger::Core::facts() const {
+  const std::lock_guard lock(mutex_);
+  MessengerFacts facts;
+  facts.engine = engineName_;
+  facts.connected = connected_;
+  facts.state = words_;
+  facts.group = group_;
+  facts.waiting = static_cast<uint64_t>(
+      std::count_if(outgoing_.begin(), outgoing_.end(),
+                    [](const Parcel& parcel) { return parcel.kind == Parcel::Kind::kText; }));
+  return facts;
+}
+
+void Messenger::Core::ring() {
+  if (rung_) return;
+  rung_ = true;
+  eventfd_write(bell_.number(), 1);
+}
+
+void Messenger::Core::silence() {
+  if (!rung_) return;
+  rung_ = false;
+  eventfd_t ignored = 0;
+  eventfd_read(bell_.number(), &ignored);
+}
+
+std::string Messenger::Core::group() {
+  const std::lock_guard lock(mutex_);
+  silence();
+  return group_;
+}
+
+// While there is something to take the bell stays rung: whoever sends then has nobody to wake.
+std::optional<Parcel> Messenger::Core::take() {
+  const std::lock_guard lock(mutex_);
+  if (std::exchange(helloWanted_, false) && !end_) {
+    return Parcel{Parcel::Kind::kHello, group_, sender_, number_, {}};
+  }
+  if (!outgoing_.empty()) {
+    Parcel parcel = std::move(outgoing_.front());
+    outgoing_.pop_front();
+    outgoingBytes_ -= parcel.text.size();
+    if (parcel.kind == Parcel::Kind::kText) {
+      ++textsSent;
+      if (parcel.sender == sender_) scheduleMarks();
+    }
+    return parcel;
+  }
+  if (std::exchange(markWanted_, false)) {
+    return Parcel{Parcel::Kind::kMark, group_, sender_, number_, {}};
+  }
+  silence();
+  return {};
+}
+
+std::optional<Time> Messenger::Core::end() {
+  const std::lock_guard lock(mutex_);
+  return end_;
+}
+
+// Texts of this stay that others may have missed, with no later one to tell them so.
+bool Messenger::Core::hasNews() const {
+  return mayLose_ && number_ > 0 && (!marksDue_.empty() || !outgoing_.empty());
+}
+
+void Messenger::Core::scheduleMarks() {
+  if (!mayLose_) return;
+  const Time now = Clock::now();
+  marksDue_.clear();
+  for (const auto delay : timing_.marks) marksDue_.push_back(now + delay);
+  if (marksDue_.front() < sleepsUntil_) wakeDelivery();
+}
+
+void Messenger::Core::markIfDue(Time now) {
+  if (marksDue_.empty() || marksDue_.front() > now) return;
+  marksDue_.pop_front();
+  markWanted_ = true;
+  ring();
+}
+
+void Messenger::Core::arrived(Parcel parcel) {
+  const std::lock_guard lock(mutex_);
+  const bool isOwn = parcel.sender.starts_with(name_);
+  if (isOwn || group_.empty() || parcel.group != group_ || end_) return;
+  Arrivals::Verdict verdict{false, false};
+  switch (parcel.kind) {
+    case Parcel::Kind::kHello:
+      if (!mayLose_ || number_ == 0) return;
+      markWanted_ = true;
+      ring();
+      return;
+    case Parcel::Kind::kMark:
+      verdict = arrivals_.mark(parcel.sender, parcel.number, Clock::now());
+      break;
+    case Parcel::Kind::kText:
+      if (parcel.number == 0) return;  // texts are numbered from 1
+      verdict = arrivals_.text(parcel.sender, parcel.number, Clock::now());
+      break;
+  }
+  if (verdict.rescan) askForRescan();
+  if (verdict.deliver) keep(std::move(parcel.text));
+}
+
+void Messenger::Core::lost() {
+  const std::lock_guard lock(mutex_);
+  if (end_) return;
+  // What others may not have heard of us, they hear of now.
+  markWanted_ = mayLose_ && number_ > 0;
+  if (markWanted_) ring();
+  if (!group_.empty()) askForRescan();
+}
+
+// One that waits is as good: it is read again what is there when it is handed over.
+void Messenger::Core::askForRescan() {
+  if (std::exchange(rescanWaits_, true)) return;
+  ++rescansGiven;
+  incoming_.push_back({NetMessage(NetMessage::Rescan, "").asString(), true});
+  wakeDelivery();
+}
+
+void Messenger::Core::keep(std::string text) {
+  if (incoming_.size() >= kMostTexts || incomingBytes_ + text.size() > kMostBytes) {
+    textsDropped +=
+        1 + static_cast<uint64_t>(std::count_if(incoming_.begin(), incoming_.end(),
+                                                [](const Item& item) { return !item.rescan; }));
+    noteOnce(Once::kTooManyCame, "more texts came in than are kept until they are handed over");
+    incoming_.clear();
+    incomingBytes_ = 0;
+    rescanWaits_ = false;
+    askForRescan();
+    return;
+  }
+  incomingBytes_ += text.size();
+  incoming_.push_back({std::move(text), false});
+  wakeDelivery();
+}
+
+void Messenger::Core::undeliverable(const Parcel& parcel, const std::string& why) {
+  const std::lock_guard lock(mutex_);
+  if (parcel.kind == Parcel::Kind::kText) ++textsDropped;
+  noteOnce(Once::kUndeliverable, "a text could not be sent: " + why);
+}
+
+void Messenger::Core::state(bool connected, const std::string& words) {
+  const std::lock_guard lock(mutex_);
+  if (connected && !connected_) {
+    helloWanted_ = mayLose_ && !group_.empty();
+    arrivals_.settle(Clock::now());
+    if (helloWanted_) ring();
+  }
+  if (words != words_) note(words);
+  connected_ = connected;
+  words_ = words;
+}
+
+// The delivering thread writes it: the log's storage keeps nobody else waiting.
+void Messenger::Core::note(const std::string& words) {
+  notes_.push_back(words);
+  wakeDelivery();
+}
+
+void Messenger::Core::noteOnce(Once what, const std::string& words) {
+  if (noted_.insert(what).second) note(words);
+}
+
+void Messenger::Core::writeNotes(Lock& lock) {
+  const std::vector<std::string> notes = std::exchange(notes_, {});
+  lock.unlock();
+  for (const std::string& words : notes)
+    Log("messenger (%s): %s\n", engineName_.c_str(), words.c_str());
+  lock.lock();
+}
+
+void Messenger::Core::wakeDelivery() {
+  if (sleepsUntil_ == Time::min()) return;
+  sleepsUntil_ = Time::min();
+  delivery_.notify_one();
+}
+
+void Messenger::Core::carry() {
+  try {
+    engine_->run(*this);
+  } catch (const std::exception& error) {
+    state(false, std::string("the messenger has ended: ") + error.what());
+  }
+}
+
+void Messenger::Core::deliver() {
+  Lock lock(mutex_);
+  while (!end_) {
+    if (!notes_.empty()) {
+      writeNotes(lock);
+    } else if (!incoming_.empty()) {
+      handOver(lock);
+    } else {
+      sleepsUntil_ = marksDue_.empty() ? Time::max() : marksDue_.front();
+      delivery_.wait_until(lock, sleepsUntil_);
+      sleepsUntil_ = Time::min();
+    }
+    if (!marksDue_.empty()) markIfDue(Clock::now());
+  }
+}
+
+void Messenger::Core::handOver(Lock& lock) {
+  const Item item = std::move(incoming_.front());
+  incoming_.pop_front();
+  if (item.rescan) {
+    rescanWaits_ = false;
+  } else {
+    incomingBytes_ -= item.text.size();
+    ++textsReceived;
+  }
+  lock.unlock();
+  receiver_->receive(item.text);
+  lock.lock();
+}
+
+// The threads hold the core: one that ends later than the messenger still has it.
+void Messenger::Core::start() {
+  const SignalsBlocked blocked;
+  try {
+    carrying_ = std::thread([core = shared_from_this()] { core->carry(); });
+    delivering_ = std::thread([core = shared_from_this()] { core->deliver(); });
+  } catch (const std::system_error&) {
+    finish();
+    throw;
+  }
+}
+
+void Messenger::Core::finish() {
+  {
+    const std::lock_guard lock(mutex_);
+    markWanted_ = hasNews();
+    end_ = Clock::now() + timing_.flush;
+    incoming_.clear();
+    ring();
+    wakeDelivery();
+  }
+  if (carrying_.joinable()) carrying_.join();
+  if (delivering_.get_id() == std::this_thread::get_id()) {
+    delivering_.detach();
+  } else if (delivering_.joinable()) {
+    delivering_.join();
+  }
+  Lock lock(mutex_);
+  while (!outgoing_.empty()) dropOldest();
+  if (!notes_.empty()) writeNotes(lock);
+}
+
+namespace {
+
+// The messengers of this process.  Never destroyed.
+class Registry {
+ public:
+  static Registry& ofProcess() { return *current(); }
+
+  void add(const std::shared_ptr<Messenger::Core>& core) {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(cores_, [](const auto& known) { return known.expired(); });
+    cores_.push_back(core);
+    core->enter(currentGroup());
+  }
+
+  // The group is asked for under the mutex: of two changes at once the last one stays.
+  void updateGroup() {
+    const std::lock_guard lock(mutex_);
+    const bool anybody = std::any_of(cores_.begin(), cores_.end(),
+                                     [](const auto& known) { return !known.expired(); });
+    if (!anybody) return;
+    const std::string group = currentGroup();
+    for (const auto& known : cores_) {
+      if (const auto core = known.lock()) core->enter(group);
+    }
+  }
+
+  void setNone(const std::string& engine, const std::string& why) {
+    const std::lock_guard lock(mutex_);
+    none_.engine = engine;
+    none_.state = why;
+  }
+
+  MessengerFacts facts() {
+    const std::lock_guard lock(mutex_);
+    const auto core = cores_.empty() ? nullptr : cores_.back().lock();
+    return core ? core->facts() : none_;
+  }
+
+ private:
+  // The child of a fork() begins anew: the mutex may be held by a thread that is not there.
+  static std::atomic<Registry*>& current() {
+    static std::atomic<Registry*> registry = [] {
+      pthread_atfork(nullptr, nullptr, [] { current() = new Registry; });
+      return new Registry;
+    }();
+    return registry;
+  }
+
+  std::mutex mutex_;
+  std::vector<std::weak_ptr<Messenger::Core>> cores_;
+  MessengerFacts none_;
+};
+
+}  // namespace
+
+Messenger::Messenger(std::unique_ptr<Engine> engine, const std::string& engineName,
+                     Qx::Ptr<iNetMessageReceiver> receiver, const MessengerTiming& timing)
+    : core_(std::make_shared<Core>(std::move(engine), engineName, std::move(receiver), timing)),
+      process_(getpid()) {
+  Registry::ofProcess().add(core_);
+  core_->start();
+}
+
+Messenger::~Messenger() {
+  if (getpid() == process_) {
+    core_->finish();
+    Registry::ofProcess().setNone(core_->facts().engine, "the messenger was released");
+  } else {
+    new std::shared_ptr<Core>(core_);  // of the parent's threads and mutexes nothing can end here
+  }
+}
+
+void Messenger::send(const std::string& text) {
+  if (getpid() == process_) core_->send(text);
+}
+
+void updateMessengerGroup() { Registry::ofProcess().updateGroup(); }
+
+void setNoMessenger(const std::string& engineName, const std::string& why) {
+  Registry::ofProcess().setNone(engineName, why);
+}
+
+MessengerFacts messengerFacts() {
+  MessengerFacts facts = Registry::ofProcess().facts();
+  if (facts.engine.empty()) {
+    facts.engine = settings()->messenger.engine;
+    facts.state = "nothing in this program has asked for a messenger";
+  }
+  facts.sent = textsSent;
+  facts.received = textsReceived;
+  facts.dropped = textsDropped;
+  facts.rescans = rescansGiven;
+  return facts;
+}
+
+}  // namespace host
