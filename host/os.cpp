@@ -7,9 +7,11 @@
 #include <cstdlib>
 #include <new>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "host/files/file_manager.h"
+#include "host/messenger/make_messenger.h"
 #include "host/places.h"
 #include "host/settings.h"
 #include "miscdisc/platform/log.h"
@@ -62,10 +64,11 @@ WString findUserName() {
   return Qx::WStringFromUTF8(validUserName(configured) ? configured : loginName());
 }
 
-// No messenger is built into this platform, so every text stays on this machine.
 class NetworkService final : public iNetworkService {
  public:
-  Qx::Ptr<iNetMessager> getMessager(Qx::Ptr<iNetMessageReceiver>) override { return nullptr; }
+  Qx::Ptr<iNetMessager> getMessager(Qx::Ptr<iNetMessageReceiver> receiver) override {
+    return makeMessenger(std::move(receiver));
+  }
 };
 
 // Built before any code runs and, having nothing to destroy, there after the last destructor.

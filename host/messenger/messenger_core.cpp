@@ -67,10 +67,10 @@ Descriptor makeBell() {
 
 }  // namespace
 
-class Messenger::Core final : public Mailbox, public std::enable_shared_from_this<Core> {
+class MessengerCore final : public Mailbox, public std::enable_shared_from_this<MessengerCore> {
  public:
-  Core(std::unique_ptr<Engine> engine, const std::string& engineName,
-       Qx::Ptr<iNetMessageReceiver> receiver, const MessengerTiming& timing)
+  MessengerCore(std::unique_ptr<Engine> engine, const std::string& engineName,
+                Qx::Ptr<iNetMessageReceiver> receiver, const MessengerTiming& timing)
       : engine_(std::move(engine)),
         engineName_(engineName),
         receiver_(std::move(receiver)),
@@ -158,7 +158,7 @@ class Messenger::Core final : public Mailbox, public std::enable_shared_from_thi
   std::thread carrying_, delivering_;
 };
 
-void Messenger::Core::send(const std::string& text) {
+void MessengerCore::send(const std::string& text) {
   const std::lock_guard lock(mutex_);
   if (group_.empty() || end_) return;
   ++number_;
@@ -179,18 +179,18 @@ void Messenger::Core::send(const std::string& text) {
   ring();
 }
 
-void Messenger::Core::post(Parcel parcel) {
+void MessengerCore::post(Parcel parcel) {
   outgoingBytes_ += parcel.text.size();
   outgoing_.push_back(std::move(parcel));
 }
 
-void Messenger::Core::dropOldest() {
+void MessengerCore::dropOldest() {
   outgoingBytes_ -= outgoing_.front().text.size();
   if (outgoing_.front().kind == Parcel::Kind::kText) ++textsDropped;
   outgoing_.pop_front();
 }
 
-void Messenger::Core::enter(const std::string& group) {
+void MessengerCore::enter(const std::string& group) {
   const std::lock_guard lock(mutex_);
   if (group == group_) return;
   if (hasNews()) post({Parcel::Kind::kMark, group_, sender_, number_, {}});
@@ -209,7 +209,7 @@ void Messenger::Core::enter(const std::string& group) {
   ring();
 }
 
-MessengerFacts Messenger::Core::facts() const {
+MessengerFacts MessengerCore::facts() const {
   const std::lock_guard lock(mutex_);
   MessengerFacts facts;
   facts.engine = engineName_;
@@ -222,27 +222,27 @@ MessengerFacts Messenger::Core::facts() const {
   return facts;
 }
 
-void Messenger::Core::ring() {
+void MessengerCore::ring() {
   if (rung_) return;
   rung_ = true;
   eventfd_write(bell_.number(), 1);
 }
 
-void Messenger::Core::silence() {
+void MessengerCore::silence() {
   if (!rung_) return;
   rung_ = false;
   eventfd_t ignored = 0;
   eventfd_read(bell_.number(), &ignored);
 }
 
-std::string Messenger::Core::group() {
+std::string MessengerCore::group() {
   const std::lock_guard lock(mutex_);
   silence();
   return group_;
 }
 
 // While there is something to take the bell stays rung: whoever sends then has nobody to wake.
-std::optional<Parcel> Messenger::Core::take() {
+std::optional<Parcel> MessengerCore::take() {
   const std::lock_guard lock(mutex_);
   if (std::exchange(helloWanted_, false) && !end_) {
     return Parcel{Parcel::Kind::kHello, group_, sender_, number_, {}};
@@ -264,17 +264,17 @@ std::optional<Parcel> Messenger::Core::take() {
   return {};
 }
 
-std::optional<Time> Messenger::Core::end() {
+std::optional<Time> MessengerCore::end() {
   const std::lock_guard lock(mutex_);
   return end_;
 }
 
 // Texts of this stay that others may have missed, with no later one to tell them so.
-bool Messenger::Core::hasNews() const {
+bool MessengerCore::hasNews() const {
   return mayLose_ && number_ > 0 && (!marksDue_.empty() || !outgoing_.empty());
 }
 
-void Messenger::Core::scheduleMarks() {
+void MessengerCore::scheduleMarks() {
   if (!mayLose_) return;
   const Time now = Clock::now();
   marksDue_.clear();
@@ -282,14 +282,14 @@ void Messenger::Core::scheduleMarks() {
   if (marksDue_.front() < sleepsUntil_) wakeDelivery();
 }
 
-void Messenger::Core::markIfDue(Time now) {
+void MessengerCore::markIfDue(Time now) {
   if (marksDue_.empty() || marksDue_.front() > now) return;
   marksDue_.pop_front();
   markWanted_ = true;
   ring();
 }
 
-void Messenger::Core::arrived(Parcel parcel) {
+void MessengerCore::arrived(Parcel parcel) {
   const std::lock_guard lock(mutex_);
   const bool isOwn = parcel.sender.starts_with(name_);
   if (isOwn || group_.empty() || parcel.group != group_ || end_) return;
@@ -312,7 +312,7 @@ void Messenger::Core::arrived(Parcel parcel) {
   if (verdict.deliver) keep(std::move(parcel.text));
 }
 
-void Messenger::Core::lost() {
+void MessengerCore::lost() {
   const std::lock_guard lock(mutex_);
   if (end_) return;
   // What others may not have heard of us, they hear of now.
@@ -322,14 +322,14 @@ void Messenger::Core::lost() {
 }
 
 // One that waits is as good: it is read again what is there when it is handed over.
-void Messenger::Core::askForRescan() {
+void MessengerCore::askForRescan() {
   if (std::exchange(rescanWaits_, true)) return;
   ++rescansGiven;
   incoming_.push_back({NetMessage(NetMessage::Rescan, "").asString(), true});
   wakeDelivery();
 }
 
-void Messenger::Core::keep(std::string text) {
+void MessengerCore::keep(std::string text) {
   if (incoming_.size() >= kMostTexts || incomingBytes_ + text.size() > kMostBytes) {
     textsDropped +=
         1 + static_cast<uint64_t>(std::count_if(incoming_.begin(), incoming_.end(),
@@ -346,13 +346,13 @@ void Messenger::Core::keep(std::string text) {
   wakeDelivery();
 }
 
-void Messenger::Core::undeliverable(const Parcel& parcel, const std::string& why) {
+void MessengerCore::undeliverable(const Parcel& parcel, const std::string& why) {
   const std::lock_guard lock(mutex_);
   if (parcel.kind == Parcel::Kind::kText) ++textsDropped;
   noteOnce(Once::kUndeliverable, "a text could not be sent: " + why);
 }
 
-void Messenger::Core::state(bool connected, const std::string& words) {
+void MessengerCore::state(bool connected, const std::string& words) {
   const std::lock_guard lock(mutex_);
   if (connected && !connected_) {
     helloWanted_ = mayLose_ && !group_.empty();
@@ -365,16 +365,16 @@ void Messenger::Core::state(bool connected, const std::string& words) {
 }
 
 // The delivering thread writes it: the log's storage keeps nobody else waiting.
-void Messenger::Core::note(const std::string& words) {
+void MessengerCore::note(const std::string& words) {
   notes_.push_back(words);
   wakeDelivery();
 }
 
-void Messenger::Core::noteOnce(Once what, const std::string& words) {
+void MessengerCore::noteOnce(Once what, const std::string& words) {
   if (noted_.insert(what).second) note(words);
 }
 
-void Messenger::Core::writeNotes(Lock& lock) {
+void MessengerCore::writeNotes(Lock& lock) {
   const std::vector<std::string> notes = std::exchange(notes_, {});
   lock.unlock();
   for (const std::string& words : notes)
@@ -382,13 +382,13 @@ void Messenger::Core::writeNotes(Lock& lock) {
   lock.lock();
 }
 
-void Messenger::Core::wakeDelivery() {
+void MessengerCore::wakeDelivery() {
   if (sleepsUntil_ == Time::min()) return;
   sleepsUntil_ = Time::min();
   delivery_.notify_one();
 }
 
-void Messenger::Core::carry() {
+void MessengerCore::carry() {
   try {
     engine_->run(*this);
   } catch (const std::exception& error) {
@@ -396,7 +396,7 @@ void Messenger::Core::carry() {
   }
 }
 
-void Messenger::Core::deliver() {
+void MessengerCore::deliver() {
   Lock lock(mutex_);
   while (!end_) {
     if (!notes_.empty()) {
@@ -412,7 +412,7 @@ void Messenger::Core::deliver() {
   }
 }
 
-void Messenger::Core::handOver(Lock& lock) {
+void MessengerCore::handOver(Lock& lock) {
   const Item item = std::move(incoming_.front());
   incoming_.pop_front();
   if (item.rescan) {
@@ -427,7 +427,7 @@ void Messenger::Core::handOver(Lock& lock) {
 }
 
 // The threads hold the core: one that ends later than the messenger still has it.
-void Messenger::Core::start() {
+void MessengerCore::start() {
   const SignalsBlocked blocked;
   try {
     carrying_ = std::thread([core = shared_from_this()] { core->carry(); });
@@ -438,7 +438,7 @@ void Messenger::Core::start() {
   }
 }
 
-void Messenger::Core::finish() {
+void MessengerCore::finish() {
   {
     const std::lock_guard lock(mutex_);
     markWanted_ = hasNews();
@@ -465,7 +465,7 @@ class Registry {
  public:
   static Registry& ofProcess() { return *current(); }
 
-  void add(const std::shared_ptr<Messenger::Core>& core) {
+  void add(const std::shared_ptr<MessengerCore>& core) {
     const std::lock_guard lock(mutex_);
     std::erase_if(cores_, [](const auto& known) { return known.expired(); });
     cores_.push_back(core);
@@ -507,7 +507,7 @@ class Registry {
   }
 
   std::mutex mutex_;
-  std::vector<std::weak_ptr<Messenger::Core>> cores_;
+  std::vector<std::weak_ptr<MessengerCore>> cores_;
   MessengerFacts none_;
 };
 
@@ -515,7 +515,8 @@ class Registry {
 
 Messenger::Messenger(std::unique_ptr<Engine> engine, const std::string& engineName,
                      Qx::Ptr<iNetMessageReceiver> receiver, const MessengerTiming& timing)
-    : core_(std::make_shared<Core>(std::move(engine), engineName, std::move(receiver), timing)),
+    : core_(std::make_shared<MessengerCore>(std::move(engine), engineName, std::move(receiver),
+                                            timing)),
       process_(getpid()) {
   Registry::ofProcess().add(core_);
   core_->start();
@@ -526,7 +527,8 @@ Messenger::~Messenger() {
     core_->finish();
     Registry::ofProcess().setNone(core_->facts().engine, "the messenger was released");
   } else {
-    new std::shared_ptr<Core>(core_);  // of the parent's threads and mutexes nothing can end here
+    new std::shared_ptr<MessengerCore>(
+        core_);  // of the parent's threads and mutexes nothing can end here
   }
 }
 

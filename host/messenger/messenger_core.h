@@ -26,6 +26,8 @@ constexpr size_t kMostBytes = 64 << 20;
 // A longer text is not sent.
 constexpr size_t kLongestText = 64 << 10;
 
+class MessengerCore;
+
 struct MessengerTiming {
   // A stranger's number may be any for so long after the group is entered.
   std::chrono::milliseconds settling = std::chrono::seconds(2);
@@ -53,10 +55,8 @@ class MISCDISC_EXPORT Messenger final : public iNetMessager {
   // In no group the text goes nowhere.
   void send(const std::string& text) override;
 
-  class Core;
-
  private:
-  const std::shared_ptr<Core> core_;
+  const std::shared_ptr<MessengerCore> core_;
   const pid_t process_;
 };
 

@@ -7,6 +7,7 @@ setup() {
   printf '[volumes]\ndiscover = false\n' >"$MISCDISC_HOME/config.toml"
   cd "$BATS_TEST_TMPDIR"
   unset NO_COLOR XDG_CONFIG_HOME XDG_STATE_HOME XDG_DATA_HOME
+  unset DBUS_SESSION_BUS_ADDRESS XDG_RUNTIME_DIR # whoever runs the tests hears nothing of them
 }
 
 miscdisc() { "$MISCDISC_COMMAND" "$@"; }

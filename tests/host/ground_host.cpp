@@ -38,6 +38,8 @@ void makeRoot() {
   fs::create_directory(groundFolder);
   fs::create_directory(homeFolder);
   setenv("MISCDISC_HOME", homeFolder.c_str(), 1);
+  setenv("DBUS_SESSION_BUS_ADDRESS", "", 1);  // that of whoever runs the tests is none of theirs
+  setenv("XDG_RUNTIME_DIR", "", 1);
   writeConfig();
 }
 

@@ -15,6 +15,8 @@ std::string makeHome() {
   std::string name = std::filesystem::temp_directory_path() / "miscdisc-home-XXXXXX";
   if (!mkdtemp(name.data())) std::abort();
   setenv("MISCDISC_HOME", name.c_str(), 1);
+  setenv("DBUS_SESSION_BUS_ADDRESS", "", 1);
+  setenv("XDG_RUNTIME_DIR", "", 1);
   return name;
 }
 

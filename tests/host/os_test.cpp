@@ -19,6 +19,7 @@
 #include <new>
 
 #include "host/files/file_manager.h"
+#include "host/messenger/messenger.h"
 #include "miscdisc/platform/os.h"
 #include "miscdisc/platform/paths.h"
 #include "tests/host/configure.h"
@@ -154,8 +155,21 @@ TEST(OsTest, ProbeInAMissingDefaultFolderIsValidAndMakesNothing) {
   EXPECT_FALSE(OS()->fileManager().open(home + L"elsewhere/Lock", 2, 1, 0, 32));
 }
 
-TEST(OsTest, ThereIsNoMessenger) {
+TEST(OsTest, WithoutASessionBusThereIsNoMessenger) {
   EXPECT_FALSE(OSPrivate()->networkService().getMessager(nullptr));
+  EXPECT_EQ(host::messengerFacts().engine, "dbus");
+  EXPECT_FALSE(host::messengerFacts().connected);
+  EXPECT_EQ(host::messengerFacts().state,
+            "there is no session bus: DBUS_SESSION_BUS_ADDRESS names none");
+}
+
+TEST(OsTest, WhoWantsNoMessengerGetsNone) {
+  setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/no/such/bus", 1);
+  test::configure("[messenger]\nengine = 'none'\n");
+  EXPECT_FALSE(OSPrivate()->networkService().getMessager(nullptr));
+  EXPECT_EQ(host::messengerFacts().engine, "none");
+  EXPECT_EQ(host::messengerFacts().state,
+            "the settings want no messenger: engine is \"none\" in [messenger]");
 }
 
 TEST(OsTest, FailureReportNamesTheFileAndTheCause) {

@@ -14,16 +14,23 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <condition_variable>
 #include <filesystem>
 #include <functional>
 #include <iostream>
 #include <map>
+#include <mutex>
 #include <set>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "host/files/lock_file.h"
+#include "host/messenger/messenger.h"
 #include "miscdisc/lobby/lobby_utils.h"
 #include "miscdisc/media/disk_manager.h"
+#include "miscdisc/netshare/notify_server.h"
 #include "miscdisc/netshare/project_share.h"
 #include "miscdisc/platform/config.h"
 #include "miscdisc/platform/project_folders.h"
@@ -224,6 +231,60 @@ std::string freeze(const std::string& callAndEnding) {
   return "yes";
 }
 
+// Less than a test waits for an answer.
+constexpr std::chrono::seconds kPatience{25};
+
+// What has come in from other machines.
+class Heard final : public ValObserverClient {
+ public:
+  void valueAboutToChange(ValClientBase&) override {}
+  void valueChanged(ValClientBase&) override {
+    const std::lock_guard lock(mutex_);
+    texts_.push_back(getNetMessageServer()->getVal());
+    changed_.notify_all();
+  }
+
+  // The texts from the first that was not given yet on, as soon as there are so many; with '|'
+  // between them.
+  std::string await(size_t count) {
+    std::unique_lock lock(mutex_);
+    changed_.wait_for(lock, kPatience, [&] { return texts_.size() >= count; });
+    std::string all;
+    for (const std::string& text : texts_) all += (&text == &texts_[0] ? "" : "|") + text;
+    texts_.clear();
+    return all;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<std::string> texts_;
+};
+
+Heard heard;
+
+std::string awaitConnection() {
+  const auto end = std::chrono::steady_clock::now() + kPatience;
+  while (!host::messengerFacts().connected) {
+    if (std::chrono::steady_clock::now() >= end) return host::messengerFacts().state;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return answer(true);
+}
+
+// Has texts of other machines come in from now on.
+std::string listen() {
+  static ValObserver<String> observer;
+  observer.registerWith(*getNetMessageServer());
+  observer.setClient(&heard);
+  return host::messengerFacts().state;
+}
+
+std::string sendMany(const std::string& count) {
+  for (int i = 1; i <= std::stoi(count); ++i) SendNotify(std::to_string(i));
+  return answer(true);
+}
+
 using Text = const std::string&;
 const std::map<std::string, std::function<std::string(Text)>> kCommands{
     {"setup", [](Text) { return setUp(); }},
@@ -257,6 +318,21 @@ const std::map<std::string, std::function<std::string(Text)>> kCommands{
     {"alone", [](Text) { return isAlone(); }},
     {"others", [](Text) { return areOthersHere(); }},
     {"state", stateOfLock},
+    {"listen", [](Text) { return listen(); }},
+    {"await-connection", [](Text) { return awaitConnection(); }},
+    {"send",
+     [](Text text) {
+       SendNotify(text);
+       return answer(true);
+     }},
+    {"send-many", sendMany},
+    {"heard", [](Text count) { return heard.await(std::stoul(count)); }},
+    {"messenger", [](Text) { return host::messengerFacts().state; }},
+    {"end-notify",
+     [](Text) {
+       EndNotify();
+       return answer(true);
+     }},
     {"freeze-before", freeze},
     {"refuse",
      [](Text call) {

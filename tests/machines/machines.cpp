@@ -65,11 +65,12 @@ void Share::makeFolder(const std::string& name) const { fs::create_directories(p
 
 Storage Share::storage() const { return storage_; }
 
-std::string Share::makeHome(const std::string& user, Storage storage) const {
+std::string Share::makeHome(const std::string& user, Storage storage,
+                            const std::string& moreSettings) const {
   std::string home = folder_ + "/home-XXXXXX";
   if (!mkdtemp(home.data())) throw std::runtime_error("no home for " + user);
   std::ofstream config(home + "/config.toml");
-  config << "[machine]\nuser = '" << user << "'\n[volumes]\ndiscover = false\n";
+  config << "[machine]\nuser = '" << user << "'\n[volumes]\ndiscover = false\n" << moreSettings;
   if (storage == Storage::kDeclaredRemote) config << "[locks]\nremote = ['" << root() << "']\n";
   return home;
 }
@@ -79,6 +80,14 @@ Machine::Machine(const Share& share, std::string user)
 
 Machine::Machine(const Share& share, std::string user, Storage storage)
     : root_(share.root()), user_(std::move(user)), home_(share.makeHome(user_, storage)) {
+  start();
+}
+
+Machine::Machine(const Share& share, std::string user, const std::string& mountPoint)
+    : root_(mountPoint),
+      user_(std::move(user)),
+      home_(share.makeHome(user_, share.storage(),
+                           "[shares]\n'//nas/projects' = '" + mountPoint + "'\n")) {
   start();
 }
 

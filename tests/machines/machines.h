@@ -29,7 +29,8 @@ class Share {
   Storage storage() const;
 
   // A machine's, with its config.toml, which says what the folder is to this machine.
-  std::string makeHome(const std::string& user, Storage storage) const;
+  std::string makeHome(const std::string& user, Storage storage,
+                       const std::string& moreSettings = "") const;
 
  private:
   std::string folder_;
@@ -43,6 +44,8 @@ class Machine {
  public:
   Machine(const Share& share, std::string user);
   Machine(const Share& share, std::string user, Storage storage);  // the share as it alone sees it
+  // With the share mounted there, which other machines call //nas/projects.
+  Machine(const Share& share, std::string user, const std::string& mountPoint);
   Machine(const Machine&) = delete;
   Machine& operator=(const Machine&) = delete;
   ~Machine();
