@@ -151,7 +151,9 @@ Qx::Ptr<iFile> openLock(const std::string& path, LockKind kind) {
     lock = FileLock::take(path, kind, error);
   }
   if (!lock.held()) return failed(path, error);
-  if (kind == LockKind::kShared && isMarked(path, true)) setMark(path, false);
+  if (kind == LockKind::kShared && isMarked(path, true)) {
+    lock.withDescriptor([](int file) { setMark(file, false); });
+  }
   return new LockHandle(std::move(lock));
 }
 
@@ -275,9 +277,11 @@ class FileManager final : public iFileManager {
     // As with files: a lobby that only its maker can write in is no lobby.
     const mode_t wanted = ((parent->mode & S_IWGRP) ? 0070 : 0) |
                           ((parent->mode & S_IWOTH) ? 0007 : 0) | (parent->mode & S_ISVTX);
+    const Descriptor folder = nameWithoutOpening(path);
     struct stat status;
-    if (lstat(path.c_str(), &status) == 0 && (status.st_mode & wanted) != wanted) {
-      (void)!chmod(path.c_str(), (status.st_mode & 07777) | wanted);
+    if (folder && fstat(folder.number(), &status) == 0 && S_ISDIR(status.st_mode) &&
+        (status.st_mode & wanted) != wanted) {
+      (void)!chmod(pathOfOpen(folder.number()).c_str(), (status.st_mode & 07777) | wanted);
     }
     return true;
   }
@@ -341,9 +345,7 @@ class FileManager final : public iFileManager {
 
   bool mark(const WString& wide, unsigned value) override {
     const std::string path = pathInBase(wide);
-    struct stat status;
-    if (path.empty() || lstat(path.c_str(), &status) != 0) return false;
-    return S_ISREG(status.st_mode) && setMark(path, value & kMarked);
+    return !path.empty() && setMark(path, value & kMarked);
   }
 
   bool directoryUsable(const WString& wide) override {

@@ -5,6 +5,8 @@
 
 #include <cerrno>
 
+#include "host/files/open_file.h"
+
 namespace host {
 namespace {
 
@@ -12,15 +14,23 @@ constexpr char kAttribute[] = "user.miscdisc.mark";
 
 }  // namespace
 
-bool setMark(const std::string& path, bool marked) {
-  if (lsetxattr(path.c_str(), kAttribute, marked ? "2" : "0", 1, 0) == 0) return true;
+bool setMark(int file, bool marked) {
+  const std::string path = pathOfOpen(file);
+  if (setxattr(path.c_str(), kAttribute, marked ? "2" : "0", 1, 0) == 0) return true;
   if (errno != ENOTSUP) return false;
 
   struct stat status;
-  if (lstat(path.c_str(), &status) != 0) return false;
+  if (fstat(file, &status) != 0) return false;
   const mode_t mode =
       (status.st_mode & 07777 & ~static_cast<mode_t>(S_IXOTH)) | (marked ? S_IXOTH : 0);
   return mode == (status.st_mode & 07777) || chmod(path.c_str(), mode) == 0;
+}
+
+bool setMark(const std::string& path, bool marked) {
+  const Descriptor file = nameWithoutOpening(path);
+  struct stat status;
+  if (!file || fstat(file.number(), &status) != 0) return false;
+  return S_ISREG(status.st_mode) && setMark(file.number(), marked);
 }
 
 bool isMarked(const std::string& path, bool modesTell) {

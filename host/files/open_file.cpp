@@ -119,6 +119,12 @@ Descriptor createNew(const std::string& path, int access, const Folder& folder) 
   return file;
 }
 
+Descriptor nameWithoutOpening(const std::string& path) {
+  return Descriptor(::open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+}
+
+std::string pathOfOpen(int descriptor) { return "/proc/self/fd/" + std::to_string(descriptor); }
+
 size_t readFully(int descriptor, void* bytes, size_t count) {
   size_t done = 0;
   while (done < count) {

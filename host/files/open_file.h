@@ -81,6 +81,13 @@ Descriptor openExisting(const std::string& path, int access);
 // write the new file, whatever the umask: another user's leftover could not be locked otherwise.
 Descriptor createNew(const std::string& path, int access, const Folder& folder);
 
+// A descriptor that only stands for what has the name now, be it a link: neither read nor written
+// through, so its close drops no lock and its making needs no right to the file.
+Descriptor nameWithoutOpening(const std::string& path);
+
+// A path that leads to what the descriptor stands for, whatever becomes of its name.
+std::string pathOfOpen(int descriptor);
+
 // Whole requests, over interruptions and short counts.
 size_t readFully(int descriptor, void* bytes, size_t count);
 bool writeFully(int descriptor, const void* bytes, size_t count);

@@ -1,10 +1,14 @@
 // Who sees whom in a lobby, on several machines.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+
 #include "tests/machines/machines_test.h"
 
 namespace {
 
+namespace fs = std::filesystem;
 using test::Machine;
 
 class LoginsTest : public test::MachinesTest {
@@ -178,4 +182,37 @@ TEST_P(LoginsTest, LoginBehindALogoutThatHangsIsRefusedUntilThatMachineIsGone) {
   ann.crash();
   EXPECT_EQ(second.ask("setup"), "yes");
   EXPECT_EQ(state("Alpha/ann.cli"), "held");
+}
+
+// Whoever may write in the lobby may put there what he wants; it gets no rights from us.
+TEST_P(LoginsTest, LinkThatTakesTheNameOfALoginWhileItIsMarkedLeadsNowhere) {
+  const fs::path login = share.path("Alpha/ann.cli"), other = share.path("other");
+  std::ofstream(other) << "ben's";
+  fs::permissions(other, fs::perms(0600));
+  ASSERT_EQ(ann.ask("enter Alpha"), "yes");
+  ASSERT_EQ(ann.ask("refuse setxattr"), "yes");
+  ASSERT_EQ(ann.ask("freeze-before chmod ann.cli"), "yes");
+  ann.tell("leave-room");
+  ann.awaitStop();
+  fs::rename(login, share.path("Alpha/moved"));
+  fs::create_symlink(other, login);
+  ann.resume();
+  EXPECT_EQ(ann.answer(), "yes");
+  EXPECT_EQ(fs::status(other).permissions(), fs::perms(0600));
+}
+
+TEST_P(LoginsTest, LinkThatTakesTheNameOfANewLobbyLeadsNowhere) {
+  const fs::path lobby = share.path("Beta"), other = share.path("other");
+  fs::create_directory(other);
+  fs::permissions(other, fs::perms(0700));
+  fs::permissions(share.root(), fs::perms(0777));
+  ASSERT_EQ(ann.ask("umask 077"), "yes");
+  ASSERT_EQ(ann.ask("freeze-before chmod Beta"), "yes");
+  ann.tell("create Beta");
+  ann.awaitStop();
+  fs::rename(lobby, share.path("moved"));
+  fs::create_symlink(other, lobby);
+  ann.resume();
+  ann.answer();
+  EXPECT_EQ(fs::status(other).permissions(), fs::perms(0700));
 }

@@ -122,6 +122,28 @@ MISCDISC_EXPORT int link(const char* from, const char* to) noexcept {
   return refused("link") ? -1 : real(from, to);
 }
 
+MISCDISC_EXPORT int chmod(const char* path, mode_t mode) noexcept {
+  static auto* const real = next<int(const char*, mode_t)>("chmod");
+  std::error_code none;
+  const std::string target = std::filesystem::read_symlink(path, none);
+  freezeBefore("chmod", none ? path : target);
+  return real(path, mode);
+}
+
+MISCDISC_EXPORT int setxattr(const char* path, const char* name, const void* value, size_t size,
+                             int flags) noexcept {
+  static auto* const real =
+      next<int(const char*, const char*, const void*, size_t, int)>("setxattr");
+  return refused("setxattr") ? -1 : real(path, name, value, size, flags);
+}
+
+MISCDISC_EXPORT int lsetxattr(const char* path, const char* name, const void* value, size_t size,
+                              int flags) noexcept {
+  static auto* const real =
+      next<int(const char*, const char*, const void*, size_t, int)>("lsetxattr");
+  return refused("setxattr") ? -1 : real(path, name, value, size, flags);
+}
+
 MISCDISC_EXPORT int fsync(int file) {
   static auto* const real = next<int(int)>("fsync");
   freezeBefore("fsync", file);
@@ -331,6 +353,11 @@ const std::map<std::string, std::function<std::string(Text)>> kCommands{
     {"end-notify",
      [](Text) {
        EndNotify();
+       return answer(true);
+     }},
+    {"umask",
+     [](Text mask) {
+       umask(static_cast<mode_t>(std::stoul(mask, nullptr, 8)));
        return answer(true);
      }},
     {"freeze-before", freeze},
