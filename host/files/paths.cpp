@@ -13,6 +13,7 @@
 #include "host/files/mount_facts.h"
 #include "host/files/native_path.h"
 #include "host/files/open_file.h"
+#include "miscdisc/platform/project_folders.h"
 
 namespace host {
 namespace {
@@ -22,7 +23,8 @@ constexpr int kFolderItself = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 bool deleteEntry(int folder, const std::string& name);
 
 // Names are read before anything is deleted: a folder that changes while it is read may show an
-// entry twice or never.
+// entry twice or never.  The list of a lobby goes last, when all else is gone: what is left of a
+// lobby stays one, and can be deleted again.
 bool deleteContents(Descriptor folder) {
   const int own = fcntl(folder.number(), F_DUPFD_CLOEXEC, 0);
   const Listing listing(fdopendir(own));
@@ -35,9 +37,11 @@ bool deleteContents(Descriptor folder) {
     const std::string name = entry->d_name;
     if (name != "." && name != "..") names.push_back(name);
   }
+  const std::string list = nativePath(getMediaLocationsFilename());
+  const bool hasList = std::erase(names, list) > 0;
   bool all = true;
   for (const std::string& name : names) all = deleteEntry(folder.number(), name) && all;
-  return all;
+  return all && (!hasList || deleteEntry(folder.number(), list));
 }
 
 bool deleteEntry(int folder, const std::string& name) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <optional>
 #include <set>
@@ -344,4 +345,22 @@ TEST_P(LobbiesTest, LobbyIsEnteredAlsoWhereItsNameCannotBeStored) {
   share.makeFolder("day1");
   EXPECT_EQ(ann.ask("add-location " + share.path("day1")), "yes");
   EXPECT_FALSE(share.has("DefNetDrive.txt"));
+}
+
+TEST_P(LobbiesTest, LobbyWhoseDeletionDiedIsOneToTheLastAndIsDeletedAgain) {
+  for (const char* left : {"", "Lock", "Edit 1.lck", "P0001000", "Media", "DefNetDrive.txt"}) {
+    SCOPED_TRACE(left);
+    makeLobby("Alpha");
+    std::ofstream(share.path("Alpha/P0001000/Lock"));
+    std::ofstream(share.path("Alpha/Edit 1.lck"));
+    ASSERT_EQ(ann.ask("freeze-before unlinkat " + std::string(left)), "yes");
+    ann.tell("delete Alpha");
+    ann.awaitStop();
+    ann.crash();
+    EXPECT_EQ(ben.ask("available"), "Alpha");
+    EXPECT_EQ(share.has("Alpha/Media"), left != "DefNetDrive.txt"s);
+    EXPECT_EQ(ben.ask("delete Alpha"), "yes");
+    EXPECT_FALSE(share.has("Alpha"));
+    ann.restart();
+  }
 }

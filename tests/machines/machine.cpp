@@ -91,6 +91,12 @@ MISCDISC_EXPORT int unlink(const char* path) noexcept {
   return real(path);
 }
 
+MISCDISC_EXPORT int unlinkat(int folder, const char* name, int flags) noexcept {
+  static auto* const real = next<int(int, const char*, int)>("unlinkat");
+  freezeBefore("unlinkat", name);
+  return real(folder, name, flags);
+}
+
 MISCDISC_EXPORT int rmdir(const char* path) noexcept {
   static auto* const real = next<int(const char*)>("rmdir");
   freezeBefore("rmdir", path);
