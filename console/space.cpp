@@ -225,6 +225,11 @@ Space find(const WString& folder, Depth depth) {
   return space;
 }
 
+// The network projects root, or a lobby in it.
+bool isOfLobbies(const WString& folder) {
+  return folder.starts_with(withSeparator(LobbyUtils::getNetworkProjectsRoot()));
+}
+
 std::string notAnswering(const WString& folder, const Options& options) {
   return fmt::format(
       "{} is not answering: nothing came from it in {:g} s.  Look at its mount or server, or wait "
@@ -267,7 +272,14 @@ std::optional<std::vector<WString>> namesUnderRoot(const Options& options, Exit&
     complain(notAnswering(root, options));
     return {};
   }
-  if (found->error != 0 && found->error != ENOENT) {
+  const bool missing = found->error == ENOENT || found->error == ENOTDIR;
+  if (missing && root != OS()->getDefaultNetworkProjectsFolder(true)) {
+    complain(printable(root) +
+             " is not there.  Mount it, or look at \"miscdisc config get 'network project root'\"");
+    exit = kNotFound;
+    return {};
+  }
+  if (found->error != 0 && !missing) {
     complain(printable(root) + " could not be read (" + std::strerror(found->error) +
              ").  Look at it with ls -ld");
     return {};
@@ -316,9 +328,8 @@ std::string problemOf(const Space& space, const Options& options) {
       return {};
     case Space::Answer::kMissing:
       return printable(space.folder) + " is not there.  Mount it, or " +
-             (space.folder == getLocalProjectsDir()
-                  ? "choose another with \"miscdisc space use FOLDER\""
-                  : "look at \"miscdisc config get 'network project root'\"");
+             (isOfLobbies(space.folder) ? "look at \"miscdisc config get 'network project root'\""
+                                        : "choose another with \"miscdisc space use FOLDER\"");
     case Space::Answer::kUnreadable:
       return printable(space.folder) + " could not be read (" + std::strerror(space.error) +
              ").  Look at it with ls -ld";

@@ -127,7 +127,7 @@ bool mayBeLobby(const std::string& name);
 std::optional<Space> lobbyNamed(const std::string& name, const Options& options, Exit& exit);
 
 // The names of the lobbies; nothing when the root could not be read, or does not answer, said with
-// the exit code.  A missing root has none, and a folder in it that does not answer is left out.
+// the exit code.  The root of a first start has none, any other that is missing is said; a folder in it that does not answer is left out.
 std::optional<std::vector<WString>> lobbyNames(const Options& options, Exit& exit);
 
 struct Lobby {

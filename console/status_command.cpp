@@ -55,13 +55,13 @@ void addWarnings(Status& status, const Options& options) {
 
 void addSpaceWarnings(Status& status, const Options& options) {
   const Space& space = status.space;
-  const bool seen = space.answer == Space::Answer::kThere;
-  if (status.networkMode && (seen || space.answer == Space::Answer::kMissing) && !space.lobby) {
+  if (space.answer != Space::Answer::kThere) {
+    status.warnings.push_back(problemOf(space, options));
+    status.exit = kIncomplete;
+  } else if (status.networkMode && !space.lobby) {
     status.warnings.push_back("the lobby " + printable(status.lobby) +
                               " is not there: " + printable(space.folder) + " holds no " +
                               printable(getMediaLocationsFilename()));
-  } else if (!seen) {
-    status.warnings.push_back(problemOf(space, options));
     status.exit = kIncomplete;
   }
   for (const std::string& fault : space.faults) {

@@ -15,7 +15,7 @@ load lobby
   [ "$(jq -c . data)" = "{\"schema\":\"miscdisc.lobbies/1\",\"root\":\"$PWD/net\",\"lobbies\":[{\"name\":\"Alpha\",\"path\":\"$PWD/net/Alpha/\",\"live\":1,\"people\":2,\"current\":true},{\"name\":\"Beta\",\"path\":\"$PWD/net/Beta/\",\"live\":0,\"people\":0,\"current\":false}]}" ]
 }
 
-@test "a current lobby that is gone is said, and a missing root holds none" {
+@test "a current lobby that is gone is said, and so is a missing root" {
   share
   rm -r net/Alpha
   ask lobby list
@@ -23,6 +23,13 @@ load lobby
   [ "$(cut -f1 data)" = Beta ]
   expect_words "the current lobby Alpha is not among them"
   rm -r net
+  ask lobby list --json
+  expect_code 4
+  [ ! -s data ]
+  expect_words "$PWD/net is not there.  Mount it, or look at \"miscdisc config get 'network project root'\""
+}
+
+@test "a first start has no lobbies" {
   ask lobby list --json
   expect_code 0
   [ "$(jq -c .lobbies data)" = '[]' ]

@@ -38,7 +38,8 @@ load lobby
   [ "$(grep -c '^warning' data)" -eq 0 ]
   rm net/Alpha/DefNetDrive.txt
   ask status
-  grep -q "^warning	the lobby Alpha is not there" data
+  expect_code 3
+  grep -q "^warning	the lobby Alpha is not there: $PWD/net/Alpha/ holds no DefNetDrive.txt" data
 }
 
 @test "a broken configuration is a warning on the page, and exit 2" {
@@ -120,6 +121,22 @@ END
   ask --json
   expect_code 0
   [ "$(jq -c '[.people, .locks, .warnings]' data)" = '[[],[],[]]' ]
+}
+
+@test "a lobby or a local space that is away is exit 3, with where to look" {
+  share
+  mv net away
+  ask status
+  expect_code 3
+  grep -qx "warning	$PWD/net/Alpha/ is not there.  Mount it, or look at \"miscdisc config get 'network project root'\"" data
+  mv away net
+  miscdisc -q lobby use --local
+  mkdir local
+  miscdisc -q space use local
+  rmdir local
+  ask status
+  expect_code 3
+  grep -qx "warning	$PWD/local/ is not there.  Mount it, or choose another with \"miscdisc space use FOLDER\"" data
 }
 
 @test "a lobby that does not answer is said, and who is in it is not known" {
