@@ -291,9 +291,9 @@ class Heard final : public ValObserverClient {
 
 Heard heard;
 
-std::string awaitConnection() {
+std::string await(const std::function<bool(const host::MessengerFacts&)>& reached) {
   const auto end = std::chrono::steady_clock::now() + kPatience;
-  while (!host::messengerFacts().connected) {
+  while (!reached(host::messengerFacts())) {
     if (std::chrono::steady_clock::now() >= end) return host::messengerFacts().state;
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
@@ -347,7 +347,10 @@ const std::map<std::string, std::function<std::string(Text)>> kCommands{
     {"others", [](Text) { return areOthersHere(); }},
     {"state", stateOfLock},
     {"listen", [](Text) { return listen(); }},
-    {"await-connection", [](Text) { return awaitConnection(); }},
+    {"await-connection",
+     [](Text) { return await([](const auto& facts) { return facts.connected; }); }},
+    {"await-state",
+     [](Text words) { return await([&](const auto& facts) { return facts.state == words; }); }},
     {"send",
      [](Text text) {
        SendNotify(text);
@@ -355,7 +358,6 @@ const std::map<std::string, std::function<std::string(Text)>> kCommands{
      }},
     {"send-many", sendMany},
     {"heard", [](Text count) { return heard.await(std::stoul(count)); }},
-    {"messenger", [](Text) { return host::messengerFacts().state; }},
     {"end-notify",
      [](Text) {
        EndNotify();

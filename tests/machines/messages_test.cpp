@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <sstream>
@@ -175,4 +176,63 @@ TEST_F(MessagesTest, WhatTheBusDropsIsOneRescanSoonAfterwards) {
   EXPECT_LT(heard.size(), 61u);
   dan.ask("send last");
   EXPECT_EQ(fay.ask("heard 1"), "last");
+}
+
+// A bus that takes the connection and never says a word.
+TEST_F(MessagesTest, WithABusThatIsDeadNobodyWaits) {
+  const std::string path = fs::path(share.root()).parent_path() / "dead";
+  sockaddr_un name{};
+  name.sun_family = AF_UNIX;
+  path.copy(name.sun_path, sizeof name.sun_path - 1);
+  const int dead = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  ASSERT_EQ(bind(dead, reinterpret_cast<sockaddr*>(&name), sizeof name), 0);
+  ASSERT_EQ(listen(dead, 5), 0);
+  setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + path).c_str(), 1);
+
+  Machine dan{share, "dan"};
+  ASSERT_EQ(dan.ask("enter Alpha"), "yes");
+  EXPECT_EQ(dan.ask("listen"), "not connected yet");
+  EXPECT_EQ(dan.ask("send-many 1000"), "yes");
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(dan.ask("end-notify"), "yes");
+  const auto took = std::chrono::steady_clock::now() - begin;
+  EXPECT_GE(took, std::chrono::milliseconds(1900));  // as long as what waits may need
+  EXPECT_LT(took, std::chrono::seconds(10));
+  close(dead);
+}
+
+TEST_F(MessagesTest, ABusThatIsNotThereYetIsFoundWhenItComes) {
+  bus.kill();
+  ann.ask("enter Alpha");
+  ann.ask("listen");
+  EXPECT_EQ(ann.ask("send 8 early"), "yes");
+  EXPECT_EQ(ann.ask("send 8 later"), "yes");
+  bus.restart();
+  EXPECT_EQ(ann.ask("await-connection"), "yes");
+  EXPECT_EQ(ann.ask("heard 1"), "100 ");  // nobody knows what it missed
+}
+
+// Signals from the path of the group \\nas\projects\Alpha, by programs that are no messengers.
+TEST_F(MessagesTest, SignalsOfStrangersAreNotTakenForTexts) {
+  Machine dan{share, "dan", share.root()}, eve{share, "eve", share.root()};
+  join(dan, "Alpha");
+  join(eve, "Alpha");
+  sd_bus* stranger = nullptr;
+  ASSERT_GE(sd_bus_open_user(&stranger), 0);
+  const char path[] = "/org/miscdisc/group/82ea0980cf3ed2b5";
+  const char interface[] = "org.miscdisc.Messages1";
+  ASSERT_GE(sd_bus_emit_signal(stranger, path, interface, "Text", "s", "8 of another shape"), 0);
+  ASSERT_GE(sd_bus_emit_signal(stranger, path, interface, "Text", "aystyay", 1, 'x', "abc",
+                               uint64_t{1}, uint8_t{'t'}, 1, 'x'),
+            0);  // of another group
+  ASSERT_GE(sd_bus_emit_signal(stranger, path, interface, "Text", "aystyay", 0, "no hex digits",
+                               uint64_t{1}, uint8_t{'t'}, 0),
+            0);
+  ASSERT_GE(sd_bus_flush(stranger), 0);
+  sd_bus_unref(stranger);
+  EXPECT_EQ(dan.ask("await-state connected to the session bus; signals of another shape that were "
+                    "ignored: 2"),
+            "yes");
+  eve.ask("send 8 of eve");
+  EXPECT_EQ(dan.ask("heard 1"), "8 of eve");
 }
