@@ -74,6 +74,17 @@ WString nameOf(const Space& space, const WString& roomPath) {
   return roomPath.starts_with(space.folder) ? roomPath.substr(space.folder.size()) : roomPath;
 }
 
+// Others would call it free.
+Exit sayHidden(const char* kind, const std::string& name, const WString& folder) {
+  complain(std::string(kind) + " " + printable(name) +
+           " is not entered: nobody would see its lock "
+           "in " +
+           printable(folder) +
+           ".  Rooms and projects lie in the space or in one of its folders, which is no link, not "
+           "hidden and not the media's");
+  return kUsage;
+}
+
 // Says why there is no lock; what is "room Edit 1".
 Exit sayRefusal(const std::string& what, int error, const std::string& why, const SpaceLock* lock) {
   if (isWithoutLocks(error)) {
@@ -195,6 +206,8 @@ Exit Holding::enterRoom(const std::string& name) {
     return kNotFound;
   }
 
+  if (!isLookedInto(*space, getPath(*path))) return sayHidden("room", name, getPath(*path));
+
   const WString known = nameOf(*space, *path);
   const auto outcome = call([known, path = *path] { return goToRoom(known, path); });
   if (!outcome) return kIncomplete;
@@ -229,6 +242,9 @@ Exit Holding::openProject(const std::string& name) {
              ".  \"miscdisc project list\" shows which there are");
     return kNotFound;
   }
+
+  const WString folder = space->folder + project->asWString();
+  if (!isLookedInto(*space, folder)) return sayHidden("project", name, folder);
 
   exit = closeProject();
   if (exit != kDone) return exit;

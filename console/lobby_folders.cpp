@@ -251,12 +251,17 @@ Exit deleteLobby(Context& context, const std::string& name) {
              "\"miscdisc lobby use\" first.");
     return kRefused;
   }
+  const auto inside = [&] {
+    Progress progress(options);
+    progress.say("looking for locks in " + printable(space->folder));
+    return lookEverywhere(space->folder, options);
+  };
   const auto checked = [&] {
-    const Exit refusal = checkEmpty(lookAt(space->folder, options), name, options);
-    return refusal != kDone ? refusal : checkNothingMounted(*space, name, options);
+    const Exit refusal = checkNothingMounted(*space, name, options);
+    return refusal != kDone ? refusal : checkEmpty(inside(), name, options);
   };
   if (const Exit refusal = checked()) return refusal;
-  tellLeftovers(lookAt(space->folder, options), options);
+  tellLeftovers(inside(), options);
   if (!confirmed(options, "Delete the lobby " + printable(name) + " with everything in " +
                               printable(space->folder) + "?")) {
     return kRefused;

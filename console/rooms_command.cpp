@@ -1,9 +1,11 @@
 // Rooms and projects of the space, and who has them.
 #include <algorithm>
 
+#include "console/folders.h"
 #include "console/space_commands.h"
 #include "console/space_view.h"
 #include "miscdisc/netshare/special_room.h"
+#include "miscdisc/platform/paths.h"
 
 namespace console {
 namespace {
@@ -71,6 +73,25 @@ Exit list(Context& context, const std::string& what, const std::string& heading,
   return reportProblems(space, context.options);
 }
 
+// The lock may lie where looking does not look.  kDone when it is known whether there is one.
+Exit seeLock(Space& space, const WString& lockFile, const Options& options) {
+  switch (lookCloser(space, lockFile, options)) {
+    case LockLook::Answer::kThere:
+    case LockLook::Answer::kNoFile:
+      return kDone;
+    case LockLook::Answer::kNoFolder:
+      complain("there is no folder " + printable(getPath(lockFile)) +
+               ".  \"miscdisc room list\" and \"miscdisc project list\" show what there is.");
+      return kNotFound;
+    case LockLook::Answer::kUnknown:
+      break;
+  }
+  complain("whether somebody holds " + printable(lockFile) +
+           " is not known: it does not answer, or its folder may not be searched.  Look at its "
+           "mount and at its rights with ls -ld, or give it longer, for example with --timeout 5");
+  return kIncomplete;
+}
+
 // Rooms.
 
 Exit listRooms(Context& context) {
@@ -89,7 +110,8 @@ Holdable roomAt(const Space& space, const WString& path) {
   for (const Holdable& room : roomsOf(space)) {
     if (room.path == path) return room;
   }
-  return {path.substr(space.folder.size()), path, nullptr};
+  const SpaceLock* lock = lockOfRoom(space, path);
+  return {lock ? lock->name : path.substr(space.folder.size()), path, lock};
 }
 
 RoomCheck check(const Space& space, const WString& path) {
@@ -167,10 +189,11 @@ void sayWhoElseIsThere(const std::vector<Person>& others, const Options& options
 
 Exit checkRoom(Context& context, const std::string& name) {
   const Options& options = context.options;
-  const Space space = lookAtConfiguredSpace(options);
+  Space space = lookAtConfiguredSpace(options);
   if (space.answer != Space::Answer::kThere) return reportProblems(space, options);
   const auto path = roomPath(space, name);
   if (!path) return kUsage;
+  if (const Exit exit = seeLock(space, lockFileOfRoom(*path), options)) return exit;
   const RoomCheck found = check(space, *path);
   show(context, space, found);
   const Exit exit = sayWhoHolds(found.room, options);
@@ -209,8 +232,15 @@ Exit whoHasProject(Context& context, const std::string& name) {
   const Options& options = context.options;
   const auto wanted = projectNamed(name);
   if (!wanted) return kUsage;
-  const Space space = lookAtConfiguredSpace(options);
+  Space space = lookAtConfiguredSpace(options);
   const Exit seen = reportProblems(space, options);
+  const WString lockFile = lockFileOfProject(space, *wanted);
+  const bool listed = std::count(space.projects.begin(), space.projects.end(), wanted->asWString());
+  if (space.answer == Space::Answer::kThere && !listed &&
+      isFolder(getPath(lockFile), options.deadline())) {
+    space.projects.push_back(wanted->asWString());  // a link to a folder
+    lookCloser(space, lockFile, options);
+  }
   const auto projects = projectsOf(space);
   const auto project = std::find_if(projects.begin(), projects.end(), [&](const Holdable& known) {
     return known.name == wanted->asWString();

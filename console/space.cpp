@@ -29,6 +29,8 @@ constexpr wchar_t kProjectLock[] = L"Lock";
 constexpr wchar_t kMediaFolder[] = L"Media";  // of a lobby: no rooms in it
 constexpr size_t kOwnerBytes = 200;           // as the library reads them
 
+constexpr std::chrono::milliseconds kManyFiles{10'000};  // a disk with a million names
+
 bool endsIn(const WString& name, const WString& ending) {
   return Qx::endsWith(name, ending, false) && name.size() > ending.size();
 }
@@ -164,7 +166,15 @@ void addFound(Space& space, const WString& inner, const std::vector<Entry>& entr
 
 bool isProject(const WString& name) { return cookie::fromWString(name).has_value(); }
 
-void addFolder(Space& space, const WString& name) {
+enum class Depth { kPeople, kAll, kEverywhere };
+
+bool isLookedAt(const Entry& entry, Depth depth) {
+  if (!entry.folder || entry.name == L"." || entry.name == L"..") return false;
+  return depth == Depth::kEverywhere || (entry.name[0] != L'.' && entry.name != kMediaFolder);
+}
+
+// The name is its path from the space.
+void addFolder(Space& space, const WString& name, Depth depth) {
   const WString inner = name + pathSeparator();
   if (isProject(name)) space.projects.push_back(name);
   const Entries found = entriesOf(space.folder + inner);
@@ -173,10 +183,16 @@ void addFolder(Space& space, const WString& name) {
     space.faults.push_back(printable(space.folder + name) + " could not be read (" +
                            std::strerror(found.error) + "), so what is locked in it is not known.");
   }
+  space.folders.push_back(space.folder + inner);
   addFound(space, inner, found.entries);
   const auto isLock = [](const Entry& entry) { return entry.name == kProjectLock; };
-  if (isProject(name) && std::any_of(found.entries.begin(), found.entries.end(), isLock)) {
+  const bool mayHaveLock = isProject(name) || depth == Depth::kEverywhere;
+  if (mayHaveLock && std::any_of(found.entries.begin(), found.entries.end(), isLock)) {
     addLock(space, SpaceLock::Kind::kProject, name, space.folder + inner + kProjectLock);
+  }
+  if (depth != Depth::kEverywhere) return;
+  for (const Entry& entry : found.entries) {
+    if (isLookedAt(entry, depth)) addFolder(space, inner + entry.name, depth);
   }
 }
 
@@ -192,19 +208,17 @@ void sort(Space& space) {
   std::sort(space.faults.begin(), space.faults.end());
 }
 
-enum class Depth { kPeople, kAll };
-
 void addPeople(Space& space, const std::vector<Entry>& entries) {
   for (const Entry& entry : entries) {
     if (!entry.folder && endsIn(entry.name, kLoginEnding)) addPerson(space, entry.name);
   }
 }
 
-void addContents(Space& space, const std::vector<Entry>& entries) {
+void addContents(Space& space, const std::vector<Entry>& entries, Depth depth) {
+  space.folders.push_back(space.folder);
   addFound(space, L"", entries);
   for (const Entry& entry : entries) {
-    const bool shown = entry.name[0] != L'.' && entry.name != kMediaFolder;
-    if (entry.folder && shown) addFolder(space, entry.name);
+    if (isLookedAt(entry, depth)) addFolder(space, entry.name, depth);
   }
 }
 
@@ -220,7 +234,7 @@ Space find(const WString& folder, Depth depth) {
   space.error = found.error;
   space.lobby = LobbyUtils::isNetworkLobby(folder);
   addPeople(space, found.entries);
-  if (depth == Depth::kAll) addContents(space, found.entries);
+  if (depth != Depth::kPeople) addContents(space, found.entries, depth);
   sort(space);
   return space;
 }
@@ -243,11 +257,11 @@ const SpaceLock* lockAt(const Space& space, const WString& path) {
   return found == space.locks.end() ? nullptr : &*found;
 }
 
-Space look(const WString& folder, Depth depth, const Options& options) {
+Space look(const WString& folder, Depth depth, std::chrono::milliseconds deadline) {
   const WString whole = withSeparator(folder);
   Space unknown;
   unknown.folder = whole;
-  return within<Space>(options.deadline(), whole, [whole, depth] { return find(whole, depth); })
+  return within<Space>(deadline, whole, [whole, depth] { return find(whole, depth); })
       .value_or(unknown);
 }
 
@@ -261,6 +275,14 @@ LockLook findLock(const WString& path) {
   auto lock = lockFileAt(project ? SpaceLock::Kind::kProject : SpaceLock::Kind::kRoom, path, path);
   if (!lock) return {LockLook::Answer::kUnknown, {}};
   return {LockLook::Answer::kThere, std::move(*lock)};
+}
+
+WString nameOfLocked(const Space& space, const SpaceLock& lock) {
+  const WString inner = lock.path.substr(space.folder.size());
+  if (lock.kind == SpaceLock::Kind::kProject) {
+    return plainFolder(getPath(inner));
+  }
+  return without(kRoomEnding, without(kLockEnding, inner));
 }
 
 // The names under the network projects root that are not hidden; as lobbyNames() fails.
@@ -296,11 +318,15 @@ std::optional<std::vector<WString>> namesUnderRoot(const Options& options, Exit&
 }  // namespace
 
 Space lookAt(const WString& folder, const Options& options) {
-  return look(folder, Depth::kAll, options);
+  return look(folder, Depth::kAll, options.deadline());
 }
 
 Space lookAtPeople(const WString& folder, const Options& options) {
-  return look(folder, Depth::kPeople, options);
+  return look(folder, Depth::kPeople, options.deadline());
+}
+
+Space lookEverywhere(const WString& folder, const Options& options) {
+  return look(folder, Depth::kEverywhere, std::max(options.deadline(), kManyFiles));
 }
 
 Space lookAtConfiguredSpace(const Options& options) {
@@ -314,6 +340,20 @@ Space lookAtConfiguredSpace(const Options& options) {
 LockLook lookAtLock(const WString& path, const Options& options) {
   return within<LockLook>(options.deadline(), path, [path] { return findLock(path); })
       .value_or(LockLook());
+}
+
+LockLook::Answer lookCloser(Space& space, const WString& lockFile, const Options& options) {
+  if (lockAt(space, lockFile)) return LockLook::Answer::kThere;
+  LockLook look = lookAtLock(lockFile, options);
+  if (look.answer != LockLook::Answer::kThere) return look.answer;
+  look.lock.name = nameOfLocked(space, look.lock);
+  space.locks.push_back(std::move(look.lock));
+  return look.answer;
+}
+
+bool isLookedInto(const Space& space, const WString& folder) {
+  const auto& folders = space.folders;
+  return std::find(folders.begin(), folders.end(), withSeparator(folder)) != folders.end();
 }
 
 void workInConfiguredSpace() {

@@ -54,6 +54,9 @@ struct Space {
   std::vector<SpaceLock> locks;   // projects, then rooms
   std::vector<WString> projects;  // the names of their folders
   std::vector<Room> rooms;
+  // Where locks were looked for, each with the separator at its end: the space's own folder, and
+  // those in it that are no links, neither hidden nor the media's.
+  std::vector<WString> folders;
   // Printable: what in it could not be looked at, so that something may be missing above.
   std::vector<std::string> faults;
 };
@@ -62,6 +65,10 @@ Space lookAt(const WString& folder, const Options& options);
 
 // Only who is in it, and whether it is a lobby: however much lies there, this is one listing.
 Space lookAtPeople(const WString& folder, const Options& options);
+
+// The same with the locks at every depth, of the media too, but behind no link.  It takes as long
+// as there are files, so it is given ten seconds at least.
+Space lookEverywhere(const WString& folder, const Options& options);
 
 // The space in which this process works.  The default folder of a first start is made when
 // something is first kept there: until then it is an empty space.
@@ -80,6 +87,13 @@ struct LockLook {
 
 // One lock file, wherever it is.
 LockLook lookAtLock(const WString& path, const Options& options);
+
+// Adds the lock of a room or a project to what was seen, wherever it lies; an answer that is not
+// kThere adds nothing.
+LockLook::Answer lookCloser(Space& space, const WString& lockFile, const Options& options);
+
+// False for a room or project whose lock others would not see in their lists.
+bool isLookedInto(const Space& space, const WString& folder);
 
 // Makes the space that the configuration names the one in which this process works, in memory:
 // network mode and projects base directory.  Nobody is logged in.

@@ -172,12 +172,25 @@ Exit create(Context& context, const Arguments& arguments) {
 
 // Choosing.
 
+// Whoever worked there without the lobby would log in nowhere, and take its locks unseen.
+Exit checkNoLobby(const WString& folder, const Options& options) {
+  const WString root = LobbyUtils::getNetworkProjectsRoot();
+  const auto around = idOf(getPath(plainFolder(folder)), options.deadline());
+  const bool underRoot = around && around == idOf(root, options.deadline());
+  if (!underRoot || !lookAtPeople(folder, options).lobby) return kDone;
+  const std::string name = printable(stripPath(plainFolder(folder)));
+  complain(printable(folder) + " is the lobby " + name +
+           ", in which nobody works without a login.  Choose it with \"miscdisc lobby use " + name +
+           "\"");
+  return kFailed;
+}
+
 // kDone when programs would really work there: in a folder that is not usable they would silently
 // fall back to the default one.
 Exit checkUsable(const WString& folder, const Options& options) {
   const auto place = placeAt(folder, options);
   if (!place) return kIncomplete;
-  if (place->usable) return kDone;
+  if (place->usable) return checkNoLobby(folder, options);
   const std::string shown = printable(folder);
   if (place->error == ENOENT) {
     complain(shown +

@@ -211,6 +211,23 @@ teardown() {
   expect_nothing_held
 }
 
+@test "what others would not see is not entered" {
+  two_machines
+  mkdir -p net/Alpha/a/b net/Alpha/.hidden net/Alpha/Media net/Elsewhere/P0005000
+  ln -s ../Elsewhere net/Alpha/Link
+  ln -s ../Elsewhere/P0005000 net/Alpha/P0005000
+  for room in a/b/Cut .hidden/Cut Media/Cut Link/Cut; do
+    ask with Alpha --room "$room" -- touch ran
+    expect_code 2
+    expect_words "room $room is not entered: nobody would see its lock in $PWD/net/Alpha/"
+  done
+  ask with Alpha --project P0005000 -- touch ran
+  expect_code 2
+  expect_words "project P0005000 is not entered: nobody would see its lock"
+  [ ! -e ran ]
+  expect_nothing_held
+}
+
 @test "a refused login is 6, and nothing is run" {
   two_machines
   chmod 555 net/Alpha

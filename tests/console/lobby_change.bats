@@ -236,6 +236,33 @@ state() { cat "$MISCDISC_HOME/state.toml"; }
   [ -e net/Beta/DefNetDrive.txt ]
 }
 
+@test "a lock that lies where lists do not look keeps its lobby" {
+  share
+  mkdir -p net/Beta/a/b/P0001000 net/Beta/.hidden
+  start_machine bob bob
+  tell bob "enter Beta"
+  rm net/Beta/bob.cli
+  for room in a/b/Deep .hidden/Cut Media/Material/Cut; do
+    tell bob "room $room.Room"
+    ask lobby delete Beta --yes
+    expect_code 7
+    expect_words "room $room is held by bob since"
+  done
+  tell bob "leave-room"
+  tell bob leave
+  # The lobby around it is another one's space.
+  mkdir net/Beta/a/Inner
+  : >net/Beta/a/Inner/DefNetDrive.txt
+  mv net/Beta/a/b/P0001000 net/Beta/a/Inner
+  tell bob "enter Beta/a/Inner"
+  rm net/Beta/a/Inner/bob.cli
+  tell bob "lock-project P0001000"
+  ask lobby delete Beta --yes
+  expect_code 7
+  expect_words "project a/Inner/P0001000 is held by bob since"
+  [ -e net/Beta/DefNetDrive.txt ]
+}
+
 @test "somebody who comes in while the question stands is not deleted" {
   share
   start_machine bob bob

@@ -49,6 +49,34 @@ load lobby
   expect_data "New room	free	-	-	yes	yes"
 }
 
+@test "a held room or project is found where lists do not look for it" {
+  share
+  mkdir -p net/Alpha/a/b net/Alpha/.hidden net/Elsewhere/P0005000
+  ln -s ../Elsewhere net/Alpha/Link
+  ln -s ../Elsewhere/P0005000 net/Alpha/P0005000
+  start_machine bob bob
+  tell bob "enter Alpha"
+  for room in a/b/Deep .hidden/Cut Link/Cut Media/Material/Cut; do
+    tell bob "room $room.Room"
+    ask room check "$room.Room"
+    expect_code 5
+    [ "$(cut -f1-3,5 data)" = "$room	live	bob	no" ]
+    expect_words "room $room is held by bob since"
+  done
+  tell bob "lock-project P0005000"
+  ask project who P0005000
+  expect_code 0
+  [ "$(cut -f1-3 data)" = "P0005000	live	bob" ]
+}
+
+@test "a room in no folder is not found" {
+  share
+  ask room check P0003000/Cut
+  expect_code 4
+  [ ! -s data ]
+  expect_words "there is no folder $PWD/net/Alpha/P0003000/."
+}
+
 @test "room check cannot tell what the storage does not" {
   share
   : >"net/Alpha/Edit 1.Room.lck"

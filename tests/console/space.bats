@@ -104,6 +104,18 @@ load lobby
   [ ! -e "$MISCDISC_HOME/state.toml" ]
 }
 
+@test "a lobby is not taken for a local space" {
+  share
+  ln -s net other
+  for folder in net/Beta other/Beta; do
+    ask space use $folder
+    expect_code 1
+    expect_words "is the lobby Beta, in which nobody works without a login.  Choose it with \"miscdisc lobby use Beta\""
+  done
+  ask space use net/Folder
+  expect_code 0
+}
+
 @test "with a lobby configured space use logs nobody in, and says when it counts" {
   share
   mkdir new
