@@ -100,13 +100,6 @@ std::string understand(const std::string& file, const toml::table& root, Section
   return "";
 }
 
-// The file that a symbolic link in its place leads to, so that a rename replaces the right one.
-std::string linkTarget(const std::string& path) {
-  std::error_code error;
-  const auto target = std::filesystem::canonical(path, error);
-  return error ? path : target.string();
-}
-
 // A lock of the open file description, so that threads exclude each other as processes do.  The
 // lock file is hidden and never deleted: whoever waits for it and whoever comes later must mean
 // the same file.
@@ -257,7 +250,9 @@ bool StateFile::change(const std::string& section, const std::string& key, const
   if (!isUtf8(section) || !isUtf8(key)) return false;
   std::error_code error;
   std::filesystem::create_directories(places().state, error);
-  const std::string file = linkTarget(path());
+  // What a link in its place leads to, so that a rename replaces the right file.
+  const std::string file = linkedFile(path());
+  if (file.empty()) return false;
 
   const std::optional<Folder> folder = folderOf(file);
   if (!folder) return false;

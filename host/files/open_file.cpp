@@ -1,6 +1,7 @@
 #include "host/files/open_file.h"
 
 #include <fcntl.h>
+#include <limits.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -21,6 +22,8 @@ constexpr int kAlways = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
 // A file server takes back at once what it has lent to a living client.
 constexpr std::chrono::seconds kLeasePatience{5};
 constexpr std::chrono::milliseconds kLeasePause{2};
+
+constexpr int kMostLinks = 40;  // as many as the kernel follows
 
 std::string folderPath(const std::string& path) {
   const size_t separator = path.rfind('/');
@@ -75,6 +78,17 @@ std::optional<Folder> folderToWrite(const std::string& path) {
 bool inDefaultFolder(const std::string& path) { return isDefaultFolder(folderPath(path)); }
 
 std::string lastComponent(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+
+std::string linkedFile(std::string path) {
+  for (int links = 0; links < kMostLinks; ++links) {
+    char target[PATH_MAX];
+    const ssize_t length = readlink(path.c_str(), target, sizeof(target));
+    if (length < 0) return path;
+    const std::string next(target, static_cast<size_t>(length));
+    path = next.starts_with('/') ? next : path.substr(0, path.rfind('/') + 1) + next;
+  }
+  return {};
+}
 
 std::optional<FileId> fileNamed(const std::string& path) {
   struct stat status;

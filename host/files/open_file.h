@@ -71,6 +71,10 @@ bool inDefaultFolder(const std::string& path);
 
 std::string lastComponent(const std::string& path);
 
+// The file that a symbolic link leads to, also when it is not there; the path itself when it is no
+// link.  Empty for a ring of links.
+std::string linkedFile(std::string path);
+
 // The file that carries the name now; nothing when there is none.  A link is not followed.
 std::optional<FileId> fileNamed(const std::string& path);
 

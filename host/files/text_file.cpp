@@ -1,7 +1,6 @@
 #include "miscdisc/platform/text_file.h"
 
 #include <fcntl.h>
-#include <limits.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -24,7 +23,6 @@ using Lines = std::vector<String>;
 
 constexpr size_t kMostBytes = 64 << 20;  // a list of drives is never that long
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-constexpr int kMostLinks = 40;  // as many as the kernel follows
 
 // One change to a list.  A removal says what the line reads and which of the lines that read so
 // it is, since others may have moved it meanwhile.
@@ -54,18 +52,6 @@ std::optional<Lines> readLines(const std::string& path) {
   if (contents.error == ENOENT) return Lines();
   if (contents.error != 0) return std::nullopt;
   return splitLines(contents.bytes);
-}
-
-// What a symbolic link stands for; the path itself when it is none.  Empty for a ring of links.
-std::string linkedFile(std::string path) {
-  for (int links = 0; links < kMostLinks; ++links) {
-    char target[PATH_MAX];
-    const ssize_t length = readlink(path.c_str(), target, sizeof(target));
-    if (length < 0) return path;
-    const std::string next(target, static_cast<size_t>(length));
-    path = next.starts_with('/') ? next : path.substr(0, path.rfind('/') + 1) + next;
-  }
-  return {};
 }
 
 std::string joinLines(const Lines& lines) {

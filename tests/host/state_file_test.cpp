@@ -252,3 +252,12 @@ TEST_F(StateFileTest, ASymbolicLinkInItsPlaceIsFollowed) {
   EXPECT_NE(test::readFile(test::home() + "/elsewhere/real.toml")->find("b"), std::string::npos);
   EXPECT_EQ(configured("a"), "b");
 }
+
+TEST_F(StateFileTest, ALinkToNothingIsFollowedToWhereTheFileIsMade) {
+  test::makeFolder(test::home() + "/elsewhere");
+  std::filesystem::create_symlink("elsewhere/real.toml", stateFile());
+  EXPECT_TRUE(UserConfig().setValue("a", "b", "Configuration"));
+  EXPECT_TRUE(std::filesystem::is_symlink(stateFile()));
+  EXPECT_TRUE(test::readFile(test::home() + "/elsewhere/real.toml"));
+  EXPECT_EQ(configured("a"), "b");
+}
