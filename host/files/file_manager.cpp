@@ -291,7 +291,8 @@ class FileManager final : public iFileManager {
     const std::string source = pathInBase(wideSource);
     const std::string destination = pathInBase(wideDestination);
     if (source.empty() || destination.empty()) return false;
-    const Descriptor from = openExisting(source, O_RDONLY);
+    // A list may be a link, as it may for TextFile.
+    const Descriptor from = openExisting(linkedFile(source), O_RDONLY);
     if (!from) return false;
     const std::optional<Folder> folder = folderToWrite(destination);
     if (!folder) return false;

@@ -272,4 +272,19 @@ TEST_F(ListFileTest, NewListThatIsOnlyHalfWrittenDoesNotAppear) {
   EXPECT_EQ(names(), std::vector<std::string>());
 }
 
+TEST_F(ListFileTest, CopyFollowsALinkToAList) {
+  iFileManager& files = OS()->fileManager();
+  ground::writeFile(folder + L"real.txt", "/media/a/\n");
+  fs::create_symlink("real.txt", native(folder + L"link.txt"));
+  fs::create_symlink("loop.txt", native(folder + L"loop.txt"));
+  ground::makeFolder(folder + L"inner");
+  fs::create_symlink("inner", native(folder + L"folder.txt"));
+  EXPECT_TRUE(files.copy(folder + L"link.txt", folder + L"copy.txt", 0, 0, 0));
+  EXPECT_EQ(ground::readFile(folder + L"copy.txt"), "/media/a/\n");
+  EXPECT_FALSE(fs::is_symlink(native(folder + L"copy.txt")));
+  EXPECT_FALSE(files.copy(folder + L"loop.txt", folder + L"none.txt", 0, 0, 0));
+  EXPECT_FALSE(files.copy(folder + L"folder.txt", folder + L"none.txt", 0, 0, 0));
+  EXPECT_FALSE(fs::exists(native(folder + L"none.txt")));
+}
+
 }  // namespace
