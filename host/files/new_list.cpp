@@ -20,8 +20,14 @@ namespace {
 
 bool writeNew(const std::string& path, const Folder& folder, const std::string& bytes) {
   Descriptor file = createNew(path, O_WRONLY, folder);
-  return file && writeFully(file.number(), bytes.data(), bytes.size()) &&
-         fsync(file.number()) == 0 && file.close();
+  if (!file) return false;
+  const bool written =
+      writeFully(file.number(), bytes.data(), bytes.size()) && fsync(file.number()) == 0;
+  if (file.close() && written) return true;
+  const int error = errno;
+  unlink(path.c_str());
+  errno = error;
+  return false;
 }
 
 // Gives the temporary file the name.  EEXIST when that is taken, and never replaces anything.
@@ -107,8 +113,9 @@ class NewList final : public iFile {
     } else if (error == EEXIST && addLines(temporary_, path_)) {
       unlink(temporary_.c_str());
     } else {
-      Log("%s: the new list could not be put there: %s; its text is in %s\n", path_.c_str(),
-          std::strerror(error), temporary_.c_str());
+      Log("%s: the new list could not be put there: %s; its text is in %s until "
+          "a list is saved there an hour from now or later\n",
+          path_.c_str(), std::strerror(error), temporary_.c_str());
     }
   }
 

@@ -364,3 +364,13 @@ TEST_P(LobbiesTest, LobbyWhoseDeletionDiedIsOneToTheLastAndIsDeletedAgain) {
     ann.restart();
   }
 }
+
+// Storage that knows neither way to give the list its name gets a copy.
+TEST_P(LobbiesTest, ListThatCannotBeCopiedWholeLeavesNone) {
+  ASSERT_EQ(ann.ask("refuse link"), "yes");
+  ASSERT_EQ(ann.ask("refuse renameat2"), "yes");
+  ASSERT_EQ(ann.ask("no-room-for /DefNetDrive.txt"), "yes");
+  ann.ask("create Alpha");
+  EXPECT_FALSE(share.has("Alpha/DefNetDrive.txt"));
+  EXPECT_EQ(ben.ask("available"), "");
+}

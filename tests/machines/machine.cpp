@@ -62,6 +62,19 @@ bool refused(const std::string& call) {
   return true;
 }
 
+// How the paths end of the files for which this machine's storage has no room.
+std::string fullEnding;
+
+bool isFull(int file) {
+  if (fullEnding.empty()) return false;
+  std::error_code ignored;
+  const std::string path =
+      std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file), ignored);
+  if (!path.ends_with(fullEnding)) return false;
+  errno = ENOSPC;
+  return true;
+}
+
 template <typename Function>
 Function* next(const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
@@ -159,7 +172,7 @@ MISCDISC_EXPORT int fsync(int file) {
 MISCDISC_EXPORT ssize_t write(int file, const void* bytes, size_t count) {
   static auto* const real = next<ssize_t(int, const void*, size_t)>("write");
   freezeBefore("write", file);
-  return real(file, bytes, count);
+  return isFull(file) ? -1 : real(file, bytes, count);
 }
 
 }  // extern "C"
@@ -369,6 +382,11 @@ const std::map<std::string, std::function<std::string(Text)>> kCommands{
        return answer(true);
      }},
     {"freeze-before", freeze},
+    {"no-room-for",
+     [](Text ending) {
+       fullEnding = ending;
+       return answer(true);
+     }},
     {"refuse",
      [](Text call) {
        refusedCalls.insert(call);
