@@ -458,7 +458,9 @@ Removal LockTable::underLock(const std::string& path, const Folder& folder, bool
 LockState LockTable::state(const std::string& path) {
   const std::optional<Folder> folder = folderOf(path);
   if (!folder) return errno == ENOENT ? LockState::kMissing : LockState::kUnknown;
-  if (find({folder->id, lastComponent(path)}, path)) return LockState::kHeld;
+  const std::shared_ptr<HeldLock> own = find({folder->id, lastComponent(path)}, path);
+  // A file that was deleted by hand, or replaced, is asked for as others ask.
+  if (own && own->id == fileNamed(path)) return LockState::kHeld;
   const Descriptor file = openExisting(path, O_RDONLY);
   if (!file) return errno == ENOENT ? LockState::kMissing : LockState::kUnknown;
   if (mountFacts(folder->path, folder->id.device).locksStayLocal) return LockState::kUnknown;

@@ -474,6 +474,16 @@ TEST_F(LockFileTest, AskingTakesNothing) {
   EXPECT_EQ(host::lockState(native(folder + L"missing")), host::LockState::kMissing);
 }
 
+TEST_F(LockFileTest, OwnLockWhoseFileWasDeletedIsMissingAsForOthers) {
+  const File held = lock(path);
+  EXPECT_EQ(host::lockState(native(path)), host::LockState::kHeld);
+  fs::remove(native(path));
+  EXPECT_EQ(host::lockState(native(path)), host::LockState::kMissing);
+  const Machine other([&] { return keep(lock(path)); });
+  ASSERT_TRUE(other.worked);
+  EXPECT_EQ(host::lockState(native(path)), host::LockState::kHeld);
+}
+
 TEST_F(LockFileTest, NeitherLinkNorFifoNorFolderIsALockFile) {
   ground::writeFile(folder + L"target", "");
   fs::create_symlink(native(folder + L"target"), native(folder + L"link"));
