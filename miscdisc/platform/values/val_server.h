@@ -57,7 +57,9 @@ class ValServer : public ValServerBase, public LastValServer {
   ValServer() { LastValServer::getLastValServer(); }
   ValServer(const ValServer&) = delete;
   ~ValServer() override {
-    if (guard_) std::exchange(guard_, nullptr)->serverGone(*this);
+    if (!guard_) return;
+    guard_->serverGone(*this);
+    guard_ = nullptr;
   }
 
   virtual ValServer& operator=(const T& value) {

@@ -36,6 +36,20 @@ TEST(ValServer, AnnouncesEverySetAlsoOfTheSameValue) {
   EXPECT_EQ(server.getVal(), L"Room 1");
 }
 
+TEST(ValServer, GuardIsStillAskedWhileItIsToldOfTheEnd) {
+  struct : Guard {
+    void serverGone(ValServer<WString>& server) override {
+      EXPECT_FALSE(server.updateAndNotify(L"locked"));
+      Guard::serverGone(server);
+    }
+  } guard;
+  {
+    ValServer<WString> server;
+    server.setGuard(&guard);
+  }
+  EXPECT_EQ(guard.serversGone, 1);
+}
+
 TEST(ValServer, AssignmentIsASet) {
   ValServer<WString> server, other;
   Client client;
