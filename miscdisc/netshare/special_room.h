@@ -1,4 +1,4 @@
-// The one room that lockRoom() does not lock.
+// Rooms that lockRoom() does not lock: all whose paths end with this, in whatever letter case.
 #pragma once
 
 #include "miscdisc/platform/string_compare.h"
