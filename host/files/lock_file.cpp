@@ -110,6 +110,7 @@ LockedFile openLocked(const std::string& path, const Folder& folder, LockKind ki
                       int& error) {
   for (int attempt = 0; attempt < kMostReplacements; ++attempt) {
     LockedFile locked;
+    error = EAGAIN;
     locked.file = openExisting(path, O_RDWR);
     if (!locked.file && errno == ENOENT && create) {
       locked.file = createNew(path, O_RDWR, folder);
@@ -138,7 +139,8 @@ LockedFile openLocked(const std::string& path, const Folder& folder, LockKind ki
     }
     if (carriesName(path, locked.file, locked.id)) return locked;
   }
-  error = EAGAIN;
+  // A folder that has vanished is no answer of a holder.
+  if (error != ENOENT) error = EAGAIN;
   return {};
 }
 

@@ -1,6 +1,9 @@
 // Projects and rooms that several machines want.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <string>
+
 #include "tests/machines/machines_test.h"
 
 namespace {
@@ -314,4 +317,15 @@ TEST_P(LocksTest, FormerHolderIsNotTakenForOneThatHasNotNamedItselfYet) {
   EXPECT_FALSE(share.has("Alpha/P0001000/Lock.inf"));
   EXPECT_EQ(cat.ask("lock-project P0001000"), "yes");
   EXPECT_EQ(ann.ask("project-owner P0001000"), "cat");
+}
+
+TEST_P(LocksTest, LockWhoseFolderVanishesIsMissingAndNotHeld) {
+  ASSERT_EQ(ann.ask("freeze-before open P0001000/Lock"), "yes");
+  ann.tell("lock-project P0001000");
+  ann.awaitStop();
+  std::filesystem::remove_all(share.path("Alpha/P0001000"));
+  ann.resume();
+  EXPECT_EQ(ann.answer(), "no");
+  EXPECT_EQ(ann.ask("why-not-opened"),
+            share.path("Alpha/P0001000/Lock") + ": No such file or directory");
 }

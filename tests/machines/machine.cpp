@@ -26,6 +26,7 @@
 #include <thread>
 #include <vector>
 
+#include "host/files/file_manager.h"
 #include "host/files/lock_file.h"
 #include "host/messenger/messenger.h"
 #include "miscdisc/lobby/lobby_utils.h"
@@ -376,6 +377,7 @@ const std::map<std::string, std::function<std::string(Text)>> kCommands{
        EndNotify();
        return answer(true);
      }},
+    {"why-not-opened", [](Text) { return host::lastOpenFailure(); }},
     {"umask",
      [](Text mask) {
        umask(static_cast<mode_t>(std::stoul(mask, nullptr, 8)));
