@@ -11,9 +11,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <random>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "host/messenger/messenger_core.h"
 
@@ -131,67 +133,88 @@ class Pauses {
   std::minstd_rand random_{std::random_device()()};
 };
 
-// What run() does, from connection to connection.
-class Carrying {
- public:
-  Carrying(Mailbox& mailbox, const std::string& address) : mailbox_(mailbox), address_(address) {}
+}  // namespace
 
-  void run() {
+// The connection, made anew whenever it fails.  One thread uses it at a time, and holds its mutex
+// but while it waits and while texts are handed over.
+class DbusEngine::Line {
+ public:
+  explicit Line(std::string address) : address_(std::move(address)) {}
+
+  void run(Mailbox& mailbox) {
+    Lock lock(mutex_);
+    mailbox_ = &mailbox;
     answerBell();
     while (!isOver()) {
-      useConnection();
-      established_ = false;
-      if (isOver()) break;
-      missed_ = true;
-      mailbox_.state(false, "no connection to the session bus at " + address_ + ": " + failure_ +
-                                "; trying again. Is it running? See DBUS_SESSION_BUS_ADDRESS");
-      pause();
+      if (!bus_ && Clock::now() >= nextAttempt_) connect();
+      receive();
+      if (!handOver(lock)) return;
+      if (established_ && failure_.empty()) send(Caller::kRun);
+      if (bus_ && !established_ && Clock::now() >= givenUp_) fail(-ETIMEDOUT);
+      if (!failure_.empty()) disconnect();
+      if (!isOver()) wait(lock);
     }
-    if (held_) mailbox_.undeliverable(*held_, failure_);
+    if (held_) mailbox.undeliverable(*held_, "there is no connection to the session bus");
+    held_.reset();
+  }
+
+  bool carryNow() {
+    const Lock lock(mutex_, std::try_to_lock);
+    if (!lock || !established_ || !failure_.empty()) return false;
+    send(Caller::kSender);
+    return failure_.empty() && !held_ && isWritten();
   }
 
  private:
-  // Until it fails or everything is over.
-  void useConnection() {
-    failure_.clear();
-    const Time givenUp = Clock::now() + kConnectPatience;
-    Bus bus = connect();
-    bus_ = bus.get();
-    while (failure_.empty()) {
-      receive();
-      if (!established_ && Clock::now() >= givenUp) fail(-ETIMEDOUT);
-      if (failure_.empty() && established_) send();
-      if (!failure_.empty() || isOver()) break;
-      wait(established_ ? Time::max() : givenUp);
-    }
-    match_.reset();
-    asked_ = false;
-    bus_ = nullptr;
-  }
+  using Lock = std::unique_lock<std::mutex>;
+  enum class Caller { kRun, kSender };
 
   void fail(int error) {
     if (failure_.empty()) failure_ = std::strerror(-error);
   }
 
-  Bus connect() {
+  void connect() {
+    givenUp_ = Clock::now() + kConnectPatience;
     sd_bus* made = nullptr;
     int result = sd_bus_new(&made);
-    Bus bus(made);
+    bus_.reset(made);
     if (result >= 0) result = sd_bus_set_address(made, address_.c_str());
     if (result >= 0) result = sd_bus_set_bus_client(made, 1);
     if (result >= 0) result = sd_bus_start(made);
     if (result < 0) fail(result);
-    return bus;
+  }
+
+  void disconnect() {
+    match_.reset();
+    bus_.reset();
+    asked_ = established_ = more_ = false;
+    missed_ = true;
+    nextAttempt_ = Clock::now() + pauses_.next();
+    mailbox_->state(false, "no connection to the session bus at " + address_ + ": " + failure_ +
+                               "; trying again. Is it running? See DBUS_SESSION_BUS_ADDRESS");
+    failure_.clear();
   }
 
   void receive() {
-    if (!failure_.empty()) return;
+    if (!bus_ || !failure_.empty()) return;
     int result = 1;
-    for (int i = 0; i < kMostAtOnce && result > 0; ++i) result = sd_bus_process(bus_, nullptr);
+    for (int i = 0; i < kMostAtOnce && result > 0; ++i) {
+      result = sd_bus_process(bus_.get(), nullptr);
+    }
     more_ = result > 0;
     if (result < 0) return fail(result);
-    if (sd_bus_is_open(bus_) <= 0) return fail(-ECONNRESET);
-    if (!asked_ && sd_bus_is_ready(bus_) > 0) subscribe();
+    if (sd_bus_is_open(bus_.get()) <= 0) return fail(-ECONNRESET);
+    if (!asked_ && sd_bus_is_ready(bus_.get()) > 0) subscribe();
+  }
+
+  // False when another thread has taken the line over.
+  bool handOver(Lock& lock) {
+    if (came_.empty()) return true;
+    std::vector<Parcel> parcels = std::exchange(came_, {});
+    lock.unlock();
+    if (!mailbox_->arrivedTogether(parcels)) return false;
+    lock.lock();
+    return true;
   }
 
   // Texts of the group that is wanted now; those of the group before are no longer.
@@ -202,14 +225,14 @@ class Carrying {
     const std::string rule = "type='signal',interface='" + std::string(kInterface) + "',member='" +
                              kMember + "',path='" + pathOf(group_) + "'";
     sd_bus_slot* slot = nullptr;
-    const int result = sd_bus_add_match_async(bus_, &slot, rule.c_str(), &Carrying::onText,
-                                              &Carrying::onMatched, this);
+    const int result = sd_bus_add_match_async(bus_.get(), &slot, rule.c_str(), &Line::onText,
+                                              &Line::onMatched, this);
     match_.reset(slot);
     if (result < 0) fail(result);
   }
 
-  static int onMatched(sd_bus_message* reply, void* carrying, sd_bus_error*) {
-    auto& self = *static_cast<Carrying*>(carrying);
+  static int onMatched(sd_bus_message* reply, void* line, sd_bus_error*) {
+    auto& self = *static_cast<Line*>(line);
     const int error = sd_bus_message_get_errno(reply);
     if (error != 0) {
       self.fail(-error);
@@ -219,10 +242,10 @@ class Carrying {
     return 1;
   }
 
-  static int onText(sd_bus_message* message, void* carrying, sd_bus_error*) {
-    auto& self = *static_cast<Carrying*>(carrying);
+  static int onText(sd_bus_message* message, void* line, sd_bus_error*) {
+    auto& self = *static_cast<Line*>(line);
     if (auto parcel = readParcel(message)) {
-      self.mailbox_.arrived(*std::move(parcel));
+      self.came_.push_back(*std::move(parcel));
     } else {
       self.countStranger();
     }
@@ -233,14 +256,15 @@ class Carrying {
     if (std::exchange(established_, true)) return;
     pauses_.startAnew();
     tellState();
-    if (std::exchange(missed_, false)) mailbox_.lost();
+    if (std::exchange(missed_, false)) mailbox_->lost();
   }
 
   void tellState() {
     std::string words = "connected to the session bus";
-    if (strangers_ > 0)
+    if (strangers_ > 0) {
       words += "; signals of another shape that were ignored: " + std::to_string(strangers_);
-    mailbox_.state(true, words);
+    }
+    mailbox_->state(true, words);
   }
 
   // Told at 1, 2, 4, 8, ... of them.
@@ -249,86 +273,90 @@ class Carrying {
     if ((strangers_ & (strangers_ - 1)) == 0) tellState();
   }
 
-  void send() {
+  // A hello asks for answers: the texts of its group are asked for before.
+  void send(Caller caller) {
     while (!isBusy() && hold()) {
-      if (held_->kind == Parcel::Kind::kHello && held_->group != group_) follow(mailbox_.group());
-      const int result = writeParcel(bus_, *held_);
-      if (result < 0 && sd_bus_is_open(bus_) <= 0) return fail(result);
-      if (result < 0) mailbox_.undeliverable(*held_, std::strerror(-result));
+      if (held_->kind == Parcel::Kind::kHello && held_->group != group_) {
+        if (caller != Caller::kRun) return;
+        answerBell();
+      }
+      const int result = writeParcel(bus_.get(), *held_);
+      if (result < 0 && sd_bus_is_open(bus_.get()) <= 0) return fail(result);
+      if (result < 0) mailbox_->undeliverable(*held_, std::strerror(-result));
       held_.reset();
     }
   }
 
   // The oldest parcel that waits is in held_.
   bool hold() {
-    if (!held_) held_ = mailbox_.take();
+    if (!held_) held_ = mailbox_->take();
     return held_.has_value();
   }
 
   bool isBusy() const {
     uint64_t unwritten = 0;
-    return sd_bus_get_n_queued_write(bus_, &unwritten) >= 0 && unwritten > kMostUnwritten;
+    return sd_bus_get_n_queued_write(bus_.get(), &unwritten) >= 0 && unwritten > kMostUnwritten;
   }
 
   bool isWritten() const {
     uint64_t unwritten = 0;
-    return !established_ || sd_bus_get_n_queued_write(bus_, &unwritten) < 0 || unwritten == 0;
+    return !established_ || sd_bus_get_n_queued_write(bus_.get(), &unwritten) < 0 || unwritten == 0;
   }
 
-  void follow(const std::string& group) {
+  // When the end comes in a pause, there is one more attempt at once.
+  void answerBell() {
+    const std::string group = mailbox_->group();
+    if (!end_ && (end_ = mailbox_->end())) nextAttempt_ = std::min(nextAttempt_, Clock::now());
     if (group == group_) return;
     group_ = group;
     if (asked_) subscribe();
   }
 
-  void answerBell() {
-    follow(mailbox_.group());
-    end_ = mailbox_.end();
-  }
-
   bool isOver() { return end_ && (Clock::now() >= *end_ || (isWritten() && !hold())); }
 
-  void wait(Time until) {
-    pollfd ready[] = {{mailbox_.descriptor(), POLLIN, 0}, {sd_bus_get_fd(bus_), 0, 0}};
-    const int events = sd_bus_get_events(bus_);
-    if (ready[1].fd < 0 || events < 0) return fail(ready[1].fd < 0 ? ready[1].fd : events);
-    ready[1].events = static_cast<short>(events);
-    uint64_t microseconds = UINT64_MAX;
-    sd_bus_get_timeout(bus_, &microseconds);
-    if (microseconds != UINT64_MAX)
-      until = std::min(until, Time(std::chrono::microseconds(microseconds)));
-    waitFor(ready, 2, more_ ? Time::min() : until);
-  }
-
-  void pause() {
-    pollfd ready[] = {{mailbox_.descriptor(), POLLIN, 0}};
-    const Time until = Clock::now() + pauses_.next();
-    while (Clock::now() < until && !isOver()) {
-      const bool ending = end_.has_value();
-      waitFor(ready, 1, until);
-      if (!ending && end_) return;
+  void wait(Lock& lock) {
+    pollfd ready[] = {{mailbox_->descriptor(), POLLIN, 0}, {-1, 0, 0}};
+    Time until = nextAttempt_;
+    if (bus_) {
+      until = established_ ? Time::max() : givenUp_;
+      uint64_t microseconds = UINT64_MAX;
+      sd_bus_get_timeout(bus_.get(), &microseconds);
+      if (microseconds != UINT64_MAX) {
+        until = std::min(until, Time(std::chrono::microseconds(microseconds)));
+      }
+      const int events = sd_bus_get_events(bus_.get());
+      if (events < 0) return fail(events);
+      ready[1].fd = sd_bus_get_fd(bus_.get());
+      ready[1].events = static_cast<short>(events);
+      if (more_) until = Time::min();
     }
-  }
-
-  void waitFor(pollfd* ready, nfds_t count, Time until) {
     if (end_) until = std::min(until, *end_);
-    int timeout = -1;
-    if (until != Time::max()) {
-      const auto left = std::chrono::ceil<milliseconds>(until - std::min(until, Clock::now()));
-      timeout = static_cast<int>(std::min<int64_t>(left.count(), INT_MAX));
-    }
-    if (poll(ready, count, timeout) > 0 && ready[0].revents != 0) answerBell();
+    const int timeout = millisecondsTo(until);
+    lock.unlock();
+    poll(ready, 2, timeout);
+    lock.lock();
+    if (ready[0].revents != 0) answerBell();
   }
 
-  Mailbox& mailbox_;
-  const std::string& address_;
+  static int millisecondsTo(Time time) {
+    if (time == Time::max()) return -1;
+    const auto left = std::chrono::ceil<milliseconds>(time - std::min(time, Clock::now()));
+    return static_cast<int>(std::min<int64_t>(left.count(), INT_MAX));
+  }
+
+  const std::string address_;
+  std::mutex mutex_;
+  Mailbox* mailbox_ = nullptr;
   std::string group_;
   std::optional<Time> end_;
   std::optional<Parcel> held_;  // taken, and not sent yet
-  Pauses pauses_;
+  std::vector<Parcel> came_;
 
-  std::string failure_;
-  sd_bus* bus_ = nullptr;
+  Time nextAttempt_ = Time::min();
+  Time givenUp_;
+  Pauses pauses_;
+  std::string failure_;  // why the connection is of no use any more
+  Bus bus_;
   Slot match_;
   bool asked_ = false;        // for the texts of the group
   bool established_ = false;  // and they have been promised, once
@@ -336,6 +364,8 @@ class Carrying {
   bool more_ = false;         // has come in already
   uint64_t strangers_ = 0;
 };
+
+namespace {
 
 // As it stands in an address: whatever else a path holds is escaped.
 std::string escaped(const std::string& path) {
@@ -363,6 +393,12 @@ std::optional<std::string> sessionBusAddress() {
   return "unix:path=" + escaped(socket);
 }
 
-void DbusEngine::run(Mailbox& mailbox) { Carrying(mailbox, address_).run(); }
+DbusEngine::DbusEngine(const std::string& address) : line_(std::make_unique<Line>(address)) {}
+
+DbusEngine::~DbusEngine() = default;
+
+void DbusEngine::run(Mailbox& mailbox) { line_->run(mailbox); }
+
+bool DbusEngine::carryNow(Mailbox&) { return line_->carryNow(); }
 
 }  // namespace host

@@ -5,6 +5,7 @@
 // is for a program that does not read.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -19,13 +20,16 @@ MISCDISC_EXPORT std::optional<std::string> sessionBusAddress();
 
 class DbusEngine final : public Engine {
  public:
-  explicit DbusEngine(std::string address) : address_(std::move(address)) {}
+  explicit DbusEngine(const std::string& address);
+  ~DbusEngine() override;
 
   bool mayLoseUnnoticed() const override { return true; }
   void run(Mailbox& mailbox) override;
+  bool carryNow(Mailbox& mailbox) override;
 
  private:
-  const std::string address_;
+  class Line;
+  const std::unique_ptr<Line> line_;
 };
 
 }  // namespace host

@@ -11,6 +11,8 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace host {
 
@@ -47,6 +49,16 @@ class Mailbox {
 
   virtual void arrived(Parcel parcel) = 0;
 
+  // The same for several that came together; empties the list.  To be called by run(), on its
+  // thread and holding nothing: the receiver may be called before this returns, for as long as it
+  // likes. Meanwhile run() may be called on another thread; then this is false, and the caller
+  // returns from run() without touching anything.
+  virtual bool arrivedTogether(std::vector<Parcel>& parcels) {
+    for (Parcel& parcel : parcels) arrived(std::move(parcel));
+    parcels.clear();
+    return true;
+  }
+
   // Texts of others may be missing, nobody knows which.
   virtual void lost() = 0;
 
@@ -68,9 +80,14 @@ class Engine {
   // not keep: then the messenger needs no hellos and marks.
   virtual bool mayLoseUnnoticed() const = 0;
 
-  // Carries until the mailbox says end; called once, on a thread of the messenger.  Connects by
-  // itself, and again, without end, whenever the connection is gone.
+  // Carries until the mailbox says end; called once, on a thread of the messenger, unless
+  // Mailbox::arrivedTogether() is used.  Connects by itself, and again, without end, whenever the
+  // connection is gone.
   virtual void run(Mailbox& mailbox) = 0;
+
+  // Carries what waits in the mailbox, on the calling thread, any one, as far as nobody needs to
+  // wait for that.  False: run() is to be woken for what is left, or for all of it.
+  virtual bool carryNow(Mailbox&) { return false; }
 };
 
 }  // namespace host

@@ -38,6 +38,9 @@ using Time = Clock::time_point;
 // Since the start of the process, of all its messengers.
 std::atomic<uint64_t> textsSent, textsReceived, textsDropped, rescansGiven;
 
+// A receiver that takes longer has the thread that called it replaced as carrier.
+constexpr std::chrono::milliseconds kPatience{5};
+
 std::string hexDigits(uint64_t value) {
   char digits[17];
   std::snprintf(digits, sizeof digits, "%016llx", static_cast<unsigned long long>(value));
@@ -91,6 +94,7 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
   std::optional<Parcel> take() override;
   std::optional<Time> end() override;
   void arrived(Parcel parcel) override;
+  bool arrivedTogether(std::vector<Parcel>& parcels) override;
   void lost() override;
   void undeliverable(const Parcel& parcel, const std::string& why) override;
   void state(bool connected, const std::string& words) override;
@@ -103,12 +107,18 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
   enum class Once { kTooLong, kTooMany, kTooManyCame, kUndeliverable };
   using Lock = std::unique_lock<std::mutex>;
 
-  void carry();
-  void deliver();
+  void work(bool carries);
+  bool carry();
+  bool standBy();
   void handOver(Lock& lock);
   void writeNotes(Lock& lock);
 
+  bool queue(const std::string& text);
+
   // With the mutex held.
+  void sort(Parcel parcel);
+  bool mustTakeOver() const;
+  void sleep(Lock& lock);
   void ring();
   void silence();
   void post(Parcel parcel);
@@ -120,7 +130,7 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
   bool hasNews() const;
   void note(const std::string& words);
   void noteOnce(Once what, const std::string& words);
-  void wakeDelivery();
+  void wake();
 
   const std::unique_ptr<Engine> engine_;
   const std::string engineName_;
@@ -132,6 +142,7 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
 
   mutable std::mutex mutex_;
   bool rung_ = false;
+  bool changed_ = false;  // the group or the end, and run() has not asked
 
   std::string group_, sender_;
   uint64_t stays_ = 0;
@@ -152,15 +163,29 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
   std::set<Once> noted_;
   std::vector<std::string> notes_;  // for the log
 
-  std::condition_variable delivery_;
-  Time sleepsUntil_ = Time::min();  // the delivering thread; min: it does not sleep
+  bool handing_ = false;       // a call of the receiver is underway
+  bool carrierHands_ = false;  // by the thread that carries, so that nobody does, since then:
+  Time handingSince_;
+  uint64_t handings_ = 0, handingsSeen_ = 0;  // by that thread; when the other last looked
+  bool takenOver_ = false;                    // the other carries on instead
 
-  std::thread carrying_, delivering_;
+  std::condition_variable standBy_;
+  Time sleepsUntil_ = Time::min();  // the thread that stands by; min: it does not sleep
+
+  std::thread threads_[2];
 };
 
+// While the bell is rung somebody is about to take what waits.
 void MessengerCore::send(const std::string& text) {
+  if (!queue(text) || engine_->carryNow(*this)) return;
   const std::lock_guard lock(mutex_);
-  if (group_.empty() || end_) return;
+  ring();
+}
+
+// True when somebody has to be told.
+bool MessengerCore::queue(const std::string& text) {
+  const std::lock_guard lock(mutex_);
+  if (group_.empty() || end_) return false;
   ++number_;
   if (text.size() > kLongestText) {  // its number is missing now, so that the others notice
     ++textsDropped;
@@ -168,7 +193,7 @@ void MessengerCore::send(const std::string& text) {
                                  " bytes was not sent: the longest that is sent has " +
                                  std::to_string(kLongestText));
     scheduleMarks();
-    return;
+    return false;
   }
   post({Parcel::Kind::kText, group_, sender_, number_, text});
   while (outgoing_.size() > kMostTexts || outgoingBytes_ > kMostBytes) {
@@ -176,7 +201,7 @@ void MessengerCore::send(const std::string& text) {
     noteOnce(Once::kTooMany,
              "more texts wait than are kept, so the oldest are not sent; " + words_);
   }
-  ring();
+  return !rung_;
 }
 
 void MessengerCore::post(Parcel parcel) {
@@ -206,6 +231,7 @@ void MessengerCore::enter(const std::string& group) {
   incoming_.clear();
   incomingBytes_ = 0;
   rescanWaits_ = false;
+  changed_ = true;
   ring();
 }
 
@@ -237,6 +263,7 @@ void MessengerCore::silence() {
 
 std::string MessengerCore::group() {
   const std::lock_guard lock(mutex_);
+  changed_ = false;
   silence();
   return group_;
 }
@@ -260,7 +287,7 @@ std::optional<Parcel> MessengerCore::take() {
   if (std::exchange(markWanted_, false)) {
     return Parcel{Parcel::Kind::kMark, group_, sender_, number_, {}};
   }
-  silence();
+  if (!changed_) silence();
   return {};
 }
 
@@ -279,7 +306,7 @@ void MessengerCore::scheduleMarks() {
   const Time now = Clock::now();
   marksDue_.clear();
   for (const auto delay : timing_.marks) marksDue_.push_back(now + delay);
-  if (marksDue_.front() < sleepsUntil_) wakeDelivery();
+  if (marksDue_.front() < sleepsUntil_) wake();
 }
 
 void MessengerCore::markIfDue(Time now) {
@@ -291,6 +318,27 @@ void MessengerCore::markIfDue(Time now) {
 
 void MessengerCore::arrived(Parcel parcel) {
   const std::lock_guard lock(mutex_);
+  sort(std::move(parcel));
+  if (!incoming_.empty()) wake();
+}
+
+// Handing over on another thread would cost two switches for each text.  A receiver that takes its
+// time has the two threads change places.
+bool MessengerCore::arrivedTogether(std::vector<Parcel>& parcels) {
+  Lock lock(mutex_);
+  for (Parcel& parcel : parcels) sort(std::move(parcel));
+  parcels.clear();
+  if (handing_ || incoming_.empty()) return true;
+  handing_ = carrierHands_ = true;
+  handingSince_ = Clock::now();
+  ++handings_;
+  if (sleepsUntil_ > handingSince_ + 2 * kPatience) wake();
+  while (!incoming_.empty() && !end_) handOver(lock);
+  handing_ = carrierHands_ = false;
+  return !std::exchange(takenOver_, false);
+}
+
+void MessengerCore::sort(Parcel parcel) {
   const bool isOwn = parcel.sender.starts_with(name_);
   if (isOwn || group_.empty() || parcel.group != group_ || end_) return;
   Arrivals::Verdict verdict{false, false};
@@ -318,7 +366,10 @@ void MessengerCore::lost() {
   // What others may not have heard of us, they hear of now.
   markWanted_ = mayLose_ && number_ > 0;
   if (markWanted_) ring();
-  if (!group_.empty()) askForRescan();
+  if (!group_.empty()) {
+    askForRescan();
+    wake();
+  }
 }
 
 // One that waits is as good: it is read again what is there when it is handed over.
@@ -326,7 +377,6 @@ void MessengerCore::askForRescan() {
   if (std::exchange(rescanWaits_, true)) return;
   ++rescansGiven;
   incoming_.push_back({NetMessage(NetMessage::Rescan, "").asString(), true});
-  wakeDelivery();
 }
 
 void MessengerCore::keep(std::string text) {
@@ -343,7 +393,6 @@ void MessengerCore::keep(std::string text) {
   }
   incomingBytes_ += text.size();
   incoming_.push_back({std::move(text), false});
-  wakeDelivery();
 }
 
 void MessengerCore::undeliverable(const Parcel& parcel, const std::string& why) {
@@ -367,7 +416,7 @@ void MessengerCore::state(bool connected, const std::string& words) {
 // The delivering thread writes it: the log's storage keeps nobody else waiting.
 void MessengerCore::note(const std::string& words) {
   notes_.push_back(words);
-  wakeDelivery();
+  wake();
 }
 
 void MessengerCore::noteOnce(Once what, const std::string& words) {
@@ -382,34 +431,70 @@ void MessengerCore::writeNotes(Lock& lock) {
   lock.lock();
 }
 
-void MessengerCore::wakeDelivery() {
+void MessengerCore::wake() {
   if (sleepsUntil_ == Time::min()) return;
   sleepsUntil_ = Time::min();
-  delivery_.notify_one();
+  standBy_.notify_one();
 }
 
-void MessengerCore::carry() {
+// Of the two threads one carries and the other stands by.
+void MessengerCore::work(bool carries) {
+  while (true) {
+    if (carries && !carry()) return;
+    if (!standBy()) return;
+    carries = true;
+  }
+}
+
+// True when the other thread carries now.
+bool MessengerCore::carry() {
   try {
     engine_->run(*this);
   } catch (const std::exception& error) {
     state(false, std::string("the messenger has ended: ") + error.what());
+    return false;
   }
+  const std::lock_guard lock(mutex_);
+  return !end_;
 }
 
-void MessengerCore::deliver() {
+// Does what is not the engine's, until it is to carry: true; or everything is over.
+bool MessengerCore::standBy() {
   Lock lock(mutex_);
-  while (!end_) {
+  while (!end_ || carrierHands_) {
+    if (mustTakeOver()) {
+      takenOver_ = true;
+      carrierHands_ = false;
+      return true;
+    }
     if (!notes_.empty()) {
       writeNotes(lock);
-    } else if (!incoming_.empty()) {
+    } else if (!incoming_.empty() && !handing_) {
+      handing_ = true;
       handOver(lock);
+      handing_ = false;
     } else {
-      sleepsUntil_ = marksDue_.empty() ? Time::max() : marksDue_.front();
-      delivery_.wait_until(lock, sleepsUntil_);
-      sleepsUntil_ = Time::min();
+      sleep(lock);
     }
     if (!marksDue_.empty()) markIfDue(Clock::now());
   }
+  return false;
+}
+
+bool MessengerCore::mustTakeOver() const {
+  return carrierHands_ && (end_ || Clock::now() >= handingSince_ + kPatience);
+}
+
+// While texts come in it looks again now and then, which costs less than being woken for each.
+void MessengerCore::sleep(Lock& lock) {
+  sleepsUntil_ = marksDue_.empty() ? Time::max() : marksDue_.front();
+  if (carrierHands_) {
+    sleepsUntil_ = std::min(sleepsUntil_, handingSince_ + kPatience);
+  } else if (std::exchange(handingsSeen_, handings_) != handings_) {
+    sleepsUntil_ = std::min(sleepsUntil_, Clock::now() + kPatience);
+  }
+  standBy_.wait_until(lock, sleepsUntil_);
+  sleepsUntil_ = Time::min();
 }
 
 void MessengerCore::handOver(Lock& lock) {
@@ -430,8 +515,8 @@ void MessengerCore::handOver(Lock& lock) {
 void MessengerCore::start() {
   const SignalsBlocked blocked;
   try {
-    carrying_ = std::thread([core = shared_from_this()] { core->carry(); });
-    delivering_ = std::thread([core = shared_from_this()] { core->deliver(); });
+    threads_[0] = std::thread([core = shared_from_this()] { core->work(true); });
+    threads_[1] = std::thread([core = shared_from_this()] { core->work(false); });
   } catch (const std::system_error&) {
     finish();
     throw;
@@ -444,14 +529,17 @@ void MessengerCore::finish() {
     markWanted_ = hasNews();
     end_ = Clock::now() + timing_.flush;
     incoming_.clear();
+    changed_ = true;
     ring();
-    wakeDelivery();
+    wake();
   }
-  if (carrying_.joinable()) carrying_.join();
-  if (delivering_.get_id() == std::this_thread::get_id()) {
-    delivering_.detach();
-  } else if (delivering_.joinable()) {
-    delivering_.join();
+  for (std::thread& thread : threads_) {
+    if (!thread.joinable()) continue;
+    if (thread.get_id() == std::this_thread::get_id()) {
+      thread.detach();
+    } else {
+      thread.join();
+    }
   }
   Lock lock(mutex_);
   while (!outgoing_.empty()) dropOldest();

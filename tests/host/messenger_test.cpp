@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -67,10 +68,33 @@ struct Carrier {
   bool losesUnnoticed = false;
   bool isDead = false;  // takes nothing, and ends at the last moment
 
+  // Handed over by run() itself, in lists: those that came together.
+  std::mutex mutex;
+  std::vector<std::vector<Parcel>> coming;
+
   Heard<Parcel> taken;
+  Heard<std::thread::id> runners;    // the threads that have called run()
   Heard<std::string> groups;         // each that it was told
   host::Mailbox* mailbox = nullptr;  // while it runs
   std::latch running{1};
+
+  const int bell = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK | EFD_SEMAPHORE);
+  ~Carrier() { close(bell); }
+
+  void come(std::vector<Parcel> parcels) {
+    const std::lock_guard lock(mutex);
+    coming.push_back(std::move(parcels));
+    eventfd_write(bell, 1);
+  }
+
+  std::vector<Parcel> nextToCome() {
+    const std::lock_guard lock(mutex);
+    eventfd_t ignored = 0;
+    if (eventfd_read(bell, &ignored) != 0) return {};
+    std::vector<Parcel> next = std::move(coming.front());
+    coming.erase(coming.begin());
+    return next;
+  }
 
   std::vector<Parcel> awaitTexts(size_t count) const {
     for (size_t all = count;; ++all) {
@@ -93,10 +117,13 @@ class PretendedEngine final : public host::Engine {
   void run(host::Mailbox& mailbox) override {
     carrier_.mailbox = &mailbox;
     if (!carrier_.isDead) mailbox.state(true, "pretends");
-    carrier_.running.count_down();
+    carrier_.runners.add(std::this_thread::get_id());
+    if (!carrier_.running.try_wait()) carrier_.running.count_down();
     while (!mailbox.end()) {
-      pollfd ready{mailbox.descriptor(), POLLIN, 0};
-      poll(&ready, 1, -1);
+      pollfd ready[] = {{mailbox.descriptor(), POLLIN, 0}, {carrier_.bell, POLLIN, 0}};
+      poll(ready, 2, -1);
+      std::vector<Parcel> parcels = carrier_.nextToCome();
+      if (!parcels.empty() && !mailbox.arrivedTogether(parcels)) return;
       carrier_.groups.add(mailbox.group());
       if (!carrier_.isDead) takeAll(mailbox);
     }
@@ -152,6 +179,10 @@ class MessengerTest : public test::HomeTest {
   void arrive(const std::string& sender, uint64_t number, const std::string& text,
               const std::string& group = R"(\\nas\projects\Alpha)") {
     carrier.mailbox->arrived({Parcel::Kind::kText, group, sender, number, text});
+  }
+
+  static Parcel parcel(const std::string& sender, uint64_t number, const std::string& text) {
+    return {Parcel::Kind::kText, R"(\\nas\projects\Alpha)", sender, number, text};
   }
 
   void mark(const std::string& sender, uint64_t number) {
@@ -276,6 +307,76 @@ TEST_F(MessengerTest, TheReceiverIsCalledOneTextAtATimeOnOneThread) {
   const std::lock_guard lock(mutex);
   EXPECT_EQ(callers.size(), 1u);
   EXPECT_FALSE(callers.contains(std::this_thread::get_id()));
+}
+
+TEST_F(MessengerTest, TextsThatCameTogetherAreHandedOverInOrder) {
+  const auto messenger = start();
+  carrier.come({parcel("a", 1, "8 a1"), parcel("b", 1, "8 b1"), parcel("a", 3, "8 a3")});
+  carrier.come({parcel("a", 4, "8 a4")});
+  EXPECT_THAT(heard.await(5), ElementsAre("8 a1", "8 b1", kRescan, "8 a3", "8 a4"));
+}
+
+TEST_F(MessengerTest, WhileTheReceiverTakesItsTimeTextsAreCarriedOn) {
+  std::latch on(1);
+  const auto messenger = start([&](const std::string& text) {
+    if (text == "8 a1") on.wait();
+  });
+  carrier.come({parcel("a", 1, "8 a1"), parcel("a", 2, "8 a2")});
+  EXPECT_EQ(carrier.runners.await(2).size(), 2u);  // the other thread has taken over
+  messenger->send("8 own");
+  EXPECT_THAT(textsOf(carrier.awaitTexts(1)), ElementsAre("8 own"));
+  carrier.come({parcel("a", 3, "8 a3")});
+  on.count_down();
+  EXPECT_THAT(heard.await(3), ElementsAre("8 a1", "8 a2", "8 a3"));
+  carrier.come({parcel("a", 4, "8 a4")});
+  EXPECT_EQ(heard.await(4).back(), "8 a4");
+}
+
+TEST_F(MessengerTest, TheThreadsMayChangePlacesAgainAndAgain) {
+  // Whenever the carrier itself calls, until it is not the carrier any more.
+  const auto messenger = start([&](const std::string&) {
+    const auto runners = carrier.runners.await(1);
+    const bool carries = runners.back() == std::this_thread::get_id();
+    if (carries) carrier.runners.await(runners.size() + 1);
+  });
+  for (uint64_t i = 1; i <= 10; ++i) {
+    carrier.come({parcel("a", i, std::to_string(i))});
+    ASSERT_EQ(heard.await(i).size(), i);
+  }
+  EXPECT_THAT(heard.await(10), ElementsAre("1", "2", "3", "4", "5", "6", "7", "8", "9", "10"));
+  EXPECT_GE(carrier.runners.await(2).size(), 2u);
+}
+
+TEST_F(MessengerTest, WhatWaitsGoesOutWhileTheReceiverIsStillCalled) {
+  std::latch inside(1);
+  {
+    const auto messenger = start([&](const std::string&) {
+      inside.count_down();
+      carrier.awaitTexts(1);
+    });
+    carrier.come({parcel("a", 1, "8 a")});
+    inside.wait();
+    messenger->send("8 own");
+  }
+  EXPECT_THAT(textsOf(carrier.awaitTexts(1)), ElementsAre("8 own"));
+}
+
+TEST_F(MessengerTest, AReceiverThatTheCarrierCallsMayReleaseTheMessenger) {
+  const size_t before = threads();
+  Qx::Ptr<iNetMessager> messenger;
+  std::latch known(1);
+  messenger = start([&](const std::string&) {
+    known.wait();
+    messenger->send("8 own");
+    messenger = nullptr;
+  });
+  carrier.come({parcel("a", 1, "8 a"), parcel("a", 2, "8 b")});
+  known.count_down();
+  EXPECT_THAT(heard.await(1), ElementsAre("8 a"));
+  EXPECT_THAT(textsOf(carrier.awaitTexts(1)), ElementsAre("8 own"));
+  const auto end = std::chrono::steady_clock::now() + kPatience;
+  while (threads() > before && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+  EXPECT_EQ(threads(), before);
 }
 
 TEST_F(MessengerTest, OwnTextsDoNotComeBack) {

@@ -205,8 +205,11 @@ TEST_F(MessagesTest, ABusThatIsNotThereYetIsFoundWhenItComes) {
   bus.kill();
   ann.ask("enter Alpha");
   ann.ask("listen");
+  EXPECT_EQ(ann.ask("await-state no connection to the session bus at " + bus.address() +
+                    ": Connection refused; trying again. Is it running? See "
+                    "DBUS_SESSION_BUS_ADDRESS"),
+            "yes");
   EXPECT_EQ(ann.ask("send 8 early"), "yes");
-  EXPECT_EQ(ann.ask("send 8 later"), "yes");
   bus.restart();
   EXPECT_EQ(ann.ask("await-connection"), "yes");
   EXPECT_EQ(ann.ask("heard 1"), "100 ");  // nobody knows what it missed
