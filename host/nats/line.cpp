@@ -1,0 +1,202 @@
+#include "host/nats/line.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <cstring>
+#include <unordered_map>
+#include <utility>
+
+#include "host/nats/connection.h"
+
+namespace host::nats {
+namespace {
+
+std::mutex linesMutex;
+std::unordered_map<uintptr_t, std::weak_ptr<Line>> lines;
+uintptr_t lastLine = 0;
+
+std::shared_ptr<Line> lineOf(void* closure) {
+  const std::lock_guard lock(linesMutex);
+  const auto found = lines.find(reinterpret_cast<uintptr_t>(closure));
+  return found == lines.end() ? nullptr : found->second.lock();
+}
+
+const char* header(natsMsg& message, const char* name) {
+  const char* value = nullptr;
+  return natsMsgHeader_Get(&message, name, &value) == NATS_OK ? value : nullptr;
+}
+
+// Nothing for what no messenger has sent: administrators may publish by hand.
+std::optional<Parcel> parcelOf(natsMsg& message, const std::string& group) {
+  const char* kind = header(message, kKindHeader);
+  const char* sender = header(message, kSenderHeader);
+  const char* number = header(message, kNumberHeader);
+  if (!kind || std::strlen(kind) != 1 || !sender || !number) return std::nullopt;
+
+  Parcel parcel;
+  const char* end = number + std::strlen(number);
+  if (std::from_chars(number, end, parcel.number).ptr != end) return std::nullopt;
+  parcel.kind = static_cast<Parcel::Kind>(*kind);
+  parcel.group = group;
+  parcel.sender = sender;
+  parcel.text.assign(natsMsg_GetData(&message),
+                     static_cast<size_t>(natsMsg_GetDataLength(&message)));
+  return parcel;
+}
+
+}  // namespace
+
+Line::Line(Mailbox& mailbox, std::string group, const std::unordered_set<std::string>& own)
+    : group_(std::move(group)),
+      descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      mailbox_(&mailbox),
+      own_(own) {}
+
+Line::~Line() {
+  if (id_ != 0) {
+    const std::lock_guard lock(linesMutex);
+    lines.erase(id_);
+  }
+  if (descriptor_ >= 0) close(descriptor_);
+}
+
+void* Line::closure() {
+  const std::lock_guard lock(linesMutex);
+  if (id_ == 0) {
+    id_ = ++lastLine;
+    lines.emplace(id_, weak_from_this());
+  }
+  return reinterpret_cast<void*>(id_);
+}
+
+std::vector<Line::Answer> Line::answers() {
+  eventfd_t count = 0;
+  eventfd_read(descriptor_, &count);
+  const std::lock_guard lock(mutex_);
+  return std::exchange(answers_, {});
+}
+
+std::optional<std::string> Line::trouble() const {
+  const std::lock_guard lock(mutex_);
+  return trouble_;
+}
+
+void Line::add(const std::string& ownSender) {
+  const std::lock_guard lock(mutex_);
+  own_.insert(ownSender);
+}
+
+void Line::wakeAfter(size_t answers) {
+  const std::lock_guard lock(mutex_);
+  wakeAfter_ = answers;
+  if (!answers_.empty() && answers_.size() >= wakeAfter_) wake();
+}
+
+void Line::startAt(uint64_t next) {
+  const std::lock_guard lock(mutex_);
+  next_ = next;
+}
+
+void Line::skipTo(uint64_t next) {
+  const std::lock_guard lock(mutex_);
+  if (next <= next_) return;
+  next_ = next;
+  if (mailbox_) mailbox_->lost();
+}
+
+uint64_t Line::next() const {
+  const std::lock_guard lock(mutex_);
+  return next_;
+}
+
+void Line::stop() {
+  const std::lock_guard lock(mutex_);
+  mailbox_ = nullptr;
+}
+
+void Line::onText(natsConnection*, natsSubscription*, natsMsg* message, void* closure) {
+  const Message owned(message);
+  if (const auto line = lineOf(closure)) line->receive(*message);
+}
+
+void Line::onAnswer(jsCtx*, natsMsg* message, jsPubAck* accepted, jsPubAckErr* refused,
+                    void* closure) {
+  const Message owned(message);
+  const auto line = lineOf(closure);
+  if (!line) return;
+  Answer answer;
+  if (const char* id = header(*message, kIdHeader)) answer.id = id;
+  answer.accepted = accepted != nullptr;
+  if (refused) {
+    answer.status = refused->Err;
+    answer.code = refused->ErrCode;
+    if (refused->ErrText) answer.words = refused->ErrText;
+  }
+  line->answer(std::move(answer));
+}
+
+void Line::onClosed(natsConnection* connection, void* closure) {
+  const auto line = lineOf(closure);
+  if (!line) return;
+  const char* why = nullptr;
+  natsConnection_GetLastError(connection, &why);
+  line->breakWith(std::string("the connection is gone") +
+                  (why && *why ? std::string(" (") + why + ")" : ""));
+}
+
+void Line::onError(natsConnection* connection, natsSubscription*, natsStatus status,
+                   void* closure) {
+  const auto line = lineOf(closure);
+  if (!line) return;
+  const char* why = nullptr;
+  natsConnection_GetLastError(connection, &why);
+  if (status == NATS_NOT_PERMITTED) {
+    line->breakWith(std::string("the server does not let this user work in the lobby (") +
+                    (why ? why : "") +
+                    "): use the lobby's own credentials, or have the administrator give them the "
+                    "rights that \"miscdisc notify setup\" shows");
+  } else {
+    line->breakWith(std::string("the server's deliveries broke off: ") +
+                    natsStatus_GetText(status));
+  }
+}
+
+void Line::receive(natsMsg& message) {
+  jsMsgMetaData* made = nullptr;
+  if (natsMsg_GetMetaData(&made, &message) != NATS_OK) return;
+  const MetaData facts(made);
+  std::optional<Parcel> parcel = parcelOf(message, group_);
+
+  const std::lock_guard lock(mutex_);
+  if (!mailbox_ || trouble_) return;
+  if (facts->Sequence.Consumer != nextDelivery_) {
+    trouble_ = "a delivery of the server went astray";
+    wake();
+    return;
+  }
+  ++nextDelivery_;
+  if (facts->Sequence.Stream < next_) return;
+  // The stream did not keep what lies between.
+  if (facts->Sequence.Stream > next_) mailbox_->lost();
+  next_ = facts->Sequence.Stream + 1;
+  if (parcel && own_.count(parcel->sender) == 0) mailbox_->arrived(std::move(*parcel));
+}
+
+void Line::answer(Answer answer) {
+  const std::lock_guard lock(mutex_);
+  const bool refused = !answer.accepted;
+  answers_.push_back(std::move(answer));
+  if (refused || answers_.size() == wakeAfter_) wake();
+}
+
+void Line::breakWith(std::string words) {
+  const std::lock_guard lock(mutex_);
+  if (!trouble_) trouble_ = std::move(words);
+  wake();
+}
+
+void Line::wake() const { eventfd_write(descriptor_, 1); }
+
+}  // namespace host::nats

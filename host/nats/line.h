@@ -1,0 +1,88 @@
+// What the client library's threads report about one connection: texts that came in go on to the
+// mailbox, the rest waits for the connection's own thread.
+#pragma once
+
+#include <nats/nats.h>
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "host/messenger/engine.h"
+
+namespace host::nats {
+
+// The headers that travel with a text, which is the message's bytes.
+inline constexpr char kKindHeader[] = "Miscdisc-Kind";
+inline constexpr char kSenderHeader[] = "Miscdisc-Sender";
+inline constexpr char kNumberHeader[] = "Miscdisc-Number";
+inline constexpr char kIdHeader[] = "Nats-Msg-Id";
+
+class Line : public std::enable_shared_from_this<Line> {
+ public:
+  // What the server says to a text that was published.
+  struct Answer {
+    std::string id;
+    bool accepted = false;
+    natsStatus status = NATS_OK;
+    int code = 0;
+    std::string words;
+  };
+
+  // Texts of these senders are not the mailbox's.
+  Line(Mailbox& mailbox, std::string group, const std::unordered_set<std::string>& own);
+  Line(const Line&) = delete;
+  Line& operator=(const Line&) = delete;
+  ~Line();
+
+  // For the library's callbacks, which may come after the line is gone: then they do nothing.
+  // REQUIRES: a shared pointer owns the line.
+  void* closure();
+
+  int descriptor() const { return descriptor_; }  // readable: look for answers and trouble
+  std::vector<Answer> answers();                  // clears the descriptor
+  std::optional<std::string> trouble() const;     // the connection, or what it carries, is broken
+  void add(const std::string& ownSender);
+  void wakeAfter(size_t answers);  // not for fewer than these
+
+  // Sequence numbers of the stream: of the text that is due.
+  void startAt(uint64_t next);
+  void skipTo(uint64_t next);  // what is before is gone; lost when it was due
+  uint64_t next() const;
+
+  // The callbacks; the closure is a line's.
+  static void onText(natsConnection*, natsSubscription*, natsMsg* message, void* closure);
+  static void onAnswer(jsCtx*, natsMsg* message, jsPubAck* accepted, jsPubAckErr* refused,
+                       void* closure);
+  static void onClosed(natsConnection* connection, void* closure);
+  static void onError(natsConnection* connection, natsSubscription*, natsStatus status,
+                      void* closure);
+
+  // Afterwards nothing reaches the mailbox.
+  void stop();
+
+ private:
+  void receive(natsMsg& message);
+  void answer(Answer answer);
+  void breakWith(std::string words);
+  void wake() const;
+
+  const std::string group_;
+  const int descriptor_;
+  uintptr_t id_ = 0;  // 0: nobody has asked for the closure
+
+  mutable std::mutex mutex_;
+  Mailbox* mailbox_;  // null: stopped
+  std::unordered_set<std::string> own_;
+  std::vector<Answer> answers_;
+  size_t wakeAfter_ = 1;
+  std::optional<std::string> trouble_;
+  uint64_t next_ = 1;          // of the stream
+  uint64_t nextDelivery_ = 1;  // the server counts what it delivers, too
+};
+
+}  // namespace host::nats

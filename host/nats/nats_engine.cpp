@@ -1,0 +1,99 @@
+#include "host/nats/nats_engine.h"
+
+#include <algorithm>
+#include <random>
+#include <utility>
+
+#include "host/nats/names.h"
+#include "host/nats/session.h"
+
+namespace host::nats {
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::milliseconds;
+
+// Between two attempts to connect: twice as long each time, and never the same for two machines
+// that lost the same server.
+constexpr milliseconds kFirstPause = 100ms;
+constexpr milliseconds kLongestPause = 5s;
+
+class Pauses {
+ public:
+  void reset() { next_ = kFirstPause; }
+
+  milliseconds next() {
+    std::uniform_real_distribution<> jitter(0.5, 1.0);
+    const milliseconds pause = std::chrono::duration_cast<milliseconds>(next_ * jitter(random_));
+    next_ = std::min(next_ * 2, kLongestPause);
+    return pause;
+  }
+
+ private:
+  milliseconds next_ = kFirstPause;
+  std::minstd_rand random_{std::random_device()()};
+};
+
+// False: the end has come, with nothing to send or no time left.
+bool goesOn(Mailbox& mailbox, Traffic& traffic) {
+  const auto end = mailbox.end();
+  if (!end) return true;
+  return Clock::now() < *end && (!traffic.out.empty() || traffic.fetch(mailbox));
+}
+
+// A lobby that we have left, and may not work in with these credentials, keeps nobody waiting.
+void giveUpRefused(Mailbox& mailbox, Traffic& traffic, const std::string& words) {
+  while (!traffic.out.empty()) {
+    const Parcel& first = traffic.out.front().parcel;
+    if (first.group == traffic.group || words.find(subjectOf(first.group)) == std::string::npos) {
+      return;
+    }
+    mailbox.undeliverable(first, words);
+    traffic.out.pop_front();
+  }
+}
+
+}  // namespace
+
+NatsEngine::NatsEngine(EngineSettings settings) : settings_(std::move(settings)) {}
+
+void NatsEngine::run(Mailbox& mailbox) {
+  const Library library;
+  Traffic traffic;
+  traffic.awake = Clock::now();
+  Pauses pauses;
+  std::string words;
+  for (traffic.look(mailbox); goesOn(mailbox, traffic); traffic.look(mailbox)) {
+    if (traffic.group.empty() && traffic.out.empty() && !traffic.fetch(mailbox)) {
+      mailbox.state(false, "in no lobby: nothing to connect for");
+      traffic.wait(mailbox, -1, milliseconds::max());
+      continue;
+    }
+
+    std::optional<std::string> trouble;
+    {
+      Session session(settings_, mailbox, traffic);
+      trouble = session.run();
+      if (session.worked()) pauses.reset();
+    }
+    if (!trouble) continue;
+    words = *trouble;
+    mailbox.state(false, words);
+    giveUpRefused(mailbox, traffic, words);
+
+    const auto again = Clock::now() + pauses.next();
+    while (Clock::now() < again && mailbox.group() == traffic.group && goesOn(mailbox, traffic)) {
+      auto wait = std::chrono::ceil<milliseconds>(again - Clock::now());
+      if (const auto end = mailbox.end()) {
+        wait = std::min(wait, std::chrono::ceil<milliseconds>(*end - Clock::now()));
+      }
+      traffic.wait(mailbox, -1, wait);
+    }
+  }
+  if (words.empty()) words = "the server did not confirm it in time";
+  for (const Traffic::Outgoing& outgoing : traffic.out) {
+    mailbox.undeliverable(outgoing.parcel, words);
+  }
+}
+
+}  // namespace host::nats

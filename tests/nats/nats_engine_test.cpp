@@ -1,0 +1,506 @@
+// Texts over a real server.
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "host/nats/connection.h"
+#include "host/nats/names.h"
+#include "tests/nats/box.h"
+#include "tests/nats/server.h"
+
+using namespace std::chrono_literals;
+using test::Member;
+using test::Server;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Pair;
+
+namespace {
+
+constexpr char kAlpha[] = "//nas/projects/Alpha";
+constexpr char kBeta[] = "//nas/projects/Beta";
+
+std::vector<std::string> numbered(int first, int last) {
+  std::vector<std::string> texts;
+  for (int number = first; number <= last; ++number) texts.push_back(std::to_string(number));
+  return texts;
+}
+
+void sendNumbered(Member& member, int first, int last) {
+  for (const std::string& text : numbered(first, last)) member.send(text);
+}
+
+size_t threads() {
+  const std::filesystem::directory_iterator tasks("/proc/self/task"), end;
+  return static_cast<size_t>(std::distance(tasks, end));
+}
+
+// What an administrator does to streams.
+class Administrator {
+ public:
+  explicit Administrator(const Server& server, const std::string& user = "") {
+    natsConnection* connection = nullptr;
+    EXPECT_EQ(natsConnection_ConnectTo(&connection, server.url(user).c_str()), NATS_OK);
+    connection_.reset(connection);
+    jsCtx* context = nullptr;
+    EXPECT_EQ(natsConnection_JetStream(&context, connection, nullptr), NATS_OK);
+    jetStream_.reset(context);
+  }
+
+  void makeStream(const std::string& group, const std::function<void(jsStreamConfig&)>& limits) {
+    const std::string stream = host::nats::streamOf(group), subject = host::nats::subjectOf(group);
+    const char* subjects[] = {subject.c_str()};
+    jsStreamConfig config;
+    jsStreamConfig_Init(&config);
+    config.Name = stream.c_str();
+    config.Subjects = subjects;
+    config.SubjectsLen = 1;
+    limits(config);
+    EXPECT_EQ(js_AddStream(nullptr, jetStream_.get(), &config, nullptr, nullptr), NATS_OK);
+  }
+
+  void updateStream(const std::string& group, const std::function<void(jsStreamConfig&)>& limits) {
+    const std::string stream = host::nats::streamOf(group);
+    jsStreamInfo* info = nullptr;
+    ASSERT_EQ(js_GetStreamInfo(&info, jetStream_.get(), stream.c_str(), nullptr, nullptr), NATS_OK);
+    limits(*info->Config);
+    EXPECT_EQ(js_UpdateStream(nullptr, jetStream_.get(), info->Config, nullptr, nullptr), NATS_OK);
+    jsStreamInfo_Destroy(info);
+  }
+
+  void deleteStream(const std::string& group) {
+    EXPECT_EQ(
+        js_DeleteStream(jetStream_.get(), host::nats::streamOf(group).c_str(), nullptr, nullptr),
+        NATS_OK);
+  }
+
+  void purge(const std::string& group) {
+    EXPECT_EQ(
+        js_PurgeStream(jetStream_.get(), host::nats::streamOf(group).c_str(), nullptr, nullptr),
+        NATS_OK);
+  }
+
+  // The number of the stream's last text, whether it is still there or not.
+  uint64_t last(const std::string& group) {
+    jsStreamInfo* info = nullptr;
+    EXPECT_EQ(js_GetStreamInfo(&info, jetStream_.get(), host::nats::streamOf(group).c_str(),
+                               nullptr, nullptr),
+              NATS_OK);
+    const uint64_t last = info ? info->State.LastSeq : 0;
+    jsStreamInfo_Destroy(info);
+    return last;
+  }
+
+  bool awaitLast(const std::string& group, uint64_t number) {
+    const auto end = std::chrono::steady_clock::now() + 60s;
+    while (last(group) < number) {
+      if (std::chrono::steady_clock::now() > end) return false;
+      std::this_thread::sleep_for(5ms);
+    }
+    return true;
+  }
+
+ private:
+  host::nats::Connection connection_;
+  host::nats::JetStream jetStream_;
+};
+
+// A server with a stream for Alpha.
+class NatsEngineTest : public testing::Test {
+ protected:
+  NatsEngineTest() { EXPECT_EQ(test::makeStream(settings(), kAlpha), ""); }
+
+  host::EngineSettings settings() const { return {server.url(), "", ""}; }
+
+  Server server;
+};
+
+TEST_F(NatsEngineTest, TextsReachTheOthersInOrderAndNotTheSender) {
+  Member ann(settings(), kAlpha, "a1"), bob(settings(), kAlpha, "b1"),
+      cid(settings(), kAlpha, "c1");
+  ASSERT_TRUE(ann.awaitConnected() && bob.awaitConnected() && cid.awaitConnected());
+  sendNumbered(ann, 1, 100);
+  ASSERT_TRUE(bob.awaitTexts(100) && cid.awaitTexts(100));
+  bob.send("thanks");
+  ASSERT_TRUE(ann.awaitTexts(1));
+  EXPECT_EQ(bob.seen().texts, numbered(1, 100));
+  EXPECT_THAT(ann.seen().texts, ElementsAre("thanks"));
+  ASSERT_TRUE(cid.awaitTexts(101));
+  EXPECT_EQ(bob.seen().losses + ann.seen().losses + cid.seen().losses, 0);
+  EXPECT_THAT(ann.seen().words, HasSubstr("connected to nats://127.0.0.1:"));
+}
+
+TEST_F(NatsEngineTest, AParcelArrivesWhole) {
+  Member ann(settings(), kAlpha, "a1"), bob(settings(), kAlpha, "b1");
+  ASSERT_TRUE(bob.awaitConnected());
+  const std::string zeros("a\0b\r\n\0", 6);
+  ann.send("");
+  ann.send(zeros);
+  ASSERT_TRUE(bob.awaitTexts(2));
+  const host::Parcel second = bob.seen().parcels.at(1);
+  EXPECT_THAT(bob.seen().texts, ElementsAre("", zeros));
+  EXPECT_EQ(second.kind, host::Parcel::Kind::kText);
+  EXPECT_EQ(second.group, kAlpha);
+  EXPECT_EQ(second.sender, "a1");
+  EXPECT_EQ(second.number, 2u);
+}
+
+TEST_F(NatsEngineTest, WhatWasSentBeforeWeCameIsNotForUs) {
+  Member ann(settings(), kAlpha, "a1");
+  ann.send("before");
+  ann.leave();
+  Member bob(settings(), kAlpha, "b1");
+  ASSERT_TRUE(bob.awaitConnected());
+  Member cid(settings(), kAlpha, "c1");
+  cid.send("after");
+  ASSERT_TRUE(bob.awaitTexts(1));
+  EXPECT_THAT(bob.seen().texts, ElementsAre("after"));
+}
+
+TEST_F(NatsEngineTest, AShortLifeIsLongEnoughToSend) {
+  Member bob(settings(), kAlpha, "b1");
+  ASSERT_TRUE(bob.awaitConnected());
+  {
+    Member ann(settings(), kAlpha, "a1");
+    sendNumbered(ann, 1, 500);
+    ann.leave(60s);
+    EXPECT_THAT(ann.seen().undelivered, IsEmpty());
+  }
+  ASSERT_TRUE(bob.awaitTexts(500));
+  EXPECT_EQ(bob.seen().texts, numbered(1, 500));
+}
+
+TEST_F(NatsEngineTest, AnotherLobbyIsAnotherStream) {
+  ASSERT_EQ(test::makeStream(settings(), kBeta), "");
+  Member ann(settings(), kAlpha, "a1"), bob(settings(), kBeta, "b1");
+  ASSERT_TRUE(ann.awaitConnected() && bob.awaitConnected());
+  ann.send("to Alpha");
+  ann.enter(kBeta);
+  ann.send("to Beta");
+  ASSERT_TRUE(bob.awaitTexts(1));
+  EXPECT_THAT(bob.seen().texts, ElementsAre("to Beta"));
+  bob.send("back");
+  ASSERT_TRUE(ann.awaitTexts(1));
+  EXPECT_EQ(ann.seen().parcels.at(0).group, kBeta);
+  EXPECT_TRUE(Administrator(server).awaitLast(kAlpha, 1));
+}
+
+TEST_F(NatsEngineTest, TextsForALobbyThatWeHaveLeftStillGoThere) {
+  Member bob(settings(), kAlpha, "b1");
+  ASSERT_TRUE(bob.awaitConnected());
+  Member ann(settings(), "", "a1");
+  ASSERT_TRUE(ann.awaitWords("in no lobby"));
+  ann.enter(kAlpha);
+  ann.send("1");
+  ann.enter("");
+  ASSERT_TRUE(bob.awaitTexts(1));
+  ASSERT_TRUE(ann.awaitWords("in no lobby"));
+  ann.enter(kAlpha);
+  EXPECT_TRUE(ann.awaitConnected());
+}
+
+TEST_F(NatsEngineTest, WithoutThatLobbysStreamTheyAreGivenUpAndTheOthersGo) {
+  Member bob(settings(), kAlpha, "b1");
+  ASSERT_TRUE(bob.awaitConnected());
+  Member ann(settings(), kBeta, "a1");
+  ASSERT_TRUE(ann.awaitWords("miscdisc notify setup Beta"));
+  ann.send("to Beta");
+  ann.enter(kAlpha);
+  ann.send("to Alpha");
+  ASSERT_TRUE(bob.awaitTexts(1));
+  EXPECT_THAT(bob.seen().texts, ElementsAre("to Alpha"));
+  ASSERT_TRUE(ann.awaitUndelivered());
+  EXPECT_THAT(ann.seen().undelivered,
+              ElementsAre(Pair("to Beta", HasSubstr("miscdisc notify setup Beta"))));
+}
+
+TEST_F(NatsEngineTest, OverAKilledServerNothingIsLostAndNothingComesTwice) {
+  Member ann(settings(), kAlpha, "a1"), bob(settings(), kAlpha, "b1");
+  ASSERT_TRUE(ann.awaitConnected() && bob.awaitConnected());
+  for (int round = 0; round < 3; ++round) {
+    const int first = round * 1000 + 1;
+    sendNumbered(ann, first, first + 499);
+    ASSERT_TRUE(bob.awaitTexts(first));  // in the midst of it
+    server.kill();
+    sendNumbered(ann, first + 500, first + 999);
+    ASSERT_TRUE(ann.awaitWords(""));
+    server.start();
+    ASSERT_TRUE(bob.awaitTexts(first + 999));
+  }
+  ann.send("3001");
+  ASSERT_TRUE(bob.awaitTexts(3001));
+  EXPECT_EQ(bob.seen().texts, numbered(1, 3001));
+  EXPECT_EQ(bob.seen().losses, 0);
+}
+
+TEST_F(NatsEngineTest, OverARestartTheReceiverThatWasAwayLongerHearsTheRest) {
+  Member ann(settings(), kAlpha, "a1"), bob(settings(), kAlpha, "b1");
+  ASSERT_TRUE(ann.awaitConnected() && bob.awaitConnected());
+  ann.send("1");
+  ASSERT_TRUE(bob.awaitTexts(1));
+  server.end();
+  ASSERT_TRUE(bob.awaitWords("no answer"));
+  server.start();
+  sendNumbered(ann, 2, 200);
+  ASSERT_TRUE(bob.awaitTexts(200));
+  EXPECT_EQ(bob.seen().texts, numbered(1, 200));
+  EXPECT_EQ(bob.seen().losses, 0);
+}
+
+TEST_F(NatsEngineTest, AServerThatStandsStillIsLeftAndFoundAgain) {
+  Member ann(settings(), kAlpha, "a1"), bob(settings(), kAlpha, "b1");
+  ASSERT_TRUE(ann.awaitConnected() && bob.awaitConnected());
+  server.stop();
+  sendNumbered(ann, 1, 5000);
+  ASSERT_TRUE(ann.await([](const auto& seen) { return !seen.connected; }));
+  server.resume();
+  ASSERT_TRUE(bob.awaitTexts(5000));
+  EXPECT_EQ(bob.seen().texts, numbered(1, 5000));
+  EXPECT_EQ(bob.seen().losses, 0);
+}
+
+TEST_F(NatsEngineTest, AServerThatStandsStillKeepsNobodyFromLeaving) {
+  Member ann(settings(), kAlpha, "a1");
+  ASSERT_TRUE(ann.awaitConnected());
+  server.stop();
+  ann.send("too late");
+  const auto begin = std::chrono::steady_clock::now();
+  ann.leave(500ms);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 20s);
+  EXPECT_THAT(ann.seen().undelivered, ElementsAre(Pair("too late", testing::_)));
+}
+
+// The receiver is a process of its own, which can be stopped.
+TEST_F(NatsEngineTest, AReceiverThatStandsStillHearsEverythingAfterwards) {
+  constexpr size_t kTexts = 20000;
+  int heard[2];
+  ASSERT_EQ(pipe(heard), 0);
+  const pid_t receiver = fork();
+  if (receiver == 0) {
+    Member bob(settings(), kAlpha, "b1");
+    bool good = bob.awaitConnected() && write(heard[1], "c", 1) == 1 && bob.awaitTexts(1) &&
+                write(heard[1], "1", 1) == 1 && bob.awaitTexts(kTexts);
+    good = good && bob.seen().texts == numbered(1, kTexts) && bob.seen().losses == 0;
+    good = good && write(heard[1], "a", 1) == 1;
+    _exit(good ? 0 : 1);
+  }
+  close(heard[1]);
+  char step = 0;
+  ASSERT_EQ(read(heard[0], &step, 1), 1);
+  Member ann(settings(), kAlpha, "a1");
+  ann.send("1");
+  ASSERT_EQ(read(heard[0], &step, 1), 1);
+  kill(receiver, SIGSTOP);
+  sendNumbered(ann, 2, kTexts);
+  Administrator administrator(server);
+  EXPECT_TRUE(administrator.awaitLast(kAlpha, kTexts));
+  kill(receiver, SIGCONT);
+  int status = 0;
+  ASSERT_EQ(waitpid(receiver, &status, 0), receiver);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  close(heard[0]);
+}
+
+TEST_F(NatsEngineTest, WithoutAServerItSaysSoAndComesWhenTheServerDoes) {
+  server.end();
+  Member bob(settings(), kAlpha, "b1");
+  ASSERT_TRUE(bob.awaitWords("no answer from nats://127.0.0.1:"));
+  EXPECT_THAT(bob.seen().words, HasSubstr("check \"url\" in the settings, the network"));
+  bob.send("kept");
+  server.start();
+  EXPECT_TRUE(bob.awaitConnected());
+  EXPECT_THAT(bob.seen().undelivered, IsEmpty());
+}
+
+TEST_F(NatsEngineTest, AMissingStreamIsSaidWithTheCommandAndUsedOnceItIsThere) {
+  Member ann(settings(), kBeta, "a1"), bob(settings(), kBeta, "b1");
+  ann.send("kept");
+  ASSERT_TRUE(ann.awaitWords("an administrator makes it with: miscdisc notify setup Beta"));
+  ASSERT_TRUE(bob.awaitWords("the server has no stream for the lobby //nas/projects/Beta"));
+  Administrator administrator(server);
+  ASSERT_EQ(test::makeStream(settings(), kBeta), "");
+  ASSERT_TRUE(ann.awaitConnected() && bob.awaitConnected());
+  EXPECT_TRUE(administrator.awaitLast(kBeta, 1));
+}
+
+TEST_F(NatsEngineTest, AStreamThatIsThereIsLeftAsItIs) {
+  Administrator administrator(server);
+  administrator.makeStream(kBeta, [](jsStreamConfig& config) { config.MaxMsgs = 7; });
+  EXPECT_EQ(test::makeStream(settings(), kBeta), "");
+  administrator.updateStream(kBeta, [](jsStreamConfig& config) { EXPECT_EQ(config.MaxMsgs, 7); });
+}
+
+TEST_F(NatsEngineTest, AStreamMadeAnewIsALossAndTheReceiverGoesOn) {
+  Member ann(settings(), kAlpha, "a1"), bob(settings(), kAlpha, "b1");
+  ASSERT_TRUE(ann.awaitConnected() && bob.awaitConnected());
+  sendNumbered(ann, 1, 3);
+  ASSERT_TRUE(bob.awaitTexts(3));
+  Administrator(server).deleteStream(kAlpha);
+  ASSERT_TRUE(bob.awaitWords("miscdisc notify setup Alpha"));
+  ASSERT_EQ(test::makeStream(settings(), kAlpha), "");
+  ASSERT_TRUE(bob.awaitConnected()) << bob.seen().words;
+  ASSERT_TRUE(ann.awaitConnected()) << ann.seen().words;
+  ann.send("4");
+  ASSERT_TRUE(bob.awaitTexts(4));
+  EXPECT_EQ(bob.seen().losses, 1);
+  EXPECT_EQ(bob.seen().texts, numbered(1, 4));
+}
+
+TEST_F(NatsEngineTest, AFullStreamThatTakesNoMoreIsSaidAndNothingIsLost) {
+  Administrator administrator(server);
+  administrator.makeStream(kBeta, [](jsStreamConfig& config) {
+    config.MaxMsgs = 2;
+    config.Discard = js_DiscardNew;
+  });
+  Member ann(settings(), kBeta, "a1"), bob(settings(), kBeta, "b1");
+  ASSERT_TRUE(ann.awaitConnected() && bob.awaitConnected());
+  sendNumbered(ann, 1, 5);
+  ASSERT_TRUE(ann.awaitWords("raises the limits of the stream miscdisc-Beta-"));
+  administrator.updateStream(kBeta, [](jsStreamConfig& config) { config.MaxMsgs = 100; });
+  ASSERT_TRUE(bob.awaitTexts(5));
+  EXPECT_EQ(bob.seen().texts, numbered(1, 5));
+}
+
+TEST_F(NatsEngineTest, ATextThatTheStreamFindsTooLongIsGivenUp) {
+  Administrator(server).makeStream(kBeta, [](jsStreamConfig& config) { config.MaxMsgSize = 300; });
+  Member ann(settings(), kBeta, "a1"), bob(settings(), kBeta, "b1");
+  ASSERT_TRUE(ann.awaitConnected() && bob.awaitConnected());
+  const std::string tooLong(301, 'x');
+  ann.send("1");
+  ann.send(tooLong);
+  ann.send("2");
+  ASSERT_TRUE(bob.awaitTexts(2));
+  EXPECT_EQ(bob.seen().texts, numbered(1, 2));
+  ASSERT_TRUE(ann.awaitUndelivered());
+  EXPECT_THAT(ann.seen().undelivered,
+              ElementsAre(Pair(tooLong, HasSubstr("the server refuses a text: message size"))));
+}
+
+TEST(NatsPayloadTest, AMegabyteGoesWhereTheServerTakesIt) {
+  Server server("max_payload: 2MB");
+  const host::EngineSettings settings{server.url(), "", ""};
+  ASSERT_EQ(test::makeStream(settings, kAlpha), "");
+  Member ann(settings, kAlpha, "a1"), bob(settings, kAlpha, "b1");
+  ASSERT_TRUE(bob.awaitConnected());
+  std::string megabyte(1 << 20, 'x');
+  for (size_t byte = 0; byte < megabyte.size(); ++byte) megabyte[byte] = static_cast<char>(byte);
+  for (int copy = 0; copy < 20; ++copy) ann.send(megabyte);
+  ASSERT_TRUE(bob.awaitTexts(20));
+  EXPECT_TRUE(bob.seen().texts == std::vector<std::string>(20, megabyte));
+}
+
+TEST(NatsPayloadTest, ATextThatTheServerFindsTooLongIsGivenUp) {
+  Server server("max_payload: 1000");
+  const host::EngineSettings settings{server.url(), "", ""};
+  Administrator(server).makeStream(kAlpha, [](jsStreamConfig&) {});
+  Member ann(settings, kAlpha, "a1"), bob(settings, kAlpha, "b1");
+  ASSERT_TRUE(ann.awaitConnected() && bob.awaitConnected());
+  // Whatever the headers take, one of these is the last that fits, and none ends the connection.
+  for (int length = 700; length <= 1000; ++length) ann.send(std::string(length, 'x'));
+  ann.send("last");
+  ASSERT_TRUE(bob.await(
+      [](const auto& seen) { return !seen.texts.empty() && seen.texts.back() == "last"; }));
+  const auto undelivered = ann.seen().undelivered;
+  EXPECT_EQ(undelivered.size() + bob.seen().texts.size(), 302u);
+  ASSERT_FALSE(undelivered.empty());
+  EXPECT_THAT(undelivered.back().second, HasSubstr("raise max_payload in its configuration"));
+  EXPECT_EQ(bob.seen().losses, 0);
+  EXPECT_TRUE(ann.seen().connected);
+}
+
+TEST(NatsThreadsTest, NoneOutlivesTheLastEngineAndSigpipeIsTheApplications) {
+  Server server;
+  const host::EngineSettings settings{server.url(), "", ""};
+  ASSERT_EQ(test::makeStream(settings, kAlpha), "");
+  const size_t before = threads();
+  for (int round = 0; round < 2; ++round) {
+    Member ann(settings, kAlpha, "a1"), bob(settings, kAlpha, "b1");
+    ASSERT_TRUE(ann.awaitConnected() && bob.awaitConnected());
+    struct sigaction pipes = {};
+    sigaction(SIGPIPE, nullptr, &pipes);
+    EXPECT_EQ(pipes.sa_handler, SIG_DFL);
+    ann.leave();
+    bob.send("still there");
+    bob.leave();
+    EXPECT_THAT(bob.seen().undelivered, IsEmpty());
+    EXPECT_EQ(threads(), before);
+  }
+}
+
+// Users who may do everything; those who are not named are thrown out at the next reload.
+std::string users(const std::string& names) {
+  std::string list;
+  for (const char name : names) {
+    list += std::string("{ user: ") + name + ", password: secret },";
+  }
+  return "authorization { users: [" + list + "] }";
+}
+
+TEST(NatsAwayTest, WhatTheStreamDidNotKeepIsALossOnceAndTheRestArrives) {
+  Server server(users("ab"));
+  const host::EngineSettings asAnn{server.url("a:secret"), "", ""};
+  const host::EngineSettings asBob{server.url("b:secret"), "", ""};
+  Administrator administrator(server, "a:secret");
+  administrator.makeStream(kAlpha, [](jsStreamConfig& config) { config.MaxMsgs = 10; });
+  Member ann(asAnn, kAlpha, "a1"), bob(asBob, kAlpha, "b1");
+  ASSERT_TRUE(ann.awaitConnected() && bob.awaitConnected());
+  ann.send("1");
+  ASSERT_TRUE(bob.awaitTexts(1));
+
+  server.reload(users("a"));
+  ASSERT_TRUE(bob.awaitWords("refuses these credentials"));
+  sendNumbered(ann, 2, 31);
+  ASSERT_TRUE(administrator.awaitLast(kAlpha, 31));
+  server.reload(users("ab"));
+  ASSERT_TRUE(bob.awaitTexts(11));
+  ann.send("32");
+  ASSERT_TRUE(bob.awaitTexts(12));
+  std::vector<std::string> expected = numbered(22, 32);
+  expected.insert(expected.begin(), "1");
+  EXPECT_EQ(bob.seen().texts, expected);
+  EXPECT_EQ(bob.seen().losses, 1);
+}
+
+TEST(NatsAwayTest, AllGoneIsALossToo) {
+  Server server(users("ab"));
+  const host::EngineSettings asAnn{server.url("a:secret"), "", ""};
+  const host::EngineSettings asBob{server.url("b:secret"), "", ""};
+  Administrator administrator(server, "a:secret");
+  administrator.makeStream(kAlpha, [](jsStreamConfig&) {});
+  Member ann(asAnn, kAlpha, "a1"), bob(asBob, kAlpha, "b1");
+  ASSERT_TRUE(ann.awaitConnected() && bob.awaitConnected());
+  server.reload(users("a"));
+  ASSERT_TRUE(bob.awaitWords("refuses these credentials"));
+  sendNumbered(ann, 1, 3);
+  ASSERT_TRUE(administrator.awaitLast(kAlpha, 3));
+  administrator.purge(kAlpha);
+  server.reload(users("ab"));
+  ASSERT_TRUE(bob.await([](const auto& seen) { return seen.losses == 1; }));
+  ann.send("4");
+  ASSERT_TRUE(bob.awaitTexts(1));
+  EXPECT_THAT(bob.seen().texts, ElementsAre("4"));
+  EXPECT_EQ(bob.seen().losses, 1);
+}
+
+TEST(NatsAwayTest, WhoEntersAndCannotListenForLongHasMissedSomething) {
+  Server server(users("a"));
+  Administrator administrator(server, "a:secret");
+  administrator.makeStream(kAlpha, [](jsStreamConfig&) {});
+  Member ann({server.url("a:secret"), "", ""}, kAlpha, "a1");
+  Member bob({server.url("b:secret"), "", ""}, kAlpha, "b1");
+  ASSERT_TRUE(bob.awaitWords("refuses these credentials"));
+  ann.send("1");
+  ASSERT_TRUE(administrator.awaitLast(kAlpha, 1));
+  // Entered longer ago than the time that may pass unnoticed.
+  std::this_thread::sleep_for(2100ms);
+  server.reload(users("ab"));
+  ASSERT_TRUE(bob.awaitConnected());
+  EXPECT_EQ(bob.seen().losses, 1);
+}
+
+}  // namespace
