@@ -100,7 +100,9 @@ std::optional<std::string> Session::run() {
     const auto end = mailbox_.end();
     if (traffic_.out.empty()) announce();
     if (!publish()) return trouble_;
-    if (end && (traffic_.out.empty() || Clock::now() >= *end)) return std::nullopt;
+    const bool needed = !traffic_.group.empty() && !end;
+    if (traffic_.out.empty() && !needed) return std::nullopt;
+    if (end && Clock::now() >= *end) return std::nullopt;
     if (Clock::now() - inspected_ > kInspection && subscription_) {
       StreamInfo info;
       if (!inspect(info)) return trouble_;

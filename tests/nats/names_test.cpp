@@ -10,7 +10,7 @@ TEST(NatsNamesTest, AGroupIsItsLobbyAndTheDigestOfTheWhole) {
   EXPECT_EQ(groupName("//nas/projects/Alpha"), "Alpha-ba80325d275f5ea2");
   EXPECT_EQ(groupName("//nas/projects/alpha"), "alpha-2e4f5ebeaea45e76");
   EXPECT_EQ(groupName("//nas/other/Alpha"), "Alpha-279be12026815527");
-  EXPECT_EQ(groupName("//nas/p/Film \u00d6 & more"), "Film-----more-cbac0b8b32945240");
+  EXPECT_EQ(groupName("//nas/p/Film \u00d6 & more"), "Film------more-cbac0b8b32945240");
   EXPECT_EQ(groupName(""), "-1b4db7eb40575ddf");
 }
 

@@ -7,12 +7,12 @@
 #include <filesystem>
 #include <fstream>
 
-#include "host/nats/connection.h"
-#include "host/nats/names.h"
+#include "tests/nats/administrator.h"
 #include "tests/nats/box.h"
 #include "tests/nats/server.h"
 
 using namespace std::chrono_literals;
+using test::Administrator;
 using test::Member;
 using test::Server;
 using testing::ElementsAre;
@@ -39,76 +39,6 @@ size_t threads() {
   const std::filesystem::directory_iterator tasks("/proc/self/task"), end;
   return static_cast<size_t>(std::distance(tasks, end));
 }
-
-// What an administrator does to streams.
-class Administrator {
- public:
-  explicit Administrator(const Server& server, const std::string& user = "") {
-    natsConnection* connection = nullptr;
-    EXPECT_EQ(natsConnection_ConnectTo(&connection, server.url(user).c_str()), NATS_OK);
-    connection_.reset(connection);
-    jsCtx* context = nullptr;
-    EXPECT_EQ(natsConnection_JetStream(&context, connection, nullptr), NATS_OK);
-    jetStream_.reset(context);
-  }
-
-  void makeStream(const std::string& group, const std::function<void(jsStreamConfig&)>& limits) {
-    const std::string stream = host::nats::streamOf(group), subject = host::nats::subjectOf(group);
-    const char* subjects[] = {subject.c_str()};
-    jsStreamConfig config;
-    jsStreamConfig_Init(&config);
-    config.Name = stream.c_str();
-    config.Subjects = subjects;
-    config.SubjectsLen = 1;
-    limits(config);
-    EXPECT_EQ(js_AddStream(nullptr, jetStream_.get(), &config, nullptr, nullptr), NATS_OK);
-  }
-
-  void updateStream(const std::string& group, const std::function<void(jsStreamConfig&)>& limits) {
-    const std::string stream = host::nats::streamOf(group);
-    jsStreamInfo* info = nullptr;
-    ASSERT_EQ(js_GetStreamInfo(&info, jetStream_.get(), stream.c_str(), nullptr, nullptr), NATS_OK);
-    limits(*info->Config);
-    EXPECT_EQ(js_UpdateStream(nullptr, jetStream_.get(), info->Config, nullptr, nullptr), NATS_OK);
-    jsStreamInfo_Destroy(info);
-  }
-
-  void deleteStream(const std::string& group) {
-    EXPECT_EQ(
-        js_DeleteStream(jetStream_.get(), host::nats::streamOf(group).c_str(), nullptr, nullptr),
-        NATS_OK);
-  }
-
-  void purge(const std::string& group) {
-    EXPECT_EQ(
-        js_PurgeStream(jetStream_.get(), host::nats::streamOf(group).c_str(), nullptr, nullptr),
-        NATS_OK);
-  }
-
-  // The number of the stream's last text, whether it is still there or not.
-  uint64_t last(const std::string& group) {
-    jsStreamInfo* info = nullptr;
-    EXPECT_EQ(js_GetStreamInfo(&info, jetStream_.get(), host::nats::streamOf(group).c_str(),
-                               nullptr, nullptr),
-              NATS_OK);
-    const uint64_t last = info ? info->State.LastSeq : 0;
-    jsStreamInfo_Destroy(info);
-    return last;
-  }
-
-  bool awaitLast(const std::string& group, uint64_t number) {
-    const auto end = std::chrono::steady_clock::now() + 60s;
-    while (last(group) < number) {
-      if (std::chrono::steady_clock::now() > end) return false;
-      std::this_thread::sleep_for(5ms);
-    }
-    return true;
-  }
-
- private:
-  host::nats::Connection connection_;
-  host::nats::JetStream jetStream_;
-};
 
 // A server with a stream for Alpha.
 class NatsEngineTest : public testing::Test {

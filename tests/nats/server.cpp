@@ -42,9 +42,10 @@ pid_t spawn(const std::vector<std::string>& command, const std::string& output) 
   _exit(127);
 }
 
-std::string contents(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
+// A server's settings with those that every server of a test needs.
+std::string whole(std::string settings) {
+  if (settings.find("@LISTEN@") != std::string::npos) return settings;
+  return "listen: '@LISTEN@'\njetstream { store_dir: '@STORE@' }\n" + settings;
 }
 
 template <typename Function>
@@ -57,6 +58,11 @@ Function* exported(const char* name) {
 }
 
 }  // namespace
+
+std::string contents(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), {});
+}
 
 Folder::Folder() {
   path_ = fs::temp_directory_path() / "miscdisc-nats-XXXXXX";
@@ -74,8 +80,16 @@ std::string Folder::write(const std::string& name, const std::string& bytes) con
   return path;
 }
 
+void replace(std::string& text, const std::string& what, const std::string& with) {
+  const size_t found = text.find(what);
+  if (found == std::string::npos) throw std::runtime_error(what + " is not in " + text);
+  text.replace(found, what.size(), with);
+}
+
 Server::Server(std::string settings, std::string address, std::vector<std::string> prefix)
-    : settings_(std::move(settings)), address_(std::move(address)), prefix_(std::move(prefix)) {
+    : settings_(whole(std::move(settings))),
+      address_(std::move(address)),
+      prefix_(std::move(prefix)) {
   start();
 }
 
@@ -84,10 +98,11 @@ Server::~Server() {
 }
 
 std::string Server::configure() const {
-  return folder_.write("server.conf", "listen: '" + address_ + ":" + std::to_string(port_) +
-                                          "'\nports_file_dir: '" + folder_.path() +
-                                          "/ports'\njetstream { store_dir: '" + folder_.path() +
-                                          "/store' }\n" + settings_ + "\n");
+  std::string settings = settings_;
+  replace(settings, "@LISTEN@", address_ + ":" + std::to_string(port_));
+  replace(settings, "@STORE@", folder_.path() + "/store");
+  return folder_.write("server.conf",
+                       settings + "\nports_file_dir: '" + folder_.path() + "/ports'\n");
 }
 
 void Server::start() {
@@ -132,7 +147,7 @@ void Server::end() {
 }
 
 void Server::reload(const std::string& settings) {
-  settings_ = settings;
+  settings_ = whole(settings);
   configure();
   ::kill(process_, SIGHUP);
 }

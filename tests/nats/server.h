@@ -29,8 +29,8 @@ class Folder {
 // Killed with the object, and when the test process dies.
 class Server {
  public:
-  // Beside these settings it has a port and folders.  With a prefix, another program is asked to
-  // start it.
+  // Where it listens and keeps its texts is added to the settings, or put in for "@LISTEN@" and
+  // "@STORE@".  With a prefix, another program is asked to start it.
   explicit Server(std::string settings = "", std::string address = "127.0.0.1",
                   std::vector<std::string> prefix = {});
   Server(const Server&) = delete;
@@ -65,6 +65,9 @@ using MakeEngine = host::Engine*(const host::EngineSettings*);
 using MakeStream = bool(const host::EngineSettings*, const std::string*, std::string*);
 std::unique_ptr<host::Engine> makeEngine(const host::EngineSettings& settings);
 std::string makeStream(const host::EngineSettings& settings, const std::string& group);
+
+std::string contents(const std::string& path);
+void replace(std::string& text, const std::string& what, const std::string& with);  // the first
 
 // Runs a program to its end; its exit code.
 int runProgram(const std::vector<std::string>& command);

@@ -1,0 +1,65 @@
+#include "tests/nats/administrator.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <thread>
+
+#include "host/nats/names.h"
+
+namespace test {
+
+using host::nats::streamOf;
+using host::nats::subjectOf;
+
+Administrator::Administrator(const Server& server, const std::string& userAndPassword) {
+  natsConnection* connection = nullptr;
+  EXPECT_EQ(natsConnection_ConnectTo(&connection, server.url(userAndPassword).c_str()), NATS_OK);
+  connection_.reset(connection);
+  jsCtx* context = nullptr;
+  EXPECT_EQ(natsConnection_JetStream(&context, connection, nullptr), NATS_OK);
+  jetStream_.reset(context);
+}
+
+void Administrator::makeStream(const std::string& group, const Limits& limits) {
+  const std::string stream = streamOf(group), subject = subjectOf(group);
+  const char* subjects[] = {subject.c_str()};
+  jsStreamConfig config;
+  jsStreamConfig_Init(&config);
+  config.Name = stream.c_str();
+  config.Subjects = subjects;
+  config.SubjectsLen = 1;
+  limits(config);
+  EXPECT_EQ(js_AddStream(nullptr, jetStream_.get(), &config, nullptr, nullptr), NATS_OK);
+}
+
+void Administrator::updateStream(const std::string& group, const Limits& limits) {
+  jsStreamInfo* found = nullptr;
+  ASSERT_EQ(js_GetStreamInfo(&found, jetStream_.get(), streamOf(group).c_str(), nullptr, nullptr),
+            NATS_OK);
+  const host::nats::StreamInfo info(found);
+  limits(*info->Config);
+  EXPECT_EQ(js_UpdateStream(nullptr, jetStream_.get(), info->Config, nullptr, nullptr), NATS_OK);
+}
+
+void Administrator::deleteStream(const std::string& group) {
+  EXPECT_EQ(js_DeleteStream(jetStream_.get(), streamOf(group).c_str(), nullptr, nullptr), NATS_OK);
+}
+
+void Administrator::purge(const std::string& group) {
+  EXPECT_EQ(js_PurgeStream(jetStream_.get(), streamOf(group).c_str(), nullptr, nullptr), NATS_OK);
+}
+
+bool Administrator::awaitLast(const std::string& group, uint64_t number) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  while (std::chrono::steady_clock::now() < end) {
+    jsStreamInfo* found = nullptr;
+    js_GetStreamInfo(&found, jetStream_.get(), streamOf(group).c_str(), nullptr, nullptr);
+    const host::nats::StreamInfo info(found);
+    if (info && info->State.LastSeq >= number) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return false;
+}
+
+}  // namespace test

@@ -1,0 +1,31 @@
+// What an administrator does to the streams of a server.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "host/nats/connection.h"
+#include "tests/nats/server.h"
+
+namespace test {
+
+class Administrator {
+ public:
+  explicit Administrator(const Server& server, const std::string& userAndPassword = "");
+
+  using Limits = std::function<void(jsStreamConfig&)>;
+  void makeStream(const std::string& group, const Limits& limits);
+  void updateStream(const std::string& group, const Limits& limits);
+  void deleteStream(const std::string& group);
+  void purge(const std::string& group);
+
+  // Whether the stream has numbered so many texts within a minute, kept or not.
+  bool awaitLast(const std::string& group, uint64_t number);
+
+ private:
+  host::nats::Connection connection_;
+  host::nats::JetStream jetStream_;
+};
+
+}  // namespace test
