@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include <charconv>
-#include <cstring>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 
@@ -23,30 +23,35 @@ std::shared_ptr<Line> lineOf(void* closure) {
   return found == lines.end() ? nullptr : found->second.lock();
 }
 
-const char* header(natsMsg& message, const char* name) {
+const char* idOf(natsMsg& message) {
   const char* value = nullptr;
-  return natsMsgHeader_Get(&message, name, &value) == NATS_OK ? value : nullptr;
+  return natsMsgHeader_Get(&message, kIdHeader, &value) == NATS_OK ? value : nullptr;
 }
 
 // Nothing for what no messenger has sent: administrators may publish by hand.
 std::optional<Parcel> parcelOf(natsMsg& message, const std::string& group) {
-  const char* kind = header(message, kKindHeader);
-  const char* sender = header(message, kSenderHeader);
-  const char* number = header(message, kNumberHeader);
-  if (!kind || std::strlen(kind) != 1 || !sender || !number) return std::nullopt;
+  const char* const header = idOf(message);
+  if (!header) return std::nullopt;
+  const std::string_view id = header;
+  const size_t dash = id.find('-');
+  if (dash == 0 || id.size() < dash + 4 || id[dash + 2] != '-') return std::nullopt;
 
   Parcel parcel;
-  const char* end = number + std::strlen(number);
-  if (std::from_chars(number, end, parcel.number).ptr != end) return std::nullopt;
-  parcel.kind = static_cast<Parcel::Kind>(*kind);
+  const char* const end = id.data() + id.size();
+  if (std::from_chars(id.data() + dash + 3, end, parcel.number).ptr != end) return std::nullopt;
+  parcel.kind = static_cast<Parcel::Kind>(id[dash + 1]);
   parcel.group = group;
-  parcel.sender = sender;
+  parcel.sender = id.substr(0, dash);
   parcel.text.assign(natsMsg_GetData(&message),
                      static_cast<size_t>(natsMsg_GetDataLength(&message)));
   return parcel;
 }
 
 }  // namespace
+
+std::string idOf(const Parcel& parcel) {
+  return parcel.sender + "-" + static_cast<char>(parcel.kind) + "-" + std::to_string(parcel.number);
+}
 
 Line::Line(Mailbox& mailbox, std::string group, const std::unordered_set<std::string>& own)
     : group_(std::move(group)),
@@ -72,9 +77,11 @@ void* Line::closure() {
 }
 
 std::vector<Line::Answer> Line::answers() {
-  eventfd_t count = 0;
-  eventfd_read(descriptor_, &count);
   const std::lock_guard lock(mutex_);
+  if (std::exchange(awake_, false)) {
+    eventfd_t count = 0;
+    eventfd_read(descriptor_, &count);
+  }
   return std::exchange(answers_, {});
 }
 
@@ -127,7 +134,7 @@ void Line::onAnswer(jsCtx*, natsMsg* message, jsPubAck* accepted, jsPubAckErr* r
   const auto line = lineOf(closure);
   if (!line) return;
   Answer answer;
-  if (const char* id = header(*message, kIdHeader)) answer.id = id;
+  if (const char* id = idOf(*message)) answer.id = id;
   answer.accepted = accepted != nullptr;
   if (refused) {
     answer.status = refused->Err;
@@ -188,7 +195,7 @@ void Line::answer(Answer answer) {
   const std::lock_guard lock(mutex_);
   const bool refused = !answer.accepted;
   answers_.push_back(std::move(answer));
-  if (refused || answers_.size() == wakeAfter_) wake();
+  if (refused || answers_.size() >= wakeAfter_) wake();
 }
 
 void Line::breakWith(std::string words) {
@@ -197,6 +204,8 @@ void Line::breakWith(std::string words) {
   wake();
 }
 
-void Line::wake() const { eventfd_write(descriptor_, 1); }
+void Line::wake() {
+  if (!std::exchange(awake_, true)) eventfd_write(descriptor_, 1);
+}
 
 }  // namespace host::nats

@@ -16,11 +16,10 @@
 
 namespace host::nats {
 
-// The headers that travel with a text, which is the message's bytes.
-inline constexpr char kKindHeader[] = "Miscdisc-Kind";
-inline constexpr char kSenderHeader[] = "Miscdisc-Sender";
-inline constexpr char kNumberHeader[] = "Miscdisc-Number";
+// The one header that travels with a text, which is the message's bytes: sender, kind and number,
+// "a1b2-t-17".  It is also what the server knows a text by that comes again.
 inline constexpr char kIdHeader[] = "Nats-Msg-Id";
+std::string idOf(const Parcel& parcel);
 
 class Line : public std::enable_shared_from_this<Line> {
  public:
@@ -69,7 +68,7 @@ class Line : public std::enable_shared_from_this<Line> {
   void receive(natsMsg& message);
   void answer(Answer answer);
   void breakWith(std::string words);
-  void wake() const;
+  void wake();
 
   const std::string group_;
   const int descriptor_;
@@ -80,6 +79,7 @@ class Line : public std::enable_shared_from_this<Line> {
   std::unordered_set<std::string> own_;
   std::vector<Answer> answers_;
   size_t wakeAfter_ = 1;
+  bool awake_ = false;  // the descriptor is readable
   std::optional<std::string> trouble_;
   uint64_t next_ = 1;          // of the stream
   uint64_t nextDelivery_ = 1;  // the server counts what it delivers, too

@@ -16,13 +16,13 @@ using namespace std::chrono_literals;
 using std::chrono::milliseconds;
 
 // Published and not confirmed, at any time.
-constexpr size_t kWindow = 2048;
+constexpr size_t kWindow = 4096;
 constexpr size_t kWindowBytes = size_t{8} << 20;
 
-constexpr milliseconds kRequest = 2s;       // connecting, and each request of JetStream
-constexpr milliseconds kConfirmation = 5s;  // that the server takes for a text
-constexpr milliseconds kInspection = 30s;   // between two looks at the stream
-constexpr int64_t kHeartbeat = 2000000000;  // nanoseconds between signs of life of the deliveries
+constexpr milliseconds kRequest = 2s;        // connecting, and each request of JetStream
+constexpr milliseconds kConfirmation = 20s;  // that the server takes for a text
+constexpr milliseconds kInspection = 30s;    // between two looks at the stream
+constexpr int64_t kHeartbeat = 2000000000;   // nanoseconds between signs of life of the deliveries
 // Who begins to listen this long after entering has missed what was sent meanwhile.
 constexpr milliseconds kSettling = 2s;
 
@@ -30,12 +30,9 @@ milliseconds until(Clock::time_point when) {
   return std::chrono::ceil<milliseconds>(when - Clock::now());
 }
 
-// The bytes of the message's headers, as the server counts them into its limit.
-size_t headerSize(const Traffic::Outgoing& outgoing, const std::string& number) {
-  constexpr size_t kFrame = sizeof("NATS/1.0\r\n\r\n") - 1 + 4 * (sizeof(": \r\n") - 1);
-  constexpr size_t kNames =
-      sizeof(kKindHeader) + sizeof(kSenderHeader) + sizeof(kNumberHeader) + sizeof(kIdHeader) - 4;
-  return kFrame + kNames + 1 + outgoing.parcel.sender.size() + number.size() + outgoing.id.size();
+// The bytes of the message's header, as the server counts them into its limit.
+size_t headerSize(const std::string& id) {
+  return sizeof("NATS/1.0\r\n: \r\n\r\n") - 1 + sizeof(kIdHeader) - 1 + id.size();
 }
 
 }  // namespace
@@ -58,10 +55,8 @@ void Traffic::wait(Mailbox& mailbox, int line, milliseconds wait) {
 Traffic::Outgoing* Traffic::fetch(Mailbox& mailbox) {
   std::optional<Parcel> parcel = mailbox.take();
   if (!parcel) return nullptr;
-  own.insert(parcel->sender);
   Outgoing outgoing;
-  outgoing.id =
-      parcel->sender + "-" + static_cast<char>(parcel->kind) + std::to_string(parcel->number);
+  outgoing.id = idOf(*parcel);
   outgoing.parcel = std::move(*parcel);
   return &out.emplace_back(std::move(outgoing));
 }
@@ -253,18 +248,18 @@ bool Session::publish() {
     if (inFlight_ >= window || inFlightBytes_ >= kWindowBytes) break;
     if (inFlight_ == traffic_.out.size() && !traffic_.fetch(mailbox_)) break;
     Traffic::Outgoing& outgoing = traffic_.out[inFlight_];
-    line_->add(outgoing.parcel.sender);
+    if (traffic_.own.insert(outgoing.parcel.sender).second) line_->add(outgoing.parcel.sender);
     if (!publish(outgoing)) return false;
   }
-  line_->wakeAfter(std::min(std::max(inFlight_, size_t{1}), kWindow / 4));
+  const bool urgent = !worked_ || mailbox_.end() || traffic_.group.empty();
+  line_->wakeAfter(urgent ? inFlight_ : kWindow / 4);
   return true;
 }
 
 bool Session::publish(Traffic::Outgoing& outgoing) {
   const Parcel& parcel = outgoing.parcel;
-  const std::string number = std::to_string(parcel.number);
   const int64_t most = natsConnection_GetMaxPayload(connection_.get());
-  const size_t size = parcel.text.size() + headerSize(outgoing, number);
+  const size_t size = parcel.text.size() + headerSize(outgoing.id);
   if (most > 0 && size > static_cast<size_t>(most)) {
     mailbox_.undeliverable(parcel, "the server takes " + std::to_string(most) +
                                        " bytes at most, and this text needs " +
@@ -274,15 +269,13 @@ bool Session::publish(Traffic::Outgoing& outgoing) {
     return true;
   }
 
-  natsMsg* message = nullptr;
-  natsStatus status = natsMsg_Create(&message, subjectOf(parcel.group).c_str(), nullptr,
-                                     parcel.text.data(), static_cast<int>(parcel.text.size()));
-  const char kind[] = {static_cast<char>(parcel.kind), '\0'};
-  if (status == NATS_OK) status = natsMsgHeader_Set(message, kKindHeader, kind);
-  if (status == NATS_OK) {
-    status = natsMsgHeader_Set(message, kSenderHeader, parcel.sender.c_str());
+  if (subject_.empty() || subjectsGroup_ != parcel.group) {
+    subjectsGroup_ = parcel.group;
+    subject_ = subjectOf(parcel.group);
   }
-  if (status == NATS_OK) status = natsMsgHeader_Set(message, kNumberHeader, number.c_str());
+  natsMsg* message = nullptr;
+  natsStatus status = natsMsg_Create(&message, subject_.c_str(), nullptr, parcel.text.data(),
+                                     static_cast<int>(parcel.text.size()));
   jsPubOptions options;
   jsPubOptions_Init(&options);
   options.MsgId = outgoing.id.c_str();

@@ -77,6 +77,7 @@ class Session {
   Subscription subscription_;
   size_t inFlight_ = 0;  // the first ones of traffic_.out
   size_t inFlightBytes_ = 0;
+  std::string subject_, subjectsGroup_;  // of the last text
   Clock::time_point inspected_;
   bool worked_ = false;
   std::optional<std::string> trouble_;
