@@ -74,6 +74,25 @@ WString nameOf(const Space& space, const WString& roomPath) {
   return roomPath.starts_with(space.folder) ? roomPath.substr(space.folder.size()) : roomPath;
 }
 
+// It is one room, and its lock is another file.
+Exit sayOtherSpelling(const WString& room, const SpaceLock& other) {
+  const bool held = other.held == Held::kYes;
+  complain("room " + printable(room) + (held ? " is held by " : " may be held by ") +
+           holder(other) + ": " + printable(other.path) +
+           " is a lock of the same room, which is spelled with .Room and " +
+           "without.  \"miscdisc locks wait\" waits until it is free");
+  return held ? kHeld : kIncomplete;
+}
+
+// Whoever finds a room file there takes another lock.
+void sayNoFile(const Space& space, const WString& path, const Options& options) {
+  const auto same = [&](const Room& room) { return room.path == path && room.file; };
+  if (std::any_of(space.rooms.begin(), space.rooms.end(), same)) return;
+  const WString file = std::max(path, otherSpelling(path));  // the longer one
+  remark(options,
+         "there is no " + printable(file) + "; its lock is " + printable(lockFileOfRoom(path)));
+}
+
 // Others would call it free.
 Exit sayHidden(const char* kind, const std::string& name, const WString& folder) {
   complain(std::string(kind) + " " + printable(name) +
@@ -195,7 +214,7 @@ Exit Holding::leaveSpace() {
 
 Exit Holding::enterRoom(const std::string& name) {
   Exit exit = kDone;
-  const auto space = lookAround(exit);
+  auto space = lookAround(exit);
   if (!space) return exit;
   const auto path = console::roomPath(*space, name);
   if (!path) return kUsage;
@@ -209,11 +228,17 @@ Exit Holding::enterRoom(const std::string& name) {
   if (!isLookedInto(*space, getPath(*path))) return sayHidden("room", name, getPath(*path));
 
   const WString known = nameOf(*space, *path);
+  const WString worse = worseSpelling(*space, *path, options_);
+  const SpaceLock* other = lockOfRoom(*space, worse);
+  if (worse != *path && worse != roomPath_ && other->held != Held::kNo) {
+    return sayOtherSpelling(known, *other);
+  }
   const auto outcome = call([known, path = *path] { return goToRoom(known, path); });
   if (!outcome) return kIncomplete;
   if (outcome->done) {
     room_ = known;
     roomPath_ = *path;
+    sayNoFile(*space, *path, options_);
     return kDone;
   }
   // The refusal has marked the login as inside a room all the same.

@@ -48,16 +48,18 @@ bool isLockFile(const WString& path) {
 std::optional<WString> lockMeant(const std::string& name, const Options& options, Exit& exit) {
   const WString given = Qx::WStringFromUTF8(name);
   if (given.starts_with(L'/') && isLockFile(given)) return plainFolder(given);
-  const Space space = lookAtConfiguredSpace(options);
+  Space space = lookAtConfiguredSpace(options);
   if (space.answer != Space::Answer::kThere) {
     exit = reportProblems(space, options);
     return {};
   }
   if (const auto project = cookie::fromWString(given)) return lockFileOfProject(space, *project);
+  const WString whole = plainFolder(space.folder + given);
+  if (isLockFile(given) && whole.starts_with(space.folder)) return whole;
   exit = kUsage;
   const auto path = roomPath(space, name);
   if (!path) return {};
-  return isLockFile(*path) ? *path : lockFileOfRoom(*path);
+  return lockFileOfRoom(worseSpelling(space, *path, options));
 }
 
 bool isFree(const LockLook& look) {

@@ -187,6 +187,11 @@ void sayWhoElseIsThere(const std::vector<Person>& others, const Options& options
   }
 }
 
+bool isKnown(const Space& space, const WString& path) {
+  const auto same = [&](const Room& room) { return room.path == path; };
+  return std::any_of(space.rooms.begin(), space.rooms.end(), same);
+}
+
 Exit checkRoom(Context& context, const std::string& name) {
   const Options& options = context.options;
   Space space = lookAtConfiguredSpace(options);
@@ -194,10 +199,19 @@ Exit checkRoom(Context& context, const std::string& name) {
   const auto path = roomPath(space, name);
   if (!path) return kUsage;
   if (const Exit exit = seeLock(space, lockFileOfRoom(*path), options)) return exit;
-  const RoomCheck found = check(space, *path);
+  const WString worse = worseSpelling(space, *path, options);
+  const RoomCheck found = check(space, worse);
   show(context, space, found);
   const Exit exit = sayWhoHolds(found.room, options);
   sayWhoElseIsThere(found.others, options);
+  if (worse != *path) {
+    remark(options, "with .Room and without it are two names of one room: the lock is " +
+                        printable(lockFileOfRoom(worse)));
+  }
+  if (!found.room.lock && !isKnown(space, *path)) {
+    remark(options, "there is no such room yet: " + printable(name) +
+                        ".  \"miscdisc room list\" shows which there are");
+  }
   const Exit seen = reportProblems(space, options);
   return found.room.lock ? exit : seen;
 }

@@ -143,10 +143,13 @@ void addLock(Space& space, SpaceLock::Kind kind, const WString& name, const WStr
   }
 }
 
-void addRoom(Space& space, const WString& path) {
+void addRoom(Space& space, const WString& path, bool file) {
   const auto same = [&](const Room& room) { return room.path == path; };
-  if (std::none_of(space.rooms.begin(), space.rooms.end(), same)) {
-    space.rooms.push_back({without(kRoomEnding, path.substr(space.folder.size())), path});
+  const auto known = std::find_if(space.rooms.begin(), space.rooms.end(), same);
+  if (known == space.rooms.end()) {
+    space.rooms.push_back({without(kRoomEnding, path.substr(space.folder.size())), path, file});
+  } else {
+    known->file = known->file || file;
   }
 }
 
@@ -155,11 +158,11 @@ void addFound(Space& space, const WString& inner, const std::vector<Entry>& entr
   for (const Entry& entry : entries) {
     const WString path = space.folder + inner + entry.name;
     if (endsIn(entry.name, kLockEnding)) {
-      addRoom(space, without(kLockEnding, path));
+      addRoom(space, without(kLockEnding, path), false);
       addLock(space, SpaceLock::Kind::kRoom,
               without(kRoomEnding, without(kLockEnding, inner + entry.name)), path);
     } else if (endsIn(entry.name, kRoomEnding) && !entry.folder) {
-      addRoom(space, path);
+      addRoom(space, path, true);
     }
   }
 }
@@ -200,11 +203,12 @@ void sort(Space& space) {
   std::sort(space.people.begin(), space.people.end(),
             [](const Person& a, const Person& b) { return a.user < b.user; });
   std::sort(space.locks.begin(), space.locks.end(), [](const SpaceLock& a, const SpaceLock& b) {
-    return std::tie(a.kind, a.name) < std::tie(b.kind, b.name);
+    return std::tie(a.kind, a.name, a.path) < std::tie(b.kind, b.name, b.path);
   });
   std::sort(space.projects.begin(), space.projects.end());
-  std::sort(space.rooms.begin(), space.rooms.end(),
-            [](const Room& a, const Room& b) { return a.name < b.name; });
+  std::sort(space.rooms.begin(), space.rooms.end(), [](const Room& a, const Room& b) {
+    return std::tie(a.name, a.path) < std::tie(b.name, b.path);
+  });
   std::sort(space.faults.begin(), space.faults.end());
 }
 
@@ -438,20 +442,40 @@ std::optional<cookie> projectNamed(const std::string& text) {
 
 std::optional<WString> roomPath(const Space& space, const std::string& text) {
   const WString wanted = Qx::WStringFromUTF8(text);
+  WString known;
   for (const Room& room : space.rooms) {
-    if (room.name == wanted) return room.path;
+    if (room.name == wanted && (known.empty() || room.file)) known = room.path;
   }
+  if (!known.empty()) return known;
   const bool whole = wanted.starts_with(L'/');
   const WString path = plainFolder(whole ? wanted : space.folder + wanted);
   const bool named =
       !wanted.empty() && wanted.back() != L'/' && wanted.find(L'\0') == WString::npos;
-  if (!named || !isInside(path, plainFolder(space.folder))) {
+  const bool taken = stripPath(path) == kProjectLock;  // a project's
+  if (!named || taken || !path.starts_with(space.folder)) {
     complain("\"" + printable(text) + "\" is no room in " + printable(space.folder) +
              ": a room is named by its path from there.  \"miscdisc room list\" shows what is "
              "there.");
     return {};
   }
   return path;
+}
+
+WString otherSpelling(const WString& roomPath) {
+  return endsIn(roomPath, kRoomEnding) ? without(kRoomEnding, roomPath) : roomPath + kRoomEnding;
+}
+
+WString worseSpelling(Space& space, const WString& roomPath, const Options& options) {
+  const auto rank = [&](const WString& path) {
+    lookCloser(space, lockFileOfRoom(path), options);
+    const SpaceLock* lock = lockOfRoom(space, path);
+    if (!lock) return 0;
+    if (lock->held == Held::kYes) return 4;
+    if (!lock->ordinary) return 3;
+    return lock->held == Held::kUnknown ? 2 : 1;
+  };
+  const WString other = otherSpelling(roomPath);
+  return rank(other) > rank(roomPath) ? other : roomPath;
 }
 
 const SpaceLock* lockOfProject(const Space& space, const cookie& project) {

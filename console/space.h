@@ -41,6 +41,7 @@ struct SpaceLock {
 struct Room {
   WString name;  // from the space, without the ending
   WString path;
+  bool file;  // false: only a lock
 };
 
 struct Space {
@@ -119,9 +120,16 @@ Json asJson(const SpaceLock& lock);
 std::optional<cookie> projectNamed(const std::string& text);
 
 // The room's path, as the library takes it: an existing room by its name with or without the
-// ending, else the text as it stands.  Nothing, after saying so, for a text that is empty or leads
-// out of the space.
+// ending, the one with it where there are both, else the text as it stands.  Nothing, after saying
+// so, for a text that is empty or leads out of the space.
 std::optional<WString> roomPath(const Space& space, const std::string& text);
+
+// The same room with the ending, or without it.  Programs that began before its file was made lock
+// the one, later ones the other.
+WString otherSpelling(const WString& roomPath);
+
+// Of both spellings the one that keeps more people out, with their locks added to what was seen.
+WString worseSpelling(Space& space, const WString& roomPath, const Options& options);
 
 // The lock as it was seen; null: there is no such file.
 const SpaceLock* lockOfProject(const Space& space, const cookie& project);
@@ -141,7 +149,8 @@ bool mayBeLobby(const std::string& name);
 std::optional<Space> lobbyNamed(const std::string& name, const Options& options, Exit& exit);
 
 // The names of the lobbies; nothing when the root could not be read, or does not answer, said with
-// the exit code.  The root of a first start has none, any other that is missing is said; a folder in it that does not answer is left out.
+// the exit code.  The root of a first start has none, any other that is missing is said; a folder
+// in it that does not answer is left out.
 std::optional<std::vector<WString>> lobbyNames(const Options& options, Exit& exit);
 
 struct Lobby {

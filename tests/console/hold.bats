@@ -211,6 +211,26 @@ teardown() {
   expect_nothing_held
 }
 
+@test "a room is one, whether its holder began before its file was made or after" {
+  two_machines
+  as_bob start_holding bob hold Alpha --room New
+  grep -qF "there is no $PWD/net/Alpha/New.Room; its lock is $PWD/net/Alpha/New.lck" bob.words
+  : >net/Alpha/New.Room
+  ask with Alpha --room New -- touch ran
+  expect_code 5
+  expect_words "room New is held by bob since"
+  expect_words "$PWD/net/Alpha/New.lck is a lock of the same room"
+  [ ! -e ran ]
+  end_with KILL "$last"
+  as_bob start_holding bob hold Alpha --room New
+  [ -e net/Alpha/New.Room.lck ]
+  ! grep -q "there is no" bob.words
+  rm net/Alpha/New.Room net/Alpha/New.lck
+  ask with Alpha --room "$PWD/net/Alpha/New" -- touch ran
+  expect_code 5
+  [ ! -e ran ]
+}
+
 @test "what others would not see is not entered" {
   two_machines
   mkdir -p net/Alpha/a/b net/Alpha/.hidden net/Alpha/Media net/Elsewhere/P0005000

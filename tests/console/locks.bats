@@ -69,6 +69,40 @@ load lobby
   [ "$(cut -f1-3 data)" = "P0005000	live	bob" ]
 }
 
+@test "of a room that is spelled with .Room and without the worse state counts" {
+  share
+  start_machine bob bob
+  tell bob "enter Alpha"
+  tell bob "room Edit 1"
+  local at
+  at=$(since "net/Alpha/Edit 1.lck")
+  ask room list
+  expect_data "Edit 1	live	bob	$at" "Edit 1	free	-	-" "P0001000/Mix	free	-	-"
+  for name in "Edit 1" "Edit 1.Room" "$PWD/net/Alpha/Edit 1"; do
+    ask room check "$name"
+    expect_code 5
+    expect_data "Edit 1	live	bob	$at	no	no"
+    ask locks wait "$name" --for 0
+    expect_code 5
+  done
+  ask room check "Edit 1.Room"
+  expect_words "the lock is $PWD/net/Alpha/Edit 1.lck"
+}
+
+@test "a name that is no room's yet is said, and a project's lock is none" {
+  share
+  ask room check Edti
+  expect_code 0
+  expect_data "Edti	free	-	-	yes	yes"
+  expect_words "there is no such room yet: Edti."
+  ask room check "Edit 1"
+  ! grep -q "no such room" words
+  : >net/Alpha/P0001000/Lock
+  ask room check P0001000/Lock
+  expect_code 2
+  expect_words '"P0001000/Lock" is no room in'
+}
+
 @test "a room in no folder is not found" {
   share
   ask room check P0003000/Cut
