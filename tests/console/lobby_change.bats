@@ -318,7 +318,7 @@ state() { cat "$MISCDISC_HOME/state.toml"; }
   unprivileged "$MISCDISC_COMMAND" --timeout 60 lobby delete Beta --yes >data 2>words || code=$?
   chmod 755 net/Beta/closed
   expect_code 1
-  expect_words "the lobby Beta was not deleted entirely.  Left are $PWD/net/Beta/closed, $PWD/net/Beta/closed/file."
+  expect_words "the lobby Beta was not deleted entirely.  Left are $PWD/net/Beta/DefNetDrive.txt, $PWD/net/Beta/closed, $PWD/net/Beta/closed/file."
   [ ! -s data ]
 }
 
