@@ -60,7 +60,7 @@ class Running {
   Running& operator=(const Running&) = delete;
   ~Running() {
     for (const auto& [user, process] : processes_) kill(process, SIGTERM);
-    for (const auto& [user, process] : processes_) codeOf(process);
+    for (const auto& [user, process] : processes_) console::end(process);
   }
 
   void add(const std::string& user, pid_t process) { processes_[user] = process; }

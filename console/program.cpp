@@ -18,7 +18,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kGrace{10};  // for a program that was told to end
+constexpr std::chrono::seconds kGrace{10};     // for a program that was told to end
+constexpr std::chrono::seconds kLastGrace{2};  // for one that was killed
 constexpr int kNotExecutable = 126, kNoProgram = 127, kBySignal = 128;
 
 // What whoever started us wants for a program that we start.
@@ -57,8 +58,10 @@ void closeWhatExecCloses() {
 // In the child, where nothing may be called that takes a lock.
 [[noreturn]] void become(char* const* command, const std::string& failure, int standardOutput,
                          pid_t parent, const EndSignals& signals) {
-  prctl(PR_SET_PDEATHSIG, SIGTERM);
-  if (getppid() != parent) _exit(kBySignal + SIGTERM);
+  // An interactive shell ignores TERM, and whatever nohup starts HUP.
+  const int signal = isIgnored(SIGHUP) ? SIGKILL : SIGHUP;
+  prctl(PR_SET_PDEATHSIG, signal);
+  if (getppid() != parent) _exit(kBySignal + signal);
   dup2(standardOutput, STDOUT_FILENO);
   closeWhatExecCloses();
   signals.restore();
@@ -151,6 +154,18 @@ int codeOf(pid_t program) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : kBySignal + WTERMSIG(status);
 }
 
+void end(pid_t program) {
+  const auto ending = static_cast<int>(syscall(SYS_pidfd_open, program, 0));
+  pollfd asked{ending, POLLIN, 0};
+  for (const auto& [signal, grace] : {std::pair(SIGTERM, kGrace), std::pair(SIGKILL, kLastGrace)}) {
+    kill(program, signal);
+    if (poll(&asked, 1, static_cast<int>(std::chrono::milliseconds(grace).count())) <= 0) continue;
+    codeOf(program);
+    break;
+  }
+  close(ending);
+}
+
 Ended run(const std::vector<std::string>& command, const Output& output, EndSignals& signals) {
   const pid_t child = start(command, output.descriptor(), signals);
   const auto ending = static_cast<int>(syscall(SYS_pidfd_open, child, 0));
@@ -161,11 +176,21 @@ Ended run(const std::vector<std::string>& command, const Output& output, EndSign
   }
   Ended ended{};
   std::optional<Clock::time_point> deadline;
+  bool killed = false;
   while (true) {
     pollfd asked[] = {{ending, POLLIN, 0}, {signals.descriptor(), POLLIN, 0}};
     const int events = poll(asked, std::size(asked), millisecondsTo(deadline));
     if (asked[0].revents != 0) break;
-    if (events == 0) kill(child, SIGKILL);
+    if (events == 0 && killed) {  // it waits for a share that is dead: it ends when that answers
+      close(ending);
+      ended.code = kBySignal + SIGKILL;
+      return ended;
+    }
+    if (events == 0) {
+      kill(child, SIGKILL);
+      killed = true;
+      deadline = Clock::now() + kLastGrace;
+    }
     while (const auto signal = signals.next()) {
       if (signal->number == SIGINT && signal->fromTerminal) continue;
       kill(child, signal->number);

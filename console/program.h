@@ -44,11 +44,15 @@ class EndSignals {
 inline Exit exitBySignal(int signal) { return static_cast<Exit>(128 + signal); }
 
 // Starts a program with this command's terminal, standard input and words, and its data to the
-// descriptor.  When this process dies it gets TERM.  Whoever starts it waits for it.
+// descriptor.  When this process dies it gets HUP, or KILL
+// where HUP is ignored.  Whoever starts it waits for it.
 pid_t start(const std::vector<std::string>& command, int data, const EndSignals& signals);
 
 // Waits for its end.  As a shell has it: 127 not found, 128 + n by signal n.
 int codeOf(pid_t program);
+
+// Ends one that was started: with TERM, after ten seconds with KILL; one that cannot die is let go.
+void end(pid_t program);
 
 struct Ended {
   int code;        // as of codeOf()
@@ -57,7 +61,7 @@ struct Ended {
 
 // Runs a program, with its data to this command's, until it ends.  It gets the signals that come
 // meanwhile, but for a Ctrl-C, which it has had from the terminal; one that does not end within ten
-// seconds is killed.
+// seconds is killed, and let go when it cannot die.
 Ended run(const std::vector<std::string>& command, const Output& output, EndSignals& signals);
 
 }  // namespace console

@@ -135,6 +135,34 @@ teardown() {
   expect_nothing_held
 }
 
+@test "a command that cannot die is let go" {
+  two_machines
+  LD_PRELOAD="$SICK_SHARE" UNDYING=1 start ann with Alpha -- \
+    sh -c "trap '' HUP TERM; echo \$\$; while :; do sleep 0.05; done"
+  eventually grep -q . ann.data
+  started+=("$(cat ann.data)")
+  end_with TERM "$last"
+  expect_code 137
+  kill -0 "$(cat ann.data)"
+  expect_nothing_held
+}
+
+@test "what ignores TERM, or HUP from the start, ends with its holder all the same" {
+  two_machines
+  start ann with Alpha -- sh -c "trap '' TERM; echo \$\$; while :; do sleep 0.05; done"
+  eventually grep -q . ann.data
+  end_with KILL "$last"
+  eventually ended "$(cat ann.data)"
+  : >ann.data
+  (trap '' HUP; exec "$MISCDISC_COMMAND" --timeout 60 with Alpha -- sh -c 'echo $$; exec sleep 600') \
+    >ann.data 2>&1 3>&- &
+  last=$!
+  started+=("$last")
+  eventually grep -q . ann.data
+  end_with KILL "$last"
+  eventually ended "$(cat ann.data)"
+}
+
 @test "the command ends when its holder is killed, and what that leaves blocks nobody" {
   two_machines
   start ann with Alpha --room Mix --project P0001000 -- sh -c 'echo $$; exec sleep 600'
