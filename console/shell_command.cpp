@@ -32,6 +32,8 @@ class Shell {
     Exit (Shell::*act)(const std::string& argument);
   };
   static const std::vector<OwnWord>& ownWords();
+  static std::string useOf(const OwnWord& own);
+  Exit showUse(const OwnWord& own, const std::string& option);
 
   Exit loop();
   Exit execute(const std::string& line);
@@ -126,6 +128,7 @@ std::optional<Exit> Shell::executeOwn(const Words& words) {
   for (const OwnWord& own : ownWords()) {
     if (!beginsWith(words, own.words)) continue;
     const size_t arguments = words.size() - own.words.size();
+    if (arguments == 1 && words.back().starts_with('-')) return showUse(own, words.back());
     if (arguments == (own.argument ? 1 : 0)) {
       return (this->*own.act)(arguments == 1 ? words.back() : std::string());
     }
@@ -172,12 +175,21 @@ std::string Shell::prompt() const {
   return place.empty() ? "miscdisc> " : "miscdisc " + place + "> ";
 }
 
+std::string Shell::useOf(const OwnWord& own) {
+  const std::string words =
+      joined(own.words) + (own.argument ? " " : "") + (own.argument ? own.argument : "");
+  return fmt::format("  {:22}{}\n", words, own.help);
+}
+
+// None of these words has options.
+Exit Shell::showUse(const OwnWord& own, const std::string& option) {
+  context_.output.print(useOf(own));
+  if (!context_.output.flush()) return kFailed;
+  return option == "--help" || option == "-h" ? kDone : kUsage;
+}
+
 Exit Shell::help(const std::string&) {
-  for (const OwnWord& own : ownWords()) {
-    const std::string words =
-        joined(own.words) + (own.argument ? " " : "") + (own.argument ? own.argument : "");
-    context_.output.print(fmt::format("  {:22}{}\n", words, own.help));
-  }
+  for (const OwnWord& own : ownWords()) context_.output.print(useOf(own));
   context_.output.print(
       "\nEvery other line is a command of miscdisc, which works in the lobby that is held:\n"
       "\"status\", \"lobby show\", and what \"--help\" lists.\n");

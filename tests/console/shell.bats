@@ -306,3 +306,14 @@ gone_terminal() { ! terminal has-session 2>/dev/null; }
   eventually gone net/Alpha/ann.cli
   expect_nothing_held
 }
+
+@test "what begins with a dash is no name, and shows how its word is used" {
+  two_machines
+  shell Alpha <<<"room go --help"
+  expect_code 0
+  grep -q "^  room go ROOM  *be in a room" data
+  [ -z "$(find net/Alpha -name '*.lck')" ]
+  shell Alpha <<<"leave -x"
+  expect_code 2
+  grep -q "^  leave  *let go of everything" data
+}
