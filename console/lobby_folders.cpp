@@ -200,6 +200,21 @@ Exit checkNothingMounted(const Space& space, const std::string& name, const Opti
   return kDone;
 }
 
+// A deletion that stops half-way leaves what is neither a lobby nor gone.
+Exit checkRights(const Space& space, const std::string& name, const Options& options) {
+  for (const WString& folder : {LobbyUtils::getNetworkProjectsRoot(), space.folder}) {
+    const auto error = within<int>(options.deadline(), folder, [path = native(folder)] {
+      return faccessat(AT_FDCWD, path.c_str(), W_OK | X_OK, AT_EACCESS) == 0 ? 0 : errno;
+    });
+    if (error == 0) continue;
+    complain("the lobby " + printable(name) + " cannot be deleted: " + printable(folder) + ": " +
+             std::strerror(error.value_or(ETIMEDOUT)) +
+             ".  Look at its rights with ls -ld, and at its mount.  Nothing was deleted.");
+    return error ? kFailed : kIncomplete;
+  }
+  return kDone;
+}
+
 void tellLeftovers(const Space& space, const Options& options) {
   const std::string goes = " is a leftover: nobody holds it, and it goes with the lobby";
   for (const Person& person : space.people)
@@ -257,7 +272,8 @@ Exit deleteLobby(Context& context, const std::string& name) {
     return lookEverywhere(space->folder, options);
   };
   const auto checked = [&] {
-    const Exit refusal = checkNothingMounted(*space, name, options);
+    Exit refusal = checkNothingMounted(*space, name, options);
+    if (refusal == kDone) refusal = checkRights(*space, name, options);
     return refusal != kDone ? refusal : checkEmpty(inside(), name, options);
   };
   if (const Exit refusal = checked()) return refusal;
@@ -280,7 +296,9 @@ void addLobbyFolders(CLI::App& lobby, Context& context, Command& chosen) {
                   [&context, name] { return create(context, *name); })
       ->add_option("NAME", *name, "The name of its folder")
       ->required();
-  addSpaceCommand(lobby, chosen, "delete", "Delete a lobby in which nobody is, with all its files",
+  addSpaceCommand(lobby, chosen, "delete",
+                  "Delete a lobby in which nobody is, with all its files.  Exit code 7: somebody "
+                  "works there, or may, whatever --yes says; or it needs --yes",
                   [&context, name] { return deleteLobby(context, *name); })
       ->add_option("NAME", *name, "Its name")
       ->required();

@@ -309,6 +309,22 @@ state() { cat "$MISCDISC_HOME/state.toml"; }
   expect_words "$PWD/net/Beta/Media is a mount"
 }
 
+@test "without the rights to delete it whole a lobby keeps everything" {
+  share
+  for folder in net net/Beta; do
+    chmod 555 $folder
+    share_snapshot >before
+    code=0
+    unprivileged "$MISCDISC_COMMAND" --timeout 60 lobby delete Beta --yes >data 2>words || code=$?
+    share_snapshot | diff before -
+    chmod 755 $folder
+    expect_code 1
+    expect_words "$PWD/$folder"
+    expect_words "Permission denied."
+    expect_words "Nothing was deleted."
+  done
+}
+
 @test "what could not be deleted is named" {
   share
   mkdir net/Beta/closed
