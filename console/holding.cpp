@@ -1,5 +1,6 @@
 #include "console/holding.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -72,6 +73,26 @@ WString nameOf(const Space& space, const WString& roomPath) {
     if (room.path == roomPath) return room.name;
   }
   return roomPath.starts_with(space.folder) ? roomPath.substr(space.folder.size()) : roomPath;
+}
+
+// Locks and logins are empty, and an information file is a name.  Whoever lets go removes them, so
+// nothing else may be taken for one.  Empty: nothing is in the way.
+std::string inTheWay(const WString& lockFile, const Options& options) {
+  const std::string path = Qx::UTF8FromWString(lockFile);
+  const auto found = within<std::string>(options.deadline(), lockFile, [path]() -> std::string {
+    constexpr off_t kMostInformation = 255;
+    struct stat lock {
+    }, information{};
+    if (lstat(path.c_str(), &lock) == 0 && S_ISREG(lock.st_mode) && lock.st_size > 0) return path;
+    const std::string beside = path + ".inf";
+    if (lstat(beside.c_str(), &information) != 0) return {};
+    const bool names = S_ISREG(information.st_mode) && information.st_size <= kMostInformation;
+    return names ? std::string() : beside;
+  });
+  if (!found || found->empty()) return {};
+  return printable(*found) +
+         " is there, made by another program: locks and logins are empty files.  Look at it with "
+         "ls -l, and move it away";
 }
 
 // It is one room, and its lock is another file.
@@ -179,6 +200,11 @@ Exit Holding::enterLobby(const std::string& name) {
   Exit exit = kDone;
   const auto space = lobbyNamed(name, options_, exit);
   if (!space) return exit;
+  const std::string way = inTheWay(space->folder + OS()->getUserName() + L".cli", options_);
+  if (!way.empty()) {
+    complain("nobody logged in in lobby " + printable(wanted) + ": " + way);
+    return kLoginRefused;
+  }
   // First, or a login that is refused would leave the earlier one behind, without a handle.
   exit = leaveLobby();
   if (exit != kDone) return exit;
@@ -233,6 +259,11 @@ Exit Holding::enterRoom(const std::string& name) {
   if (worse != *path && worse != roomPath_ && other->held != Held::kNo) {
     return sayOtherSpelling(known, *other);
   }
+  const std::string way = inTheWay(lockFileOfRoom(*path), options_);
+  if (!way.empty()) {
+    complain("room " + printable(known) + " is not entered: " + way);
+    return kFailed;
+  }
   const auto outcome = call([known, path = *path] { return goToRoom(known, path); });
   if (!outcome) return kIncomplete;
   if (outcome->done) {
@@ -271,6 +302,11 @@ Exit Holding::openProject(const std::string& name) {
   const WString folder = space->folder + project->asWString();
   if (!isLookedInto(*space, folder)) return sayHidden("project", name, folder);
 
+  const std::string way = inTheWay(lockFileOfProject(*space, *project), options_);
+  if (!way.empty()) {
+    complain("project " + printable(name) + " is not opened: " + way);
+    return kFailed;
+  }
   exit = closeProject();
   if (exit != kDone) return exit;
   const auto outcome = call([project] { return ProjectShare::lockProject(*project); });

@@ -163,6 +163,27 @@ teardown() {
   eventually ended "$(cat ann.data)"
 }
 
+@test "another program's file is neither taken for a lock or a login, nor removed" {
+  two_machines
+  echo mine >net/Alpha/ann.cli
+  ask with Alpha -- touch ran
+  expect_code 6
+  expect_words "$PWD/net/Alpha/ann.cli is there, made by another program"
+  [ "$(cat net/Alpha/ann.cli)" = mine ]
+  rm net/Alpha/ann.cli
+  echo mine >net/Alpha/Mix.Room.lck
+  mkfifo net/Alpha/P0001000/Lock.inf
+  ask with Alpha --room Mix -- touch ran
+  expect_code 1
+  expect_words "room Mix is not entered: $PWD/net/Alpha/Mix.Room.lck is there, made by another program"
+  ask with Alpha --project P0001000 -- touch ran
+  expect_code 1
+  expect_words "project P0001000 is not opened: $PWD/net/Alpha/P0001000/Lock.inf is there"
+  [ "$(cat net/Alpha/Mix.Room.lck)" = mine ]
+  [ -p net/Alpha/P0001000/Lock.inf ]
+  [ ! -e ran ]
+}
+
 @test "the command ends when its holder is killed, and what that leaves blocks nobody" {
   two_machines
   start ann with Alpha --room Mix --project P0001000 -- sh -c 'echo $$; exec sleep 600'
