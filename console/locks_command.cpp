@@ -53,7 +53,12 @@ std::optional<WString> lockMeant(const std::string& name, const Options& options
     exit = reportProblems(space, options);
     return {};
   }
-  if (const auto project = cookie::fromWString(given)) return lockFileOfProject(space, *project);
+  if (cookie::fromWString(given)) {
+    exit = kUsage;
+    const auto project = projectNamed(name);
+    if (!project) return {};
+    return lockFileOfProject(space, *project);
+  }
   const WString whole = plainFolder(space.folder + given);
   if (isLockFile(given) && whole.starts_with(space.folder)) return whole;
   exit = kUsage;

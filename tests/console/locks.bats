@@ -259,6 +259,15 @@ load lobby
   expect_words "Edit 1.Room.lck is a leftover: nobody holds it"
 }
 
+@test "the project that means none is refused" {
+  share
+  for command in "locks wait" "project who"; do
+    ask $command I0001000
+    expect_code 2
+    expect_words '"I0001000" is no project'
+  done
+}
+
 @test "locks wait knows a folder that is not there from one without the lock" {
   share
   ask locks wait P0001000
