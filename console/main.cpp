@@ -1,9 +1,9 @@
 // The command miscdisc.
 //
 // Every command here only looks, but for "config set", "cache dump", "doctor --fix",
-// "doctor share", those of "drives", "lobby" and "space" that say what they changed, and those that hold a lobby, a room or a
-// project: it logs nobody in, takes and probes no lock, and leaves nothing on the disk but lines in
-// the log.
+// "doctor share", those of "drives", "lobby" and "space" that say what they changed, and those that
+// hold a lobby, a room or a project: it logs nobody in, takes and probes no lock, and leaves
+// nothing on the disk but lines in the log.
 #include <algorithm>
 #include <cstdlib>
 #include <sstream>

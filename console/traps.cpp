@@ -312,7 +312,7 @@ void findInLobby(const Space& space, const std::vector<RootFolder>& folders, Dia
     diagnosis.add({"missing-lobby", path,
                    "the lobby " + printable(name) +
                        " in which this machine is to work is not there.  Mount it, or work in "
-                       "another one: miscdisc config set \"network lobby name\" NAME"});
+                       "another one: miscdisc lobby use NAME"});
     return;
   }
   if (space.answer != Space::Answer::kThere || space.lobby) return;
