@@ -27,11 +27,14 @@ demo() {
   TMPDIR="$PWD/stage" env --default-signal=INT,TERM "$MISCDISC_COMMAND" demo >data 2>words 3>&- &
   local demo=$! try
   for try in $(seq 1200); do
-    grep -q '^holding' data && break
-    sleep 0.01
+    if grep -q '^holding' data; then break; fi
+    sleep 0.05
   done
-  kill -TERM "$demo" 2>/dev/null || true
-  wait "$demo" || true
+  grep -q '^holding' data
+  kill -TERM "$demo"
+  code=0
+  wait "$demo" || code=$?
+  expect_code 143
   [ -z "$(ls -A stage)" ]
   ! grep -lzsq "^MISCDISC_HOME=$PWD/stage" /proc/[0-9]*/environ
 }

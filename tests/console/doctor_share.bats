@@ -93,7 +93,7 @@ END
   kill -KILL "$tester"
   wait "$tester" || true
   for child in $children; do
-    for try in $(seq 200); do
+    for try in $(seq 1200); do
       kill -0 "$child" 2>/dev/null || break
       sleep 0.05
     done

@@ -14,6 +14,7 @@ reading=(
   "room list" "room list --json" "room check P0001000/Mix" "room check P0001000/Mix --json"
   "project list" "project list --json" "project who P0001000" "project who P0001000 --json"
   "locks list" "locks list --json" "locks wait P0001000 --for 0.5" "locks wait P0001000/Mix --for 0"
+  "doctor" "doctor --all" "doctor --all --json"
   "config get user" "config list" "config path"
   "version" "--help"
 )
