@@ -244,12 +244,20 @@ class DbusEngine::Line {
 
   static int onText(sd_bus_message* message, void* line, sd_bus_error*) {
     auto& self = *static_cast<Line*>(line);
+    if (self.isOwn(message)) return 1;
     if (auto parcel = readParcel(message)) {
       self.came_.push_back(*std::move(parcel));
     } else {
       self.countStranger();
     }
     return 1;
+  }
+
+  // The bus gives back what it is sent, too.
+  bool isOwn(sd_bus_message* message) const {
+    const char* const sender = sd_bus_message_get_sender(message);
+    const char* own = nullptr;
+    return sender && sd_bus_get_unique_name(bus_.get(), &own) >= 0 && std::strcmp(sender, own) == 0;
   }
 
   void establish() {
