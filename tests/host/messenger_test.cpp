@@ -235,6 +235,39 @@ TEST_F(MessengerTest, TextsGoToTheGroupInOrderWithNumbers) {
   EXPECT_THAT(parcels[0].sender, testing::MatchesRegex("[0-9a-f]+"));
 }
 
+// An engine that the end meets between its question for it and its taking of texts.
+class InterruptedEngine final : public host::Engine {
+ public:
+  explicit InterruptedEngine(std::latch& asked, bool& rings) : asked_(asked), rings_(rings) {}
+
+  bool mayLoseUnnoticed() const override { return false; }
+
+  void run(host::Mailbox& mailbox) override {
+    mailbox.group();
+    asked_.count_down();
+    while (!mailbox.end()) std::this_thread::yield();
+    while (mailbox.take()) continue;
+    pollfd ready{mailbox.descriptor(), POLLIN, 0};
+    rings_ = poll(&ready, 1, 0) == 1;
+  }
+
+ private:
+  std::latch& asked_;
+  bool& rings_;
+};
+
+TEST_F(MessengerTest, TakingTextsHidesNoEnd) {
+  std::latch asked{1};
+  bool rings = false;
+  {
+    const Qx::Ptr<Receiver> receiver(new Receiver(heard));
+    const Qx::Ptr<iNetMessager> messenger(new host::Messenger(
+        std::make_unique<InterruptedEngine>(asked, rings), "pretended", receiver.get(), timing));
+    asked.wait();
+  }
+  EXPECT_TRUE(rings);
+}
+
 TEST_F(MessengerTest, TextsMayHoldAnyBytes) {
   const std::string every = [] {
     std::string bytes;
