@@ -8,6 +8,7 @@
 #include "host/messenger/dbus_engine.h"
 #include "host/messenger/engine.h"
 #include "host/messenger/messenger_core.h"
+#include "host/messenger/nats_plugin.h"
 #include "host/settings.h"
 
 namespace host {
@@ -18,6 +19,9 @@ std::unique_ptr<Engine> makeEngine(const Settings::Messenger& wanted, std::strin
   if (wanted.engine == "none") {
     why = "the settings want no messenger: engine is \"none\" in [messenger]";
     return nullptr;
+  }
+  if (wanted.engine == "nats") {
+    return makeNatsEngine({wanted.url, wanted.credentials, wanted.ca}, why);
   }
   const auto address = sessionBusAddress();
   if (!address) {

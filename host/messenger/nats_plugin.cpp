@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "host/messenger/setup.h"
@@ -16,6 +17,13 @@ struct Plugin {
   decltype(&miscdisc_nats_engine) makeEngine = nullptr;
   decltype(&miscdisc_nats_make_stream) makeStream = nullptr;
 };
+
+// Of a comment; names may hold any characters.
+std::string onOneLine(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char c) { return c < ' '; }, '?');
+  return text;
+}
 
 // Nothing of it when it cannot be used: then `why` is for people.
 Plugin load(std::string& why) {
@@ -52,7 +60,7 @@ NatsSetup natsSetup(const std::string& group) {
   setup.subject = nats::subjectOf(group);
   const std::string inbox = nats::inboxOf(group);
   // Least rights: the lobby's texts, a look at its stream, deliveries from it, and answers.
-  setup.serverConfiguration = "    # The lobby " + group +
+  setup.serverConfiguration = "    # The lobby " + onOneLine(group) +
                               "\n"
                               "    { user: \"" +
                               nats::groupName(group) +

@@ -3,7 +3,7 @@
 // A name is the last part of the group's network form, reduced to letters, digits, '-' and '_'
 // (others become '-'; the first 32 characters), then '-' and the first 16 digits of the version-5
 // UUID of the whole network form, in the name space of URLs (`uuidgen --sha1 --namespace @url`).
-// So "//nas/projects/Alpha" is "Alpha-" and 16 digits, the same on every machine, and two groups
+// So "\\nas\projects\Alpha" is "Alpha-" and 16 digits, the same on every machine, and two groups
 // never share.  Case counts.
 #pragma once
 

@@ -44,7 +44,6 @@ std::string makeStream(const EngineSettings& settings, const std::string& group)
   jsStreamConfig config;
   jsStreamConfig_Init(&config);
   config.Name = stream.c_str();
-  config.Description = group.c_str();
   config.Subjects = subjects;
   config.SubjectsLen = 1;
   config.MaxAge = kAge;

@@ -65,12 +65,15 @@ void Share::makeFolder(const std::string& name) const { fs::create_directories(p
 
 Storage Share::storage() const { return storage_; }
 
+void Share::addSettings(const std::string& toml) { settings_ += toml; }
+
 std::string Share::makeHome(const std::string& user, Storage storage,
                             const std::string& moreSettings) const {
   std::string home = folder_ + "/home-XXXXXX";
   if (!mkdtemp(home.data())) throw std::runtime_error("no home for " + user);
   std::ofstream config(home + "/config.toml");
-  config << "[machine]\nuser = '" << user << "'\n[volumes]\ndiscover = false\n" << moreSettings;
+  config << "[machine]\nuser = '" << user << "'\n[volumes]\ndiscover = false\n"
+         << moreSettings << settings_;
   if (storage == Storage::kDeclaredRemote) config << "[locks]\nremote = ['" << root() << "']\n";
   return home;
 }

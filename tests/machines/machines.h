@@ -28,6 +28,8 @@ class Share {
   std::string root() const;  // without a separator at its end
   Storage storage() const;
 
+  void addSettings(const std::string& toml);  // of machines that are started from now on
+
   // A machine's, with its config.toml, which says what the folder is to this machine.
   std::string makeHome(const std::string& user, Storage storage,
                        const std::string& moreSettings = "") const;
@@ -35,6 +37,7 @@ class Share {
  private:
   std::string folder_;
   Storage storage_;
+  std::string settings_;
 };
 
 // A machine that runs from the beginning.  When it gives no answer for half a minute, or has ended,

@@ -20,8 +20,8 @@ using testing::Not;
 
 namespace {
 
-constexpr char kAlpha[] = "//nas/projects/Alpha";
-constexpr char kBeta[] = "//nas/projects/Beta";
+constexpr char kAlpha[] = R"(\\nas\projects\Alpha)";
+constexpr char kBeta[] = R"(\\nas\projects\Beta)";
 
 // Certificates that an authority of the test has signed.
 class Authority {
@@ -134,15 +134,17 @@ class NatsRightsTest : public testing::Test {
   const Authority authority{"ours"};
   const Folder folder;
   const std::string administrator = folder.write("administrator", "administrator:CHANGE ME, TOO\n");
-  const std::string alpha = folder.write("alpha", "Alpha-ba80325d275f5ea2:CHANGE ME\n");
+  const std::string alpha = folder.write("alpha", "Alpha-a94de85b9497535b:CHANGE ME\n");
   Server server{settingsOfTheTest()};
 };
 
 TEST_F(NatsRightsTest, TheFileHoldsWhatTheSetupPrints) {
   const host::NatsSetup setup = host::natsSetup(kAlpha);
-  EXPECT_EQ(setup.stream, "miscdisc-Alpha-ba80325d275f5ea2");
-  EXPECT_EQ(setup.subject, "miscdisc.Alpha-ba80325d275f5ea2");
+  EXPECT_EQ(setup.stream, "miscdisc-Alpha-a94de85b9497535b");
+  EXPECT_EQ(setup.subject, "miscdisc.Alpha-a94de85b9497535b");
   EXPECT_THAT(packaged(), HasSubstr(setup.serverConfiguration));
+  EXPECT_THAT(host::natsSetup("//nas/a\nb").serverConfiguration,
+              HasSubstr("# The lobby //nas/a?b\n"));
 }
 
 TEST_F(NatsRightsTest, TheyAreEnoughToSendToReceiveAndToComeBack) {
@@ -181,7 +183,7 @@ TEST_F(NatsRightsTest, ALobbysUserHearsNothingOfAnotherLobby) {
   const host::nats::Options owned(options);
   natsOptions_SetURL(options, tlsUrl(server).c_str());
   natsOptions_LoadCATrustedCertificates(options, authority.certificate().c_str());
-  natsOptions_SetUserInfo(options, "Alpha-ba80325d275f5ea2", "CHANGE ME");
+  natsOptions_SetUserInfo(options, "Alpha-a94de85b9497535b", "CHANGE ME");
   natsConnection* made = nullptr;
   ASSERT_EQ(natsConnection_Connect(&made, options), NATS_OK);
   const host::nats::Connection eve(made);
@@ -214,7 +216,7 @@ TEST_F(NatsRightsTest, ALobbysUserHearsNothingOfAnotherLobby) {
 
 TEST_F(NatsRightsTest, WrongCredentialsAreSaidWithoutShowingThem) {
   const std::string garbage = folder.write("garbage", "nothing of the kind\n");
-  const std::string wrong = folder.write("wrong", "Alpha-ba80325d275f5ea2:guessed\n");
+  const std::string wrong = folder.write("wrong", "Alpha-a94de85b9497535b:guessed\n");
   const struct {
     std::string url, credentials, words;
   } cases[] = {
@@ -234,7 +236,7 @@ TEST_F(NatsRightsTest, WrongCredentialsAreSaidWithoutShowingThem) {
 }
 
 TEST_F(NatsRightsTest, ALobbysUserMakesNoStream) {
-  const std::string group = "//nas/projects/Gamma";
+  const std::string group = R"(\\nas\projects\Gamma)";
   EXPECT_THAT(host::makeNatsStream(group, tlsUrl(server), alpha, authority.certificate()),
               HasSubstr("grants this user less than"));
   EXPECT_THAT(host::makeNatsStream(group, "nats://127.0.0.1:1", "", ""),

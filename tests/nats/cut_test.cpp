@@ -17,7 +17,7 @@ using test::Server;
 
 namespace {
 
-constexpr char kAlpha[] = "//nas/projects/Alpha";
+constexpr char kAlpha[] = R"(\\nas\projects\Alpha)";
 
 // As long as it takes to be noticed; a minute with MISCDISC_LONG_TESTS=1.
 std::chrono::seconds cutTime() { return getenv("MISCDISC_LONG_TESTS") ? 60s : 8s; }

@@ -7,9 +7,9 @@ using host::nats::groupName;
 namespace {
 
 TEST(NatsNamesTest, AGroupIsItsLobbyAndTheDigestOfTheWhole) {
-  EXPECT_EQ(groupName("//nas/projects/Alpha"), "Alpha-ba80325d275f5ea2");
-  EXPECT_EQ(groupName("//nas/projects/alpha"), "alpha-2e4f5ebeaea45e76");
-  EXPECT_EQ(groupName("//nas/other/Alpha"), "Alpha-279be12026815527");
+  EXPECT_EQ(groupName(R"(\\nas\projects\Alpha)"), "Alpha-a94de85b9497535b");
+  EXPECT_EQ(groupName(R"(\\nas\projects\alpha)"), "alpha-cbb99dc4a6205ef9");
+  EXPECT_EQ(groupName(R"(\\nas\other\Alpha)"), "Alpha-7105801e280c5832");
   EXPECT_EQ(groupName("//nas/p/Film \u00d6 & more"), "Film------more-cbac0b8b32945240");
   EXPECT_EQ(groupName(""), "-1b4db7eb40575ddf");
 }
@@ -28,9 +28,10 @@ TEST(NatsNamesTest, TheLobbyIsTheLastPart) {
 }
 
 TEST(NatsNamesTest, EverythingOfAGroupCarriesItsName) {
-  EXPECT_EQ(host::nats::streamOf("//nas/projects/Alpha"), "miscdisc-Alpha-ba80325d275f5ea2");
-  EXPECT_EQ(host::nats::subjectOf("//nas/projects/Alpha"), "miscdisc.Alpha-ba80325d275f5ea2");
-  EXPECT_EQ(host::nats::inboxOf("//nas/projects/Alpha"), "miscdisc-inbox.Alpha-ba80325d275f5ea2");
+  EXPECT_EQ(host::nats::streamOf(R"(\\nas\projects\Alpha)"), "miscdisc-Alpha-a94de85b9497535b");
+  EXPECT_EQ(host::nats::subjectOf(R"(\\nas\projects\Alpha)"), "miscdisc.Alpha-a94de85b9497535b");
+  EXPECT_EQ(host::nats::inboxOf(R"(\\nas\projects\Alpha)"),
+            "miscdisc-inbox.Alpha-a94de85b9497535b");
 }
 
 }  // namespace

@@ -22,8 +22,8 @@ using testing::Pair;
 
 namespace {
 
-constexpr char kAlpha[] = "//nas/projects/Alpha";
-constexpr char kBeta[] = "//nas/projects/Beta";
+constexpr char kAlpha[] = R"(\\nas\projects\Alpha)";
+constexpr char kBeta[] = R"(\\nas\projects\Beta)";
 
 std::vector<std::string> numbered(int first, int last) {
   std::vector<std::string> texts;
@@ -251,7 +251,7 @@ TEST_F(NatsEngineTest, AMissingStreamIsSaidWithTheCommandAndUsedOnceItIsThere) {
   Member ann(settings(), kBeta, "a1"), bob(settings(), kBeta, "b1");
   ann.send("kept");
   ASSERT_TRUE(ann.awaitWords("an administrator makes it with: miscdisc notify setup Beta"));
-  ASSERT_TRUE(bob.awaitWords("the server has no stream for the lobby //nas/projects/Beta"));
+  ASSERT_TRUE(bob.awaitWords(R"(the server has no stream for the lobby \\nas\projects\Beta)"));
   Administrator administrator(server);
   ASSERT_EQ(test::makeStream(settings(), kBeta), "");
   ASSERT_TRUE(ann.awaitConnected() && bob.awaitConnected());
