@@ -5,11 +5,15 @@
 #include <set>
 
 #include "console/commands.h"
+#include "console/folders.h"
+#include "console/messages.h"
 #include "console/volumes.h"
 #include "host/command_map.h"
 #include "miscdisc/dircache/global_cache.h"
 #include "miscdisc/dircache/system_cache_iterator.h"
+#include "miscdisc/platform/paths.h"
 #include "miscdisc/platform/project_folders.h"
+#include "miscdisc/platform/values/net_message.h"
 
 namespace console {
 namespace {
@@ -130,10 +134,68 @@ Exit dump(Context& context) {
   return completeness(list, folders);
 }
 
+struct Recorded {
+  std::optional<std::string> lobby;
+  std::vector<std::string> files;
+};
+
+bool isMediaFolder(const WString& folder, const Drive& drive) {
+  return folder == joinPaths(drive.path, L"Material") || folder == joinPaths(drive.path, L"Sound");
+}
+
+// False, after saying why, for what is no media file of any drive.
+bool isMediaFile(const DriveList& list, const WString& path) {
+  const WString folder = plainFolder(getPath(path));
+  for (const Drive& drive : list.drives) {
+    if (isMediaFolder(folder, drive)) return true;
+  }
+  complain(printable(path) + " is in no folder \"Material\" or \"Sound\" of a drive (" +
+           labelsOf(list.drives) +
+           "), so no machine has it in its cache.  \"miscdisc drives list\" shows the drives.");
+  return false;
+}
+
+std::optional<bool> isThere(const WString& path, const Options& options) {
+  return within<bool>(options.deadline(), path, [path] { return fileExists(path); });
+}
+
+// The cache of this process ends with it, so that patching it would be reading for nothing: what
+// counts is that the others hear of the file.
+Exit tellOfFiles(Context& context, const Recorded& recorded, NetMessage::Type type) {
+  const Options& options = context.options;
+  Exit exit = kDone;
+  if (!workInLobby(recorded.lobby, options, exit)) return exit;
+  const DriveList list = enterConfiguredSpace(options);
+  std::vector<std::string> texts;
+  for (const std::string& file : recorded.files) {
+    const WString path = absoluteFolder(Qx::WStringFromUTF8(file));
+    if (!isMediaFile(list, path)) return kNotFound;
+    const auto there = isThere(path, options);
+    if (type == NetMessage::FileAdded && !there.value_or(false)) {
+      complain(printable(path) + (there
+                                      ? " is not there.  Write the file first, then record it."
+                                      : " is on a drive that does not answer.  Look at its mount, "
+                                        "or wait longer, for example with --timeout 5"));
+      return there ? kNotFound : kIncomplete;
+    }
+    texts.push_back(NetMessage(type, Qx::UTF8FromWString(networkPath(path))).asString());
+  }
+  return sendTexts(context, texts);
+}
+
+Exit addFiles(Context& context, const Recorded& recorded) {
+  return tellOfFiles(context, recorded, NetMessage::FileAdded);
+}
+
+Exit removeFiles(Context& context, const Recorded& recorded) {
+  return tellOfFiles(context, recorded, NetMessage::FileRemoved);
+}
+
 }  // namespace
 
 void addCache(CLI::App& app, Context& context, Command& chosen) {
-  CLI::App* cache = app.add_subcommand("cache", "Look at the cached listings");
+  CLI::App* cache =
+      app.add_subcommand("cache", "Look at the cached listings, and tell others of files");
   cache->require_subcommand(1);
   const auto add = [&](const char* name, const char* help, Exit (*run)(Context&)) {
     cache->add_subcommand(name, help)->callback([&context, &chosen, run] {
@@ -143,6 +205,20 @@ void addCache(CLI::App& app, Context& context, Command& chosen) {
   add("stats", "Count the files of each folder", stats);
   add("validate", "Read everything, and say how many files there are", validate);
   add("dump", "Write all names to a file in the state folder", dump);
+
+  const auto recorded = std::make_shared<Recorded>();
+  const auto addRecording = [&](const char* name, const char* help,
+                                Exit (*run)(Context&, const Recorded&)) {
+    CLI::App* command = cache->add_subcommand(name, help);
+    command->add_option("FILE", recorded->files, "In a folder \"Material\" or \"Sound\" of a drive")
+        ->required();
+    command->add_option("--lobby", recorded->lobby, "Instead of the configured one");
+    command->callback([&context, &chosen, recorded, run] {
+      chosen = [&context, recorded, run] { return run(context, *recorded); };
+    });
+  };
+  addRecording("add", "Tell the machines of the lobby of files that were written", addFiles);
+  addRecording("remove", "Tell them of files that will be deleted, or were", removeFiles);
 }
 
 }  // namespace console

@@ -22,6 +22,7 @@ void addLocks(CLI::App& app, Context& context, Command& chosen);
 void addDoctor(CLI::App& app, Context& context, Command& chosen);
 void addDemo(CLI::App& app, Context& context, Command& chosen);
 void addConfig(CLI::App& app, Context& context, Command& chosen);
+void addNotify(CLI::App& app, Context& context, Command& chosen);
 void addVersion(CLI::App& app, Context& context, Command& chosen);
 // What it runs is not among the options: see main.
 void addWith(CLI::App& app, Context& context, Command& chosen,

@@ -84,6 +84,7 @@ Exit run(int argc, char** argv, Context& context) {
   addRoom(app, context, chosen);
   addProject(app, context, chosen);
   addLocks(app, context, chosen);
+  addNotify(app, context, chosen);
   addDoctor(app, context, chosen);
   addDemo(app, context, chosen);
   addConfig(app, context, chosen);

@@ -7,6 +7,8 @@
 #include "console/drives.h"
 #include "console/hold.h"
 #include "console/lines.h"
+#include "console/messages.h"
+#include "miscdisc/dircache/cache_follower.h"
 #include "miscdisc/lobby/lobby_utils.h"
 
 namespace console {
@@ -40,6 +42,7 @@ class Shell {
   std::optional<Exit> executeOwn(const Words& words);
   Exit executeCommand(const Words& words);
   void sayChange(const std::string& before) const;
+  void sayNews();
   std::string prompt() const;
 
   Exit enter(const std::string& lobby) { return holding_.enterLobby(lobby); }
@@ -60,6 +63,8 @@ class Shell {
   EndSignals signals_;  // first: what follows may start threads
   Holding holding_;
   Lines lines_;
+  std::optional<Notifications> notifications_;
+  std::optional<CacheFollower> follower_;  // goes first
   Exit last_ = kDone;
   bool ended_ = false;
 };
@@ -99,6 +104,7 @@ Exit Shell::run(const std::string& lobby, const Wanted& wanted) {
 
 Exit Shell::loop() {
   while (!ended_ && !holding_.lost()) {
+    sayNews();
     const Lines::Line line = lines_.next(prompt());
     if (line.signal != 0) return exitBySignal(line.signal);
     if (line.kind == Lines::Line::Kind::kEnd) break;
@@ -167,6 +173,31 @@ void Shell::sayChange(const std::string& before) const {
   const std::string now = holding_.inWords();
   if (now == before) return;
   remark(context_.options, now.empty() ? "nothing is held any more" : "now holding " + now);
+}
+
+std::string countOf(size_t files) {
+  return std::to_string(files) + (files == 1 ? " file" : " files");
+}
+
+// What the other machines have told since the line before.
+void Shell::sayNews() {
+  if (!follower_ && !holding_.lobby().empty()) {
+    notifications_.emplace();
+    follower_.emplace([] {});
+  }
+  if (!follower_) return;
+  size_t added = 0, removed = 0, lost = 0;
+  for (auto events = follower_->apply(); !events.empty(); events = follower_->apply()) {
+    for (const CacheEvent& event : events) {
+      if (event.kind == CacheEvent::Kind::kAdded) ++added;
+      if (event.kind == CacheEvent::Kind::kRemoved) ++removed;
+      if (event.kind == CacheEvent::Kind::kRescan) ++lost;
+    }
+  }
+  const Options& options = context_.options;
+  if (added > 0) remark(options, "others have added " + countOf(added));
+  if (removed > 0) remark(options, "others have removed " + countOf(removed));
+  if (lost > 0) remark(options, "texts of others were lost: there may be more new files");
 }
 
 std::string Shell::prompt() const {

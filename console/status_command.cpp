@@ -1,5 +1,6 @@
 #include "console/commands.h"
 #include "console/drives_view.h"
+#include "console/messages.h"
 #include "console/space_view.h"
 #include "host/places.h"
 #include "host/settings.h"
@@ -18,6 +19,7 @@ struct Status {
   Space space;
   bool networkMode;
   WString lobby;
+  host::MessengerFacts messenger;
   DriveList list;
   Formats formats;
   std::vector<DriveView> drives;      // of the list
@@ -81,6 +83,7 @@ Status findStatus(const Options& options) {
   status.space = lookAtConfiguredSpace(options);
   status.networkMode = LobbyUtils::machineIsInNetworkMode();
   status.lobby = LobbyUtils::getCurrentNetworkLobbyName();
+  status.messenger = lookAtMessenger(options);
   addWarnings(status, options);
   addSpaceWarnings(status, options);
   const std::string problem = host::settingsProblem();
@@ -101,6 +104,7 @@ Json asJson(const Status& status) {
   document["network_mode"] = status.networkMode;
   document["lobby"] = nullptr;
   if (!status.lobby.empty()) addText(document, "lobby", status.lobby);
+  document["messenger"] = console::asJson(status.messenger);
   document["drives"] = Json::array();
   for (const DriveView& view : status.drives) {
     document["drives"].push_back(asJson(view, status.formats));
@@ -130,6 +134,7 @@ void show(Context& context, const Status& status) {
   line("project space", printable(status.space.folder));
   line("network mode", status.networkMode ? "yes" : "no");
   line("lobby", status.lobby.empty() ? "-" : printable(status.lobby));
+  line("messenger", printable(messengerInWords(status.messenger)));
   if (people) context.output.print("\n");
 
   std::vector<std::vector<std::string>> rows;

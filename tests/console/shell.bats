@@ -2,6 +2,7 @@
 load setup
 load machines
 load hanging
+load bus
 
 setup_file() { export BATS_TEST_TIMEOUT=120; }
 
@@ -9,6 +10,7 @@ teardown() {
   end_started
   [ ! -e tmux ] || terminal kill-server || true
   end_hanging
+  end_bus
 }
 
 # Its lines; data, words and exit code as of "ask".
@@ -316,4 +318,26 @@ gone_terminal() { ! terminal has-session 2>/dev/null; }
   shell Alpha <<<"leave -x"
   expect_code 2
   grep -q "^  leave  *let go of everything" data
+}
+
+@test "before each line it says what others have added and removed" {
+  start_bus
+  two_machines_with_a_drive
+  start_reading ann shell Alpha
+  eventually test -e net/Alpha/ann.cli
+  heard() {
+    as_bob miscdisc notify send --added bob_sees/Material/A.mxf >told
+    say version
+    grep -q "others have added [1-9]" ann.words
+  }
+  eventually heard
+  as_bob miscdisc notify send --removed bob_sees/Material/A.mxf
+  heard_of_removal() {
+    say version
+    grep -qx "miscdisc: others have removed 1 file" ann.words
+  }
+  eventually heard_of_removal
+  end_with TERM "$last"
+  exec 8>&-
+  expect_nothing_held
 }

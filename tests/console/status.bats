@@ -1,5 +1,13 @@
 load setup
 load lobby
+load machines
+load bus
+
+teardown() {
+  stop_machines
+  end_hanging
+  end_bus
+}
 
 @test "a first start shows the user's own media folder" {
   ask
@@ -149,4 +157,28 @@ END
   expect_code 3
   [ "$(jq -c '[.people, .locks]' data)" = '[null,null]' ]
   jq -r '.warnings[]' data | grep -q "^$PWD/hung/ is not answering"
+}
+
+@test "the messenger is a line of the page: connected, or why not" {
+  two_machines_with_a_drive
+  ask status
+  expect_code 0
+  grep -qx "messenger	dbus: there is no session bus: DBUS_SESSION_BUS_ADDRESS names none" data
+  start_bus
+  ask status
+  expect_code 0
+  grep -qx "messenger	dbus: connected to the session bus" data
+  ask status --json
+  [ "$(jq -c .messenger data)" = '{"engine":"dbus","connected":true,"state":"connected to the session bus","group":"\\\\nas\\projects\\Alpha"}' ]
+  miscdisc -q config set "network lobby name" ""
+  ask status
+  grep -qx "messenger	dbus: not used: this machine works in no lobby" data
+}
+
+@test "a bus that does not answer keeps the page waiting for a moment only" {
+  two_machines_with_a_drive
+  export DBUS_SESSION_BUS_ADDRESS="unix:path=$PWD/nothing"
+  ask status
+  expect_code 0
+  grep -q "^messenger	dbus: no connection to the session bus" data
 }

@@ -1,0 +1,72 @@
+// Texts between the machines of a lobby, as commands send and hear them.
+#pragma once
+
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "console/context.h"
+#include "console/events.h"
+#include "host/messenger/messenger.h"
+#include "miscdisc/platform/values/val_server.h"
+
+namespace console {
+
+// The notification server as long as the object lives; one in a process.
+class Notifications {
+ public:
+  Notifications();
+  Notifications(const Notifications&) = delete;
+  Notifications& operator=(const Notifications&) = delete;
+  ~Notifications();  // what is still to be sent has two seconds
+};
+
+// Makes the lobby, or without one the configured lobby, the one in which this process works, in
+// memory: nobody is logged in.  False, after saying why and with the exit code, when there is none.
+bool workInLobby(const std::optional<std::string>& lobby, const Options& options, Exit& exit);
+
+// "\\nas\projects\..." for a path on this machine.
+WString networkPath(const WString& path);
+
+// Sends texts to the other machines of the lobby in which this process works, and says what was
+// sent; not before the messenger has taken them, or with --dry-run never.
+Exit sendTexts(Context& context, const std::vector<std::string>& texts);
+
+// The messenger as it is now: "dbus: connected to the session bus".
+std::string messengerInWords(const host::MessengerFacts& facts);
+Json asJson(const host::MessengerFacts& facts);
+
+// For who only wants to know: makes one where there is a lobby to hear, and gives it a moment to
+// connect.
+host::MessengerFacts lookAtMessenger(const Options& options);
+
+// What texts say, of files as this machine calls them where it knows them.
+struct Heard {
+  std::string kind;  // "added", "removed", "rescan"; "text": anything else
+  WString text;      // of a file, its path
+};
+Heard heard(const std::string& text);
+Json asJson(const Heard& heard, const std::string& text);
+
+// Keeps the texts that come in until they are asked for, within a bound: beyond it the oldest are
+// given up.
+class Listener : private ValClientBase {
+ public:
+  explicit Listener(Wakeup& wakeup);
+  ~Listener() override;
+
+  std::optional<std::string> next();
+  uint64_t dropped();
+
+  void notify(const NotifyMsg& msg) override;
+
+ private:
+  Wakeup& wakeup_;
+  std::mutex mutex_;
+  std::deque<std::string> texts_;
+  uint64_t dropped_ = 0;
+};
+
+}  // namespace console

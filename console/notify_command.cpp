@@ -1,0 +1,124 @@
+// Texts to and from the other machines of a lobby, for people and scripts.
+#include "console/commands.h"
+#include "console/messages.h"
+#include "host/messenger/messenger.h"
+#include "miscdisc/platform/values/net_message.h"
+
+namespace console {
+namespace {
+
+constexpr std::chrono::milliseconds kBeat{250};
+
+struct Arguments {
+  std::optional<std::string> lobby;
+  std::optional<std::string> text, added, removed;
+  bool rescan = false;
+};
+
+std::string aboutFile(NetMessage::Type type, const std::string& file) {
+  return NetMessage(type, Qx::UTF8FromWString(networkPath(Qx::WStringFromUTF8(file)))).asString();
+}
+
+std::string textOf(const Arguments& arguments) {
+  if (arguments.added) return aboutFile(NetMessage::FileAdded, *arguments.added);
+  if (arguments.removed) return aboutFile(NetMessage::FileRemoved, *arguments.removed);
+  if (arguments.rescan) return NetMessage(NetMessage::Rescan, "").asString();
+  return arguments.text.value_or("");
+}
+
+Exit send(Context& context, const Arguments& arguments) {
+  Exit exit = kDone;
+  if (!workInLobby(arguments.lobby, context.options, exit)) return exit;
+  return sendTexts(context, {textOf(arguments)});
+}
+
+std::string lineOf(const std::string& text, const Options& options) {
+  const Heard what = heard(text);
+  if (options.json) return asJson(what, text).dump() + "\n";
+  return what.kind + "\t" + printable(what.text) + "\n";
+}
+
+// What the messenger does, whenever that has changed: an event among the others, or words.
+class State {
+ public:
+  explicit State(const Options& options) : options_(options) {}
+
+  std::string change() {
+    const host::MessengerFacts facts = host::messengerFacts();
+    const std::string now =
+        (facts.connected ? "listening to " + printable(facts.group) + ": " : "not listening: ") +
+        facts.state;
+    if (now == said_) return {};
+    said_ = now;
+    if (!options_.json) {
+      remark(options_, now);
+      return {};
+    }
+    Json event = eventDocument("messenger");
+    event.update(asJson(facts));
+    return event.dump() + "\n";
+  }
+
+ private:
+  const Options& options_;
+  std::string said_;
+};
+
+Exit listenWith(Context& context, EndSignals& signals) {
+  const Notifications notifications;
+  if (host::messengerFacts().group.empty()) {
+    complain("nothing can be heard: " + host::messengerFacts().state);
+    return kFailed;
+  }
+  Wakeup wakeup;
+  Listener listener(wakeup);
+  EventLines lines(context.output, signals);
+  State state(context.options);
+  uint64_t dropped = 0;
+  while (true) {
+    if (const auto end = lines.write(state.change())) return *end;
+    if (const auto end = lines.wait(wakeup.descriptor(), kBeat)) return *end;
+    wakeup.calm();
+    while (const auto text = listener.next()) {
+      if (const auto end = lines.write(lineOf(*text, context.options))) return *end;
+    }
+    if (listener.dropped() == dropped) continue;
+    dropped = listener.dropped();
+    complain("texts came faster than they were read: " + std::to_string(dropped) +
+             " are missing so far");
+  }
+}
+
+Exit listen(Context& context, const Arguments& arguments) {
+  EndSignals signals;  // before the first thread
+  Exit exit = kDone;
+  if (!workInLobby(arguments.lobby, context.options, exit)) return exit;
+  return listenWith(context, signals);
+}
+
+}  // namespace
+
+void addNotify(CLI::App& app, Context& context, Command& chosen) {
+  CLI::App* notify = app.add_subcommand("notify", "Texts between the machines of a lobby");
+  notify->require_subcommand(1);
+  const auto arguments = std::make_shared<Arguments>();
+  const auto add = [&](const char* name, const char* help,
+                       Exit (*run)(Context&, const Arguments&)) {
+    CLI::App* command = notify->add_subcommand(name, help);
+    command->add_option("--lobby", arguments->lobby, "Instead of the configured one");
+    command->callback([&context, &chosen, arguments, run] {
+      chosen = [&context, arguments, run] { return run(context, *arguments); };
+    });
+    return command;
+  };
+  CLI::App* sends = add("send", "Tell the other machines of the lobby something", send);
+  CLI::Option_group* what = sends->add_option_group("What");
+  what->add_option("TEXT", arguments->text, "Any text, as it stands");
+  what->add_option("--added", arguments->added, "This file was added");
+  what->add_option("--removed", arguments->removed, "This file will be removed, or was");
+  what->add_flag("--rescan", arguments->rescan, "Texts are missing: read every folder again");
+  what->require_option(1);
+  add("listen", "Print what the others tell, a line for each text, until HUP, INT or TERM", listen);
+}
+
+}  // namespace console
