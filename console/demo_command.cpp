@@ -11,7 +11,9 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "console/commands.h"
 #include "console/program.h"
@@ -76,6 +78,35 @@ class Running {
   std::map<std::string, pid_t> processes_;
 };
 
+struct Pipe {
+  Pipe() {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error(std::strerror(errno));
+    out = ends[0];
+    in = ends[1];
+  }
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+  ~Pipe() {
+    noMoreIn();
+    close(out);
+  }
+  void noMoreIn() {
+    if (in >= 0) close(std::exchange(in, -1));
+  }
+
+  int out, in;
+};
+
+bool isInstalled(const std::string& program) {
+  const char* const path = std::getenv("PATH");
+  std::istringstream folders(path ? path : "");
+  for (std::string folder; std::getline(folders, folder, ':');) {
+    if (access((folder + "/" + program).c_str(), X_OK) == 0) return true;
+  }
+  return false;
+}
+
 // How a demo ends before its end: the signal that came.
 struct Interrupted {
   int signal;
@@ -91,6 +122,7 @@ class Demo {
   void makeMachines();
   void makeLobby();
   void meet();
+  void tell();
   void crash();
   void mend();
 
@@ -102,6 +134,9 @@ class Demo {
   void run(const std::string& user, const Words& words, int expected = kDone);
   // A command that goes on as soon as it says that it holds what it was told to.
   void keep(const std::string& user, const Words& words);
+  bool startBus();
+  // The next line that a program prints, with its end; shorter when it says no more.
+  std::string lineOf(int data);
   void endIfAsked();
 
   Context& context_;
@@ -155,24 +190,43 @@ void Demo::run(const std::string& user, const Words& words, int expected) {
            std::to_string(ended.code));
 }
 
-void Demo::keep(const std::string& user, const Words& words) {
-  show(user + "$ miscdisc" + typed(words) + " &");
-  int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error(std::strerror(errno));
-  running_.add(user, start(commandOf(user, words), ends[1], signals_));
-  close(ends[1]);
+std::string Demo::lineOf(int data) {
   std::string line;
-  pollfd asked[] = {{ends[0], POLLIN, 0}, {signals_.descriptor(), POLLIN, 0}};
+  pollfd asked[] = {{data, POLLIN, 0}, {signals_.descriptor(), POLLIN, 0}};
   char byte = 0;
   while (byte != '\n' && poll(asked, 2, kPatience) > 0 && asked[1].revents == 0 &&
-         read(ends[0], &byte, 1) == 1) {
+         read(data, &byte, 1) == 1) {
     line += byte;
   }
-  close(ends[0]);
   endIfAsked();
-  if (byte != '\n') throw std::runtime_error(user + "'s machine did not begin");
+  return line;
+}
+
+void Demo::keep(const std::string& user, const Words& words) {
+  show(user + "$ miscdisc" + typed(words) + " &");
+  Pipe pipe;
+  running_.add(user, start(commandOf(user, words), pipe.in, signals_));
+  pipe.noMoreIn();
+  const std::string line = lineOf(pipe.out);
+  if (!line.ends_with('\n')) throw std::runtime_error(user + "'s machine did not begin");
   context_.output.print(line);
   context_.output.flush();
+}
+
+// A bus of the demo's own, so that nobody else hears of it.  False where there is no program for
+// it.
+bool Demo::startBus() {
+  if (!isInstalled("dbus-daemon")) return false;
+  Pipe pipe;
+  running_.add("bus",
+               start({"dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address"},
+                     pipe.in, signals_));
+  pipe.noMoreIn();
+  std::string address = lineOf(pipe.out);
+  if (!address.ends_with('\n')) return false;
+  address.pop_back();
+  setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
+  return true;
 }
 
 void Demo::endIfAsked() {
@@ -214,6 +268,32 @@ void Demo::meet() {
   run("bob", {"room", "check", "Edit 1"}, kHeld);
 }
 
+void Demo::tell() {
+  if (!startBus()) {
+    say("Nobody is told of new files here: that takes the program dbus-daemon.");
+    return;
+  }
+  say("bob watches; what ann and cleo record he hears of, without reading a folder again.");
+  show("bob$ miscdisc watch files &");
+  Pipe pipe;
+  running_.add("bob's watch", start(commandOf("bob", {"watch", "files"}), pipe.in, signals_));
+  pipe.noMoreIn();
+  const auto event = [&] { return Json::parse(lineOf(pipe.out), nullptr, false); };
+  Json heard = event();
+  while (heard.is_object() && !heard.value("connected", false)) heard = event();
+  for (const std::string user : {"ann", "cleo"}) {
+    const std::string file = stage_.path("rushes-a/Material/" + user + ".mxf");
+    stage_.write("rushes-a/Material/" + user + ".mxf", "media");
+    run(user, {"cache", "add", file});
+    heard = event();
+    const bool told = heard.is_object() && heard.value("path", "") == file;
+    if (!told) throw std::runtime_error("bob's machine did not hear of " + file);
+    show("bob hears: " + heard.value("event", "") + " " + file);
+  }
+  run("bob", {"find", "ann.mxf", "cleo.mxf"});
+  running_.end("bob's watch", SIGTERM);
+}
+
 void Demo::crash() {
   say("ann's machine dies.");
   show("$ kill -9 " + std::to_string(running_.of("ann")));
@@ -237,6 +317,7 @@ Exit Demo::play() {
     makeMachines();
     makeLobby();
     meet();
+    tell();
     crash();
     mend();
   } catch (const Interrupted& interrupted) {

@@ -85,6 +85,7 @@ Exit run(int argc, char** argv, Context& context) {
   addProject(app, context, chosen);
   addLocks(app, context, chosen);
   addNotify(app, context, chosen);
+  addWatch(app, context, chosen);
   addDoctor(app, context, chosen);
   addDemo(app, context, chosen);
   addConfig(app, context, chosen);

@@ -17,6 +17,8 @@ demo() {
   grep -qE '^person	ann	live	' data
   grep -qE '^person	ann	stale	' data
   grep -qE '^room	Edit 1	live	bob	' data
+  [ "$(grep -cE '^bob hears: file_added .*/rushes-a/Material/(ann|cleo).mxf$' data)" -eq 2 ]
+  [ "$(grep -cE '^(ann|cleo).mxf	E	' data)" -eq 2 ]
   [ -z "$(ls -A stage)" ]
   rmdir stage
   snapshot | diff snapshot.before -

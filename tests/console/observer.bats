@@ -1,6 +1,15 @@
 # Whoever only looks disturbs nobody: not even a program of the same user that works there.
 load setup
+load machines
 load lobby
+load bus
+
+teardown() {
+  end_started
+  stop_machines
+  end_hanging
+  end_bus
+}
 
 # Every command of the program that only looks, with things that are there.
 reading=(
@@ -86,4 +95,25 @@ prepared_share() {
   wait $looker
   tell bob "leave"
   [ ! -e net/Alpha/bob.cli ]
+}
+
+@test "watching and listening change nothing on the share either, and disturb nobody" {
+  start_bus
+  prepared_share
+  start_machine own ann
+  tell own "enter Alpha"
+  tell own "room P0001000/Mix.Room"
+  share_snapshot >before
+  start watch watch
+  start listen notify listen
+  eventually grep -q lock_taken watch.data
+  eventually grep -q "listening to" listen.words
+  share_snapshot | diff before -
+  tell own "lock-project P0001000"
+  eventually grep -q '"kind":"project"' watch.data
+  tell own "unlock-project"
+  tell own "leave-room"
+  tell own "leave"
+  eventually grep -q person_left watch.data
+  [ ! -e net/Alpha/ann.cli ]
 }

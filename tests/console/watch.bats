@@ -1,0 +1,219 @@
+# Looking on, in a pipe and on a terminal.
+load setup
+load machines
+load hanging
+load bus
+
+setup_file() { export BATS_TEST_TIMEOUT=120; }
+
+teardown() {
+  end_started
+  [ ! -e tmux ] || terminal kill-server || true
+  end_hanging
+  end_bus
+}
+
+start_watching() { # ARGUMENT...
+  start watch watch --timeout 1 "$@"
+  eventually test -s watch.data
+}
+
+# jq's test of some event is true within a minute.
+happens() { jq -se "any(.[]; $1)" watch.data >happening 2>&1; }
+expect_event() { eventually happens "$1" || { cat watch.data watch.words; return 1; }; }
+events() { jq -se "[.[] | select($1)] | length" watch.data; }
+
+@test "in a pipe there is a line for what is there, and for every change" {
+  start_bus
+  two_machines_with_a_drive
+  start_watching
+  expect_event '.event == "drive_came" and .drive.id == "E"'
+  expect_event '.event == "space_came" and .lobby == "Alpha"'
+  as_bob start_holding bob hold Alpha --room "Edit 1"
+  expect_event '.event == "person_came" and .person.user == "bob" and .person.held'
+  expect_event '.event == "lock_taken" and .lock.kind == "room" and .lock.owner == "bob"'
+  end_with TERM "$last"
+  expect_event '.event == "lock_released" and .lock.owner == "bob"'
+  expect_event '.event == "person_left" and .person.user == "bob"'
+  mv media elsewhere
+  expect_event '.event == "drive_went" and .drive.state == "not present"'
+  mv elsewhere media
+  eventually eval '[ "$(events ".event == \"drive_came\"")" -eq 2 ]'
+  [ "$(jq -r .schema watch.data | sort -u)" = miscdisc.event/1 ]
+  [ "$(jq -r .time watch.data | grep -cvE '^20..-..-..T..:..:..Z$')" -eq 0 ]
+}
+
+@test "files that others add and remove are events as they are told" {
+  start_bus
+  two_machines_with_a_drive
+  start watch watch files
+  eventually eval 'as_bob miscdisc notify send --added bob_sees/Material/first.mxf >told &&
+    happens ".event == \"file_added\""'
+  as_bob miscdisc notify send --added bob_sees/Material/A.mxf
+  as_bob miscdisc notify send --removed bob_sees/Sound/B.wav
+  as_bob miscdisc notify send --rescan
+  as_bob miscdisc notify send "nothing about files"
+  expect_event '.event == "rescan"'
+  expect_event '.event == "file_added" and .path == "'"$PWD"'/ann_sees/Material/A.mxf"'
+  expect_event '.event == "file_removed" and .path == "'"$PWD"'/ann_sees/Sound/B.wav"'
+  [ "$(jq -r .event watch.data | sort -u | paste -sd' ')" = "file_added file_removed messenger rescan" ]
+}
+
+@test "a drive that fills is a change" {
+  two_machines_with_a_drive
+  room_of media 3221225472 4294967296
+  LD_PRELOAD="$PRETENDED_SPACE" start_watching drives
+  expect_event '.event == "drive_came" and .drive.free == 3221225472'
+  room_of media 1073741824 4294967296
+  expect_event '.event == "drive_changed" and .drive.free == 1073741824'
+  [ "$(jq -r .event watch.data | sort -u | paste -sd' ')" = "drive_came drive_changed" ]
+}
+
+@test "only what is asked for is watched" {
+  two_machines_with_a_drive
+  start_watching lobby
+  as_bob start_holding bob hold Alpha
+  expect_event '.event == "person_came"'
+  [ "$(jq -r .event watch.data | sort -u | paste -sd' ')" = "person_came space_came" ]
+  ask watch everything
+  expect_code 2
+}
+
+@test "watching ends by a signal, and when nobody reads any more" {
+  two_machines_with_a_drive
+  start_watching
+  end_with INT "$last"
+  expect_code 130
+  start_watching
+  end_with TERM "$last"
+  expect_code 143
+  timeout 60 "$MISCDISC_COMMAND" watch 2>words | head -n 1 >data
+  [ "${PIPESTATUS[0]}" -eq 0 ]
+  [ "$(jq -r .schema data)" = miscdisc.event/1 ]
+}
+
+# On a terminal: a plain shell, in which it runs, so that what it leaves behind is seen.
+
+terminal() { tmux -u -S "$PWD/tmux" -f /dev/null "$@"; }
+
+watch_on_terminal() { # ARGUMENT...
+  HOME=$PWD terminal new-session -d -x 100 -y 30 "PS1='before> ' bash --norc --noprofile" 3>&-
+  terminal send-keys "stty -g >modes.before; '$MISCDISC_COMMAND' --timeout 1 watch $*; echo ended \$?; stty -g >modes.after" Enter
+}
+
+type_keys() { terminal send-keys "$@"; }
+no_terminal() { ! terminal has-session 2>/dev/null; }
+screen() { terminal capture-pane -p; }
+shows() { screen | grep -qE -- "$1"; }
+expect_screen() { eventually shows "$1" || { screen; return 1; }; }
+shows_no() { ! shows "$1"; }
+
+# The terminal is as it was: its modes, the shell's own page, and the cursor.
+expect_restored() { # EXIT-CODE
+  expect_screen "ended $1"
+  expect_screen "before> "
+  eventually test -s modes.after
+  diff modes.before modes.after
+  [ "$(terminal display-message -p '#{alternate_on} #{cursor_flag}')" = "0 1" ]
+}
+
+@test "on a terminal the page shows drives, people and locks, and changes in place" {
+  start_bus
+  two_machines_with_a_drive
+  watch_on_terminal
+  expect_screen "ann, lobby Alpha"
+  expect_screen "DRIVE +STATE"
+  expect_screen "E +.*ann_sees"
+  as_bob start_holding bob hold Alpha --room "Edit 1"
+  expect_screen "bob +live"
+  expect_screen "room +Edit 1 +live +bob"
+  expect_screen "messenger +dbus: connected to the session bus"
+  as_bob miscdisc notify send --added bob_sees/Material/A.mxf
+  expect_screen "added +.*/ann_sees/Material/A.mxf"
+  end_with TERM "$last"
+  eventually shows_no "bob +live"
+  type_keys q
+  expect_restored 0
+}
+
+@test "keys sort the drives and freeze the page" {
+  mkdir -p a/Material b/Material
+  printf 'name=Zebra\n' >a/Material/MediaSpaceInfo.txt
+  printf 'name=Ape\n' >b/Material/MediaSpaceInfo.txt
+  printf '[volumes]\ndiscover = false\nE = "%s"\nF = "%s"\n' "$PWD/a" "$PWD/b" >"$MISCDISC_HOME/config.toml"
+  watch_on_terminal drives
+  expect_screen "E +.*Zebra"
+  expect_screen "by id"
+  row() { screen | grep -nE -- "$1" | head -n 1 | cut -d: -f1; }
+  [ "$(row 'E +.*Zebra')" -lt "$(row 'F +.*Ape')" ]
+  type_keys s
+  expect_screen "by name"
+  [ "$(row 'E +.*Zebra')" -gt "$(row 'F +.*Ape')" ]
+  type_keys Space
+  expect_screen "FROZEN"
+  mv b elsewhere
+  screen >frozen
+  type_keys s
+  expect_screen "by free"
+  shows_no "not present"
+  type_keys Space
+  expect_screen "F +not present"
+  type_keys q
+  expect_restored 0
+}
+
+last_row_is() { [ "$(screen | tail -n 1)" = "$1" ]; }
+
+@test "the page fits any window" {
+  two_machines_with_a_drive
+  watch_on_terminal
+  expect_screen "E +.*ann_sees"
+  local size keys="q quit  s sort (by id)  space freeze"
+  for size in 20x5 3x2 1x1 200x50 100x30; do
+    terminal resize-window -x "${size%x*}" -y "${size#*x}"
+    eventually last_row_is "${keys:0:${size%x*}}"
+  done
+  expect_screen "E +.*ann_sees"
+  type_keys q
+  expect_restored 0
+}
+
+@test "the terminal is restored also when a signal ends it" {
+  two_machines_with_a_drive
+  local signal
+  for signal in INT:130 TERM:143 HUP:129; do
+    rm -f modes.after
+    watch_on_terminal
+    expect_screen "E +.*ann_sees"
+    if [ "${signal%:*}" = INT ]; then
+      type_keys C-c
+    else
+      signal_watch "${signal%:*}"
+    fi
+    expect_restored "${signal#*:}"
+    terminal kill-server
+    eventually no_terminal
+    rm -f tmux
+  done
+}
+
+# The one in the terminal of this test.
+signal_watch() { # SIGNAL
+  local shell
+  shell=$(terminal display-message -p '#{pane_pid}')
+  kill "-$1" "$(pgrep -P "$shell")"
+}
+
+@test "storage that hangs keeps nobody from reading keys or leaving" {
+  two_machines_with_a_drive
+  mkdir hung
+  sed -i "s|^E = .*|&\nF = \"$PWD/hung\"|" "$MISCDISC_HOME/config.toml"
+  hang_on hung
+  watch_on_terminal
+  expect_screen "F +not answering"
+  expect_screen "E +(ok|low|full)"
+  type_keys s
+  expect_screen "by name"
+  type_keys q
+  expect_restored 0
+}
