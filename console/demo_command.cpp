@@ -273,7 +273,7 @@ void Demo::tell() {
     say("Nobody is told of new files here: that takes the program dbus-daemon.");
     return;
   }
-  say("bob watches; what ann and cleo record he hears of, without reading a folder again.");
+  say("bob watches, and hears at once what ann and cleo record.");
   show("bob$ miscdisc watch files &");
   Pipe pipe;
   running_.add("bob's watch", start(commandOf("bob", {"watch", "files"}), pipe.in, signals_));
