@@ -87,6 +87,8 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
 
   void start();
   void finish();
+  // In a child of fork(), where nothing of the parent's threads and mutexes can be ended.
+  void stay() { self_ = shared_from_this(); }
 
   // What the engine calls.
   int descriptor() const override { return bell_.number(); }
@@ -173,6 +175,7 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
   Time sleepsUntil_ = Time::min();  // the thread that stands by; min: it does not sleep
 
   std::thread threads_[2];
+  std::shared_ptr<MessengerCore> self_;
 };
 
 // While the bell is rung somebody is about to take what waits.
@@ -615,8 +618,7 @@ Messenger::~Messenger() {
     core_->finish();
     Registry::ofProcess().setNone(core_->facts().engine, "the messenger was released");
   } else {
-    new std::shared_ptr<MessengerCore>(
-        core_);  // of the parent's threads and mutexes nothing can end here
+    core_->stay();
   }
 }
 

@@ -38,10 +38,11 @@ struct MessengerTiming {
   std::chrono::milliseconds flush = std::chrono::seconds(2);
 };
 
-// Starts two threads, which have ended when it is destroyed: one is the engine's, the other hands
-// over what comes in, one text at a time.  Destroying it lets what waits go out, as long as
-// MessengerTiming::flush at most, and waits for a call of the receiver that is underway; when that
-// call itself lets go of the messenger, the delivering thread ends with it instead.
+// Starts two threads, which have ended when it is destroyed.  One runs the engine; what comes in is
+// handed over by the other, or by the same where the engine says that this is better, one text at a
+// time.  Destroying it lets what waits go out, as long as MessengerTiming::flush at most, and waits
+// for a call of the receiver that is underway; when that call itself lets go of the messenger, its
+// thread ends with the call instead.
 //
 // In a child of fork() it does nothing.
 class MISCDISC_EXPORT Messenger final : public iNetMessager {
