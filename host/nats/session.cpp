@@ -95,6 +95,7 @@ std::optional<std::string> Session::run() {
     const auto end = mailbox_.end();
     if (traffic_.out.empty()) announce();
     if (!publish()) return trouble_;
+    if (moved_) return std::nullopt;
     const bool needed = !traffic_.group.empty() && !end;
     if (traffic_.out.empty() && !needed) return std::nullopt;
     if (end && Clock::now() >= *end) return std::nullopt;
@@ -241,18 +242,24 @@ void Session::dropSettled() {
 }
 
 bool Session::publish() {
+  bool full = false;
   for (;;) {
     // After a failure one text goes ahead: were the first refused and those behind it taken, they
     // would overtake it.
     const size_t window = worked_ || traffic_.out.empty() ? kWindow : 1;
-    if (inFlight_ >= window || inFlightBytes_ >= kWindowBytes) break;
-    if (inFlight_ == traffic_.out.size() && !traffic_.fetch(mailbox_)) break;
+    full = inFlight_ >= window || inFlightBytes_ >= kWindowBytes;
+    if (full || (inFlight_ == traffic_.out.size() && !traffic_.fetch(mailbox_))) break;
     Traffic::Outgoing& outgoing = traffic_.out[inFlight_];
+    // Who sends into a new group listens there first, so that no answer is missed.
+    const std::string& group = outgoing.parcel.group;
+    moved_ = group != traffic_.group && group == mailbox_.group();
+    if (moved_) return true;
     if (traffic_.own.insert(outgoing.parcel.sender).second) line_->add(outgoing.parcel.sender);
     if (!publish(outgoing)) return false;
   }
-  const bool urgent = !worked_ || mailbox_.end() || traffic_.group.empty();
-  line_->wakeAfter(urgent ? inFlight_ : kWindow / 4);
+  // Confirmations are settled by the hundreds, unless somebody waits for them.
+  const bool last = mailbox_.end() || traffic_.group.empty();
+  line_->wakeAfter(last ? inFlight_ : full ? (inFlight_ + 1) / 2 : kWindow / 4);
   return true;
 }
 

@@ -80,6 +80,7 @@ class Session {
   std::string subject_, subjectsGroup_;  // of the last text
   Clock::time_point inspected_;
   bool worked_ = false;
+  bool moved_ = false;  // into another group, for which a text waits
   std::optional<std::string> trouble_;
 };
 
