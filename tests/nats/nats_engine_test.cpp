@@ -354,10 +354,15 @@ TEST(NatsThreadsTest, NoneOutlivesTheLastEngineAndSigpipeIsTheApplications) {
     struct sigaction pipes = {};
     sigaction(SIGPIPE, nullptr, &pipes);
     EXPECT_EQ(pipes.sa_handler, SIG_DFL);
-    ann.leave();
+    ann.leave(60s);
     bob.send("still there");
-    bob.leave();
+    bob.leave(60s);
     EXPECT_THAT(bob.seen().undelivered, IsEmpty());
+    // The messengers have gone; on a busy machine the library's threads take a moment more.
+    const auto end = std::chrono::steady_clock::now() + 60s;
+    while (threads() != before && std::chrono::steady_clock::now() < end) {
+      std::this_thread::sleep_for(5ms);
+    }
     EXPECT_EQ(threads(), before);
   }
 }
