@@ -73,7 +73,7 @@ void* Line::closure() {
     id_ = ++lastLine;
     lines.emplace(id_, weak_from_this());
   }
-  return reinterpret_cast<void*>(id_);
+  return reinterpret_cast<void*>(id_);  // NOLINT(performance-no-int-to-ptr): a number, no address
 }
 
 std::vector<Line::Answer> Line::answers() {
