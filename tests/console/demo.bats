@@ -27,12 +27,8 @@ demo() {
 @test "a demo that is interrupted leaves neither folder nor machines" {
   mkdir stage
   TMPDIR="$PWD/stage" env --default-signal=INT,TERM "$MISCDISC_COMMAND" demo >data 2>words 3>&- &
-  local demo=$! try
-  for try in $(seq 1200); do
-    if grep -q '^holding' data; then break; fi
-    sleep 0.05
-  done
-  grep -q '^holding' data
+  local demo=$!
+  eventually grep -q '^holding' data
   kill -TERM "$demo"
   code=0
   wait "$demo" || code=$?

@@ -37,18 +37,6 @@ expect_gone() {
 
 expect_unchanged() { diff before <(share_snapshot); }
 
-eventually() { # COMMAND...: within a minute it is so
-  local try
-  for try in $(seq 1200); do
-    if "$@"; then return 0; fi
-    sleep 0.05
-  done
-  echo "never: $*"
-  return 1
-}
-
-is_stopped() { grep -q '^State:.T' "/proc/$1/status"; }
-
 # In the background, stopped at a lock; its number is in $doctor.
 doctor_stopped_at() { # WHEN ARGUMENT...
   LD_PRELOAD="$PRETENDED_LOCKS_LIBRARY" PRETENDED_LOCKS=$1 \

@@ -92,14 +92,7 @@ END
   [ "$(wc -w <<<"$children")" -eq 2 ]
   kill -KILL "$tester"
   wait "$tester" || true
-  for child in $children; do
-    for try in $(seq 1200); do
-      kill -0 "$child" 2>/dev/null || break
-      sleep 0.05
-    done
-    run kill -0 "$child"
-    [ "$status" -ne 0 ]
-  done
+  for child in $children; do eventually ended "$child"; done
 }
 
 @test "a folder that is not there, is none, or may not be written in is said" {

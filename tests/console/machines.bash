@@ -40,18 +40,7 @@ end_with() { # SIGNAL PID: its exit code is in $code
   wait "$2" || code=$?
 }
 
-eventually() { # COMMAND...: within a minute it is so
-  local try
-  for try in $(seq 1200); do
-    if "$@"; then return 0; fi
-    sleep 0.05
-  done
-  echo "never: $*"
-  return 1
-}
-
 gone() { [ ! -e "$1" ]; }
-ended() { ! kill -0 "$1" 2>/dev/null; }
 
 # Nothing is left of logins and locks in the lobby.
 expect_nothing_held() {

@@ -23,6 +23,19 @@ expect_code() {
   [ "$code" -eq "$1" ] || { echo "exit $code instead of $1"; cat words; return 1; }
 }
 
+eventually() { # COMMAND...: within a minute it is so
+  local try
+  for try in $(seq 1200); do
+    if "$@"; then return 0; fi
+    sleep 0.05
+  done
+  echo "never: $*"
+  return 1
+}
+
+ended() { ! kill -0 "$1" 2>/dev/null; }
+is_stopped() { grep -q '^State:.T' "/proc/$1/status"; }
+
 expect_data() {
   diff <(printf '%s\n' "$@") data
 }
