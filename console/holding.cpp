@@ -105,6 +105,15 @@ Exit sayOtherSpelling(const WString& room, const SpaceLock& other) {
   return held ? kHeld : kIncomplete;
 }
 
+// Both may have come at once, and each seen the other's lock.
+Exit sayLetGo(const WString& room, const SpaceLock& other) {
+  const Exit exit = sayOtherSpelling(room, other);
+  complain(
+      "it came at the same time, so the room was let go again.  The other program may do the same "
+      "then: try again");
+  return exit;
+}
+
 // Whoever finds a room file there takes another lock.
 void sayNoFile(const Space& space, const WString& path, const Options& options) {
   const auto same = [&](const Room& room) { return room.path == path && room.file; };
@@ -269,6 +278,12 @@ Exit Holding::enterRoom(const std::string& name) {
   if (outcome->done) {
     room_ = known;
     roomPath_ = *path;
+    // Asked again: whoever took the other lock meanwhile could not see this one.
+    const LockLook again = lookAtLock(lockFileOfRoom(otherSpelling(*path)), options_);
+    if (again.answer == LockLook::Answer::kThere && again.lock.held != Held::kNo) {
+      exit = leaveRoom();
+      return exit != kDone ? exit : sayLetGo(known, again.lock);
+    }
     sayNoFile(*space, *path, options_);
     return kDone;
   }

@@ -32,6 +32,7 @@ class Holding {
 
   // What is held already is kept.  Another lobby is entered after leaving the first one.
   Exit enterLobby(const std::string& name);
+  // When another program takes the room's other spelling at the same time, no room is held after.
   Exit enterRoom(const std::string& name);
   Exit openProject(const std::string& name);
 

@@ -280,6 +280,27 @@ teardown() {
   [ ! -e ran ]
 }
 
+@test "a room whose other spelling is taken at the same time is let go again" {
+  two_machines
+  local spaces="$MISCDISC_HOME/projects"
+  mkdir "$spaces"
+  LD_PRELOAD="$PRETENDED_LOCKS_LIBRARY" PRETENDED_LOCKS="before 1" start early hold --room New
+  local early=$last
+  eventually is_stopped "$early"
+  : >"$spaces/New.Room"
+  start_holding late hold --room New
+  [ -e "$spaces/New.Room.lck" ]
+  kill -CONT "$early"
+  code=0
+  wait "$early" || code=$?
+  expect_code 5
+  [ ! -s early.data ]
+  grep -qF "room New is held by ann since" early.words
+  grep -qF "it came at the same time, so the room was let go again." early.words
+  [ ! -e "$spaces/New.lck" ]
+  [ -e "$spaces/New.Room.lck" ]
+}
+
 @test "what others would not see is not entered" {
   two_machines
   mkdir -p net/Alpha/a/b net/Alpha/.hidden net/Alpha/Media net/Elsewhere/P0005000
