@@ -22,6 +22,9 @@ constexpr int kFolderItself = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 bool deleteEntry(int folder, const std::string& name);
 
+// Somebody else may delete the same folder at the same time.
+bool isGone(int error) { return error == ENOENT || error == ESTALE; }
+
 // Names are read before anything is deleted: a folder that changes while it is read may show an
 // entry twice or never.  The list of a lobby goes last, when all else is gone: what is left of a
 // lobby stays one, and can be deleted again.
@@ -45,11 +48,12 @@ bool deleteContents(Descriptor folder) {
 }
 
 bool deleteEntry(int folder, const std::string& name) {
-  if (unlinkat(folder, name.c_str(), 0) == 0 || errno == ENOENT) return true;
+  if (unlinkat(folder, name.c_str(), 0) == 0 || isGone(errno)) return true;
   if (errno != EISDIR && errno != EPERM) return false;
   Descriptor inner(openat(folder, name.c_str(), kFolderItself));
-  if (!inner) return false;
-  return deleteContents(std::move(inner)) && unlinkat(folder, name.c_str(), AT_REMOVEDIR) == 0;
+  if (!inner) return isGone(errno);
+  return deleteContents(std::move(inner)) &&
+         (unlinkat(folder, name.c_str(), AT_REMOVEDIR) == 0 || isGone(errno));
 }
 
 }  // namespace
@@ -87,8 +91,9 @@ bool deleteDirectory(const WString& wide) {
   while (!path.empty() && path.back() == '/') path.pop_back();  // "link/" would follow the link
   struct stat status;
   if (path.empty() || lstat(path.c_str(), &status) != 0) return false;
-  if (S_ISLNK(status.st_mode)) return unlink(path.c_str()) == 0;
+  if (S_ISLNK(status.st_mode)) return unlink(path.c_str()) == 0 || host::isGone(errno);
   host::Descriptor folder(::open(path.c_str(), host::kFolderItself));
-  if (!folder) return false;
-  return host::deleteContents(std::move(folder)) && rmdir(path.c_str()) == 0;
+  if (!folder) return host::isGone(errno);
+  return host::deleteContents(std::move(folder)) &&
+         (rmdir(path.c_str()) == 0 || host::isGone(errno));
 }

@@ -16,7 +16,8 @@ MISCDISC_EXPORT WString joinPaths(const WString& folder, const WString& name);
 // A file or folder of that name is there, as shared storage has it now.
 MISCDISC_EXPORT bool fileExists(const WString& path);
 
-// Deletes a folder and everything in it.  Symbolic links are deleted, never followed.
+// Deletes a folder and everything in it.  Symbolic links are deleted, never followed.  What
+// somebody else deletes meanwhile is deleted.
 MISCDISC_EXPORT bool deleteDirectory(const WString& path);
 
 // The bare names of the entries directly inside a folder that match the pattern, added to names.

@@ -56,6 +56,23 @@ TEST_P(LobbiesTest, LobbyThatOneMachineMakesIsListedAndEnteredByTheOther) {
   EXPECT_EQ(ben.ask("network-mode"), "no");
 }
 
+TEST_P(LobbiesTest, LobbyThatTwoMachinesDeleteAtOnceIsGoneForEach) {
+  ASSERT_EQ(ann.ask("create Alpha"), "yes");
+  ASSERT_EQ(ann.ask("freeze-before unlinkat Sound"), "yes");
+  ann.tell("delete Alpha");
+  ann.awaitStop();
+  ASSERT_EQ(ben.ask("freeze-before unlinkat DefNetDrive.txt"), "yes");
+  ben.tell("delete Alpha");
+  ben.awaitStop();
+  EXPECT_FALSE(share.has("Alpha/Media"));
+
+  ann.resume();
+  EXPECT_EQ(ann.answer(), "yes");
+  EXPECT_FALSE(share.has("Alpha"));
+  ben.resume();
+  EXPECT_EQ(ben.answer(), "yes");
+}
+
 TEST_P(LobbiesTest, OfTwoMachinesThatMakeALobbyAtOnceOneSucceedsAndTheListIsWhole) {
   for (int round = 0; round < 40; ++round) {
     const std::string name = "Lobby" + std::to_string(round);
