@@ -169,6 +169,8 @@ void addFound(Space& space, const WString& inner, const std::vector<Entry>& entr
 
 bool isProject(const WString& name) { return cookie::fromWString(name).has_value(); }
 
+bool isProjectLock(const Entry& entry) { return entry.name == kProjectLock; }
+
 enum class Depth { kPeople, kAll, kEverywhere };
 
 bool isLookedAt(const Entry& entry, Depth depth) {
@@ -188,9 +190,8 @@ void addFolder(Space& space, const WString& name, Depth depth) {
   }
   space.folders.push_back(space.folder + inner);
   addFound(space, inner, found.entries);
-  const auto isLock = [](const Entry& entry) { return entry.name == kProjectLock; };
   const bool mayHaveLock = isProject(name) || depth == Depth::kEverywhere;
-  if (mayHaveLock && std::any_of(found.entries.begin(), found.entries.end(), isLock)) {
+  if (mayHaveLock && std::any_of(found.entries.begin(), found.entries.end(), isProjectLock)) {
     addLock(space, SpaceLock::Kind::kProject, name, space.folder + inner + kProjectLock);
   }
   if (depth != Depth::kEverywhere) return;
@@ -221,6 +222,13 @@ void addPeople(Space& space, const std::vector<Entry>& entries) {
 void addContents(Space& space, const std::vector<Entry>& entries, Depth depth) {
   space.folders.push_back(space.folder);
   addFound(space, L"", entries);
+  // Of a lobby that is itself used as a project.
+  const bool lock =
+      depth == Depth::kEverywhere && std::any_of(entries.begin(), entries.end(), isProjectLock);
+  if (lock) {
+    addLock(space, SpaceLock::Kind::kProject, stripPath(plainFolder(space.folder)),
+            space.folder + kProjectLock);
+  }
   for (const Entry& entry : entries) {
     if (isLookedAt(entry, depth)) addFolder(space, entry.name, depth);
   }

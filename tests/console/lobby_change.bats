@@ -260,6 +260,19 @@ state() { cat "$MISCDISC_HOME/state.toml"; }
   ask lobby delete Beta --yes
   expect_code 7
   expect_words "project a/Inner/P0001000 is held by bob since"
+  tell bob "unlock-project"
+  tell bob leave
+  # The lobby's own folder.
+  mkdir net/P0007000
+  : >net/P0007000/DefNetDrive.txt
+  ln -s . net/P0007000/P0007000
+  tell bob "enter P0007000"
+  rm net/P0007000/bob.cli
+  tell bob "lock-project P0007000"
+  [ -f net/P0007000/Lock ]
+  ask lobby delete P0007000 --yes
+  expect_code 7
+  expect_words "project P0007000 is held by bob since"
   [ -e net/Beta/DefNetDrive.txt ]
 }
 
