@@ -331,6 +331,12 @@ Exit showDemo(Context& context) {
     complain("the demo is for people: there is no document of it.  Leave --json out");
     return kUsage;
   }
+  if (context.options.dryRun) {
+    complain(
+        "nobody can try out the demo: it works in a temporary folder, and removes that again.  "
+        "Leave --dry-run out");
+    return kUsage;
+  }
   return Demo(context).play();
 }
 

@@ -19,6 +19,7 @@
 #include <thread>
 
 #include "console/folders.h"
+#include "console/program.h"
 #include "console/progress.h"
 #include "host/files/mount_facts.h"
 #include "host/files/open_file.h"
@@ -35,7 +36,7 @@ constexpr milliseconds kReplacing{500};
 // For one answer of a process, beyond what it was asked to take, and for the folder to go away.
 constexpr milliseconds kPatience{5000};
 
-volatile sig_atomic_t interrupted = 0;
+volatile sig_atomic_t interrupted = 0;  // the signal
 
 // What was made goes away first.  A signal that whoever started us wants ignored stays so.
 void waitForSignals() {
@@ -44,7 +45,7 @@ void waitForSignals() {
     sigaction(signal, nullptr, &action);
     if (action.sa_handler == SIG_IGN) continue;
     action = {};
-    action.sa_handler = [](int) { interrupted = 1; };
+    action.sa_handler = [](int number) { interrupted = number; };
     sigaction(signal, &action, nullptr);
   }
 }
@@ -52,7 +53,7 @@ void waitForSignals() {
 // Why the test cannot go on.
 struct Stop {
   Exit exit;
-  std::string text;
+  std::string text;  // empty: whoever stopped it knows why
 };
 
 struct Row {
@@ -145,7 +146,7 @@ class Process {
     // In short steps, for a signal may come in just before the wait.
     const milliseconds step = std::clamp(left, milliseconds(0), milliseconds(100));
     const int ready = poll(&waiting, 1, static_cast<int>(step.count()));
-    if (interrupted) throw Stop{kInterrupted, "interrupted"};
+    if (interrupted) throw Stop{exitBySignal(interrupted), {}};
     if (ready <= 0) {
       if (Clock::now() < end) return;
       throw Stop{kIncomplete, printable(folder_) +
@@ -184,12 +185,15 @@ Stop notAnswering(const std::string& folder, const Options& options) {
 }
 
 Stop cannotBeUsed(const std::string& folder, int error) {
-  const std::string shown = printable(folder);
-  if (error == ENOENT) {
-    return {kNotFound, shown + " is not there.  Mount it, or check the spelling"};
-  }
-  return {kFailed, "nothing can be written in " + shown + ": " + std::strerror(error) +
+  // Of a folder that is there: a file system of the kernel's own, such as /proc.
+  const std::string why = error == ENOENT ? "no folder can be made there" : std::strerror(error);
+  return {kFailed, "nothing can be written in " + printable(folder) + ": " + why +
                        ".  Give a folder in which this user may write, for example the lobby's"};
+}
+
+Stop cannotBeLookedAt(const std::string& folder, int error) {
+  if (error != ENOENT) return cannotBeUsed(folder, error);
+  return {kNotFound, printable(folder) + " is not there.  Mount it, or check the spelling"};
 }
 
 Ground lookAtGround(const std::string& folder) {
@@ -216,7 +220,7 @@ Ground makeGround(const std::string& folder, const Options& options) {
   const auto seen =
       within<Ground>(options.deadline(), wide, [folder] { return lookAtGround(folder); });
   if (!seen) throw notAnswering(folder, options);
-  if (seen->error != 0) throw cannotBeUsed(folder, seen->error);
+  if (seen->error != 0) throw cannotBeLookedAt(folder, seen->error);
 
   // Longer than a look: what is made after the wait nobody would remove.
   const auto made = within<Ground>(kPatience, wide, [folder, ground = *seen]() mutable {
@@ -422,6 +426,16 @@ Exit exitOf(const std::vector<Row>& rows) {
 }  // namespace
 
 Exit testShare(Context& context, const std::string& given) {
+  if (given.empty()) {
+    complain("DIR is empty: a folder's path was expected");
+    return kUsage;
+  }
+  if (context.options.dryRun) {
+    complain(
+        "the test is the change: it writes in a folder that it makes in DIR and removes again.  "
+        "Leave --dry-run out");
+    return kUsage;
+  }
   const std::string folder = Qx::UTF8FromWString(absoluteFolder(Qx::WStringFromUTF8(given)));
   waitForSignals();
   std::optional<Ground> ground;
@@ -436,7 +450,7 @@ Exit testShare(Context& context, const std::string& given) {
   }
   if (ground) clear(*ground);
   if (stop) {
-    if (stop->exit != kInterrupted) complain(stop->text);
+    if (!stop->text.empty()) complain(stop->text);
     return stop->exit;
   }
   show(context, folder, *ground, rows);

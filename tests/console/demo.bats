@@ -37,8 +37,12 @@ demo() {
   ! grep -lzsq "^MISCDISC_HOME=$PWD/stage" /proc/[0-9]*/environ
 }
 
-@test "there is no document of the demo" {
+@test "there is no document of the demo, and it is not tried out" {
   demo --json
   expect_code 2
+  [ ! -s data ]
+  demo --dry-run
+  expect_code 2
+  expect_words "nobody can try out the demo"
   [ ! -s data ]
 }

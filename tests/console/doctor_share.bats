@@ -74,12 +74,13 @@ END
 
 @test "interrupted or ended, it leaves nothing" {
   mkdir d
-  for signal in INT TERM HUP; do
+  for signal in HUP:129 INT:130 TERM:143; do
     start_test
-    kill -$signal "$tester"
+    kill "-${signal%:*}" "$tester"
     code=0
     wait "$tester" || code=$?
-    expect_code 130
+    expect_code "${signal#*:}"
+    [ ! -s words ]
     [ ! -s data ]
     [ -z "$(ls -A d)" ]
   done
@@ -114,6 +115,15 @@ END
   expect_code 2
   ask doctor share d --fix
   expect_code 2
+  ask doctor share d --dry-run
+  expect_code 2
+  expect_words "Leave --dry-run out"
+  ask doctor share ""
+  expect_code 2
+  expect_words "DIR is empty"
+  ask doctor share /proc
+  expect_code 1
+  expect_words "nothing can be written in /proc: no folder can be made there."
 }
 
 @test "a share that does not answer keeps nobody waiting" {
