@@ -223,21 +223,17 @@ Exit listProjects(Context& context) {
   return list(context, "projects", "PROJECT", space, projectsOf(space));
 }
 
-Exit sayWhoHas(const Holdable& project) {
+Exit sayWhoHas(const Holdable& project, const Options& options) {
   const SpaceLock* lock = project.lock;
   const std::string nobody = "nobody has project " + printable(project.name) + " open";
   if (!lock) {
-    complain(nobody);
-    return kNotFound;
-  }
-  if (!lock->ordinary) {
+    remark(options, nobody);
+  } else if (!lock->ordinary) {
     complain(nobody + ", and nobody can: " + printable(lock->path) +
              " is no ordinary file.  Look at it with ls -ld");
-    return kNotFound;
-  }
-  if (lock->held == Held::kNo) {
-    complain(nobody + ": its lock file is a leftover of " + holder(*lock));
-    return kNotFound;
+    return kFailed;
+  } else if (lock->held == Held::kNo) {
+    remark(options, nobody + ": its lock file is a leftover of " + holder(*lock));
   }
   return kDone;
 }
@@ -272,7 +268,7 @@ Exit whoHasProject(Context& context, const std::string& name) {
   } else {
     context.output.printTable(options, {"PROJECT", "STATE", "OWNER", "SINCE"}, {cellsOf(*project)});
   }
-  return !project->lock && seen != kDone ? seen : sayWhoHas(*project);
+  return !project->lock && seen != kDone ? seen : sayWhoHas(*project, options);
 }
 
 }  // namespace
@@ -296,7 +292,8 @@ void addProject(CLI::App& app, Context& context, Command& chosen) {
   addSpaceCommand(*project, chosen, "list", "Which projects there are, and who has them open",
                   [&context] { return listProjects(context); });
   const auto name = std::make_shared<std::string>();
-  addSpaceCommand(*project, chosen, "who", "Who has a project open",
+  addSpaceCommand(*project, chosen, "who",
+                  "Who has a project open, if anybody.  Exit code 4: there is no such project",
                   [&context, name] { return whoHasProject(context, *name); })
       ->add_option("PROJECT", *name, "For example P0001000")
       ->required();

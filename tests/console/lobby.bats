@@ -136,7 +136,7 @@ load lobby
     done
   done
   ask project who P0001000
-  expect_code 4
+  expect_code 1
   expect_words "nobody has project P0001000 open, and nobody can"
   ask locks wait P0002000
   expect_code 1
