@@ -102,6 +102,7 @@ Exit show(Context& context, const std::string& given) {
   if (options.json) {
     Json document{{"schema", "miscdisc.lobby/1"}};
     addText(document, "name", Qx::WStringFromUTF8(*name));
+    addText(document, "path", space->folder);
     document["people"] = peopleOf(*space);
     document["locks"] = locksOf(*space);
     context.output.printDocument(document);

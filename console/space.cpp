@@ -429,6 +429,7 @@ Json asJson(const Person& person) {
 
 Json asJson(const SpaceLock& lock) {
   Json object{{"kind", kindOf(lock.kind)}};
+  addText(object, "name", lock.name);
   addText(object, "path", lock.path);
   object["owner"] = nullptr;
   if (!lock.owner.empty()) addText(object, "owner", lock.owner);

@@ -66,7 +66,7 @@ load lobby
   expect_words "the lock of room P0001000/Mix is a leftover of cat: nobody holds it."
   ask lobby show Alpha --json -q
   [ ! -s words ]
-  [ "$(jq -c . data)" = "{\"schema\":\"miscdisc.lobby/1\",\"name\":\"Alpha\",\"people\":[{\"user\":\"ann\",\"held\":false,\"since\":\"$at\",\"you\":true},{\"user\":\"bob\",\"held\":true,\"since\":\"$at\",\"you\":false}],\"locks\":[{\"kind\":\"project\",\"path\":\"$PWD/net/Alpha/P0001000/Lock\",\"owner\":\"bob\",\"state\":\"live\",\"since\":\"$at\"},{\"kind\":\"room\",\"path\":\"$PWD/net/Alpha/Edit 1.Room.lck\",\"owner\":\"bob\",\"state\":\"live\",\"since\":\"$at\"},{\"kind\":\"room\",\"path\":\"$PWD/net/Alpha/P0001000/Mix.Room.lck\",\"owner\":\"cat\",\"state\":\"stale\",\"since\":\"$at\"}]}" ]
+  [ "$(jq -c . data)" = "{\"schema\":\"miscdisc.lobby/1\",\"name\":\"Alpha\",\"path\":\"$PWD/net/Alpha/\",\"people\":[{\"user\":\"ann\",\"held\":false,\"since\":\"$at\",\"you\":true},{\"user\":\"bob\",\"held\":true,\"since\":\"$at\",\"you\":false}],\"locks\":[{\"kind\":\"project\",\"name\":\"P0001000\",\"path\":\"$PWD/net/Alpha/P0001000/Lock\",\"owner\":\"bob\",\"state\":\"live\",\"since\":\"$at\"},{\"kind\":\"room\",\"name\":\"Edit 1\",\"path\":\"$PWD/net/Alpha/Edit 1.Room.lck\",\"owner\":\"bob\",\"state\":\"live\",\"since\":\"$at\"},{\"kind\":\"room\",\"name\":\"P0001000/Mix\",\"path\":\"$PWD/net/Alpha/P0001000/Mix.Room.lck\",\"owner\":\"cat\",\"state\":\"stale\",\"since\":\"$at\"}]}" ]
   ask lobby show Beta
   expect_code 0
   [ ! -s data ]
