@@ -59,6 +59,14 @@ Exit runWith(Context& context, const Wanted& wanted, const std::vector<std::stri
   return holding.end(context.output, static_cast<Exit>(ended.code));
 }
 
+// What follows -- is no option to the options' library.
+class UsageOfWith : public CLI::Formatter {
+ public:
+  std::string make_usage(const CLI::App*, std::string name) const override {
+    return "Usage: " + name + " LOBBY [--room R] [--project P] -- COMMAND...\n";
+  }
+};
+
 Json asJson(const Holding& holding) {
   Json document{{"schema", "miscdisc.hold/1"}};
   addText(document, "user", OS()->getUserName());
@@ -74,8 +82,7 @@ Json asJson(const Holding& holding) {
 
 Exit runHold(Context& context, const Wanted& wanted) {
   if (!mayHold(context.options)) return kUsage;
-  const std::string lobby =
-      wanted.lobby.value_or(Qx::UTF8FromWString(LobbyUtils::getCurrentNetworkLobbyName()));
+  const std::string lobby = lobbyOf(wanted);
   if (lobby.empty() && !wanted.room && !wanted.project) {
     complain("there is nothing to hold: name a lobby, or a room or project of the local space");
     return kUsage;
@@ -103,6 +110,7 @@ void addWith(CLI::App& app, Context& context, Command& chosen,
       "with",
       "Hold a lobby, and maybe a room and a project, while a COMMAND runs: with LOBBY -- "
       "COMMAND…");
+  with->formatter(std::make_shared<UsageOfWith>());
   const auto wanted = std::make_shared<Wanted>();
   with->add_option("LOBBY", wanted->lobby, "To log in to")->required();
   addWanted(*with, *wanted);
