@@ -33,11 +33,32 @@ void diagnoseSpace(const Space& space, const Options& options, Diagnosis& diagno
   if (space.answer == Space::Answer::kThere) findInLists(space.folder, options, diagnosis);
 }
 
-Diagnosis diagnose(const Arguments& arguments, const Options& options, Space& own) {
+// Nobody said that it is to be one, and nothing in it says so.
+bool isPlainFolder(const Space& space, const std::vector<RootFolder>& folders) {
+  if (space.answer != Space::Answer::kThere || space.lobby) return false;
+  const WString name = LobbyUtils::getCurrentNetworkLobbyName();
+  return std::any_of(folders.begin(), folders.end(), [&](const RootFolder& folder) {
+    return folder.name == name && !folder.likeLobby;
+  });
+}
+
+// Nothing, after saying so, when the lobby that was named is none.
+std::optional<Diagnosis> diagnose(const Arguments& arguments, bool isConfigured,
+                                  const Options& options) {
   Diagnosis diagnosis;
   const DriveList list = enterConfiguredSpace(options);
-  own = lookAt(getProjectsBaseDirectory(), options);
+  const Space own = lookAt(getProjectsBaseDirectory(), options);
+  if (arguments.lobbyGiven && own.answer == Space::Answer::kMissing) {
+    complain(problemOf(own, options));
+    return {};
+  }
   const std::vector<RootFolder> folders = findInRoot(options, diagnosis);
+  if (!isConfigured && isPlainFolder(own, folders)) {
+    complain("there is no lobby " + printable(arguments.lobby) + ": " + printable(own.folder) +
+             " holds no " + printable(getMediaLocationsFilename()) +
+             ", and nothing else of a lobby.  \"miscdisc lobby list\" shows which there are.");
+    return {};
+  }
   if (LobbyUtils::machineIsInNetworkMode()) findInLobby(own, folders, diagnosis);
 
   std::vector<WString> others;
@@ -143,22 +164,22 @@ void sumUp(const Options& options, const Diagnosis& diagnosis) {
 
 Exit examine(Context& context, const Arguments& arguments) {
   const Options& options = context.options;
+  bool isConfigured = true;
   if (arguments.lobbyGiven) {
     if (!mayBeLobby(arguments.lobby)) return kUsage;
+    const WString configured = LobbyUtils::getCurrentNetworkLobbyName();
+    isConfigured = Qx::WStringFromUTF8(arguments.lobby) == configured;
     host::overlayUserConfig(kLobbySection, kLobbyNameKey, arguments.lobby);
   }
-  Space own;
-  Diagnosis diagnosis = diagnose(arguments, options, own);
-  if (arguments.lobbyGiven && own.answer == Space::Answer::kMissing) {
-    complain(problemOf(own, options));
-    return kNotFound;
-  }
-  for (const std::string& unseen : diagnosis.unseen) complain(unseen);
-  if (arguments.fix && !options.dryRun) fix(diagnosis, options);
-  show(context, diagnosis, arguments.fix);
-  sumUp(options, diagnosis);
-  if (std::any_of(diagnosis.findings.begin(), diagnosis.findings.end(), isLeft)) return kProblems;
-  return diagnosis.unseen.empty() ? kDone : kIncomplete;
+  auto diagnosis = diagnose(arguments, isConfigured, options);
+  if (!diagnosis) return kNotFound;
+  for (const std::string& unseen : diagnosis->unseen) complain(unseen);
+  if (arguments.fix && !options.dryRun) fix(*diagnosis, options);
+  show(context, *diagnosis, arguments.fix);
+  sumUp(options, *diagnosis);
+  const auto& findings = diagnosis->findings;
+  if (std::any_of(findings.begin(), findings.end(), isLeft)) return kProblems;
+  return diagnosis->unseen.empty() ? kDone : kIncomplete;
 }
 
 }  // namespace

@@ -376,6 +376,10 @@ go_on() {
   ask doctor --lobby Nope
   expect_code 4
   expect_words "$PWD/net/Nope/ is not there."
+  ask doctor --lobby Folder --fix
+  expect_code 4
+  expect_words "there is no lobby Folder: $PWD/net/Folder/ holds no DefNetDrive.txt"
+  [ -z "$(ls -A net/Folder)" ]
   ask doctor --lobby a/b
   expect_code 2
   ask doctor --lobby Beta --fix
@@ -499,6 +503,8 @@ net/Gamma/Media net/Gamma/Media/Material net/Gamma/Media/Sound" ]
   ask doctor
   expect_code 10
   expect_findings unfinished-lobby "$PWD/net/Alpha"
+  ask doctor --lobby Alpha
+  expect_code 10
   ask doctor --fix
   expect_code 0
   printf '%s' "$PWD/net/Alpha/Media" | cmp - net/Alpha/DefNetDrive.txt
