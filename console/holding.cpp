@@ -198,8 +198,15 @@ std::optional<Holding::Outcome> Holding::call(std::function<bool()> call) {
 std::optional<Space> Holding::lookAround(Exit& exit) const {
   Space space = lookAt(space_, options_);
   if (space.answer == Space::Answer::kThere) return space;
-  complain(problemOf(space, options_));
   exit = exitOf(space);
+  if (space.answer == Space::Answer::kMissing && space.folder == getDefaultLocalProjectsDir()) {
+    complain(printable(space.folder) +
+             " is not there yet, so there are no rooms and projects in it.  \"miscdisc space "
+             "create " +
+             printable(space.folder) + "\" makes it; or name a lobby");
+  } else {
+    complain(problemOf(space, options_));
+  }
   return {};
 }
 

@@ -29,6 +29,12 @@ teardown() {
   expect_code 4
 }
 
+@test "the use of with names what follows --" {
+  ask with --help
+  expect_code 0
+  grep -qxF "Usage: miscdisc with LOBBY [--room R] [--project P] -- COMMAND..." data
+}
+
 @test "its exit code is passed on, as by a shell" {
   two_machines
   touch plain
@@ -247,6 +253,12 @@ teardown() {
   for name in "" . .. a/b; do
     ask with "$name" -- touch ran
     expect_code 2
+  done
+  for arguments in "--room Cut" "--project P0001000"; do
+    ask hold $arguments
+    expect_code 4
+    expect_words "$MISCDISC_HOME/projects/ is not there yet"
+    [ ! -e "$MISCDISC_HOME/projects" ]
   done
   ask with Alpha --room ../x -- touch ran
   expect_code 2
