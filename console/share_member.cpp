@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "console/share_test.h"
+#include "host/files/file_manager.h"
 #include "host/files/lock_file.h"
 #include "host/files/open_file.h"
 #include "miscdisc/frame/separator.h"
@@ -63,7 +64,7 @@ class Member {
   std::string lock(const std::string&) {
     lock_ = std::make_unique<NetLock>(wide("lock"));
     if (lock_->Lock()) return "yes";
-    return "no " + std::to_string(errno);
+    return "no " + std::to_string(host::lastOpenError());
   }
 
   std::string unlock(const std::string&) {

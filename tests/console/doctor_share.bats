@@ -72,6 +72,17 @@ END
   [ -z "$(ls -A d)" ]
 }
 
+@test "where no lock is had, the reason is said" {
+  mkdir d
+  export LD_PRELOAD="$PRETENDED_LOCKS_LIBRARY" PRETENDED_LOCKS=refused
+  ask doctor share d
+  unset LD_PRELOAD
+  expect_code 10
+  grep -qE "^exclusion	FAILED	no lock was ever had" data
+  grep -qx "asking	FAILED	the lock was not had: No locks available" data
+  grep -qx "death of a holder	FAILED	the lock was not had: No locks available" data
+}
+
 @test "interrupted or ended, it leaves nothing" {
   mkdir d
   for signal in HUP:129 INT:130 TERM:143; do

@@ -2,6 +2,7 @@
 // Without sanitizers: the programs that the command starts load it too.
 //
 //   granted    whoever asks for a lock has it, and nobody is asked
+//   refused    nobody has a lock, as on a mount without them
 //   before N   the process stops itself before it asks for its Nth lock
 //   after N    the process stops itself when it has asked for its Nth lock
 #include <dlfcn.h>
@@ -9,6 +10,7 @@
 #include <signal.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
 #include <string>
@@ -39,6 +41,10 @@ extern "C" MISCDISC_EXPORT int fcntl(int file, int command, ...) {
       command == F_OFD_SETLK && static_cast<struct flock*>(argument)->l_type != F_UNLCK;
   if (!lock) return real(file, command, argument);
   if (wanted() == "granted") return 0;
+  if (wanted() == "refused") {
+    errno = ENOLCK;
+    return -1;
+  }
   static std::atomic<int> count{0};
   const int asked = ++count;
   stopAt("before", asked);
