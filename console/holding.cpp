@@ -1,6 +1,5 @@
 #include "console/holding.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +10,7 @@
 #include <thread>
 
 #include "console/folders.h"
+#include "console/lock_files.h"
 #include "host/files/file_manager.h"
 #include "host/user_config.h"
 #include "host/volumes.h"
@@ -78,16 +78,10 @@ WString nameOf(const Space& space, const WString& roomPath) {
 // Locks and logins are empty, and an information file is a name.  Whoever lets go removes them, so
 // nothing else may be taken for one.  Empty: nothing is in the way.
 std::string inTheWay(const WString& lockFile, const Options& options) {
-  const std::string path = Qx::UTF8FromWString(lockFile);
-  const auto found = within<std::string>(options.deadline(), lockFile, [path]() -> std::string {
-    constexpr off_t kMostInformation = 255;
-    struct stat lock {
-    }, information{};
-    if (lstat(path.c_str(), &lock) == 0 && S_ISREG(lock.st_mode) && lock.st_size > 0) return path;
-    const std::string beside = path + ".inf";
-    if (lstat(beside.c_str(), &information) != 0) return {};
-    const bool names = S_ISREG(information.st_mode) && information.st_size <= kMostInformation;
-    return names ? std::string() : beside;
+  const auto found = within<WString>(options.deadline(), lockFile, [lockFile]() -> WString {
+    if (isForeignFile(lockFile)) return lockFile;
+    const WString beside = lockFile + kInformationEnding;
+    return isForeignInformation(beside) ? beside : WString();
   });
   if (!found || found->empty()) return {};
   return printable(*found) +
@@ -216,7 +210,7 @@ Exit Holding::enterLobby(const std::string& name) {
   Exit exit = kDone;
   const auto space = lobbyNamed(name, options_, exit);
   if (!space) return exit;
-  const std::string way = inTheWay(space->folder + OS()->getUserName() + L".cli", options_);
+  const std::string way = inTheWay(space->folder + OS()->getUserName() + kLoginEnding, options_);
   if (!way.empty()) {
     complain("nobody logged in in lobby " + printable(wanted) + ": " + way);
     return kLoginRefused;

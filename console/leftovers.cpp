@@ -11,6 +11,7 @@
 #include "console/changes.h"
 #include "console/doctor.h"
 #include "console/folders.h"
+#include "console/lock_files.h"
 #include "host/files/lock_file.h"
 #include "host/files/mount_facts.h"
 #include "miscdisc/frame/separator.h"
@@ -21,18 +22,8 @@
 namespace console {
 namespace {
 
-constexpr char kInformation[] = ".inf";
-constexpr char kMediaFolder[] = "Media";  // of a lobby: no rooms and projects in it
-
 // Saving takes seconds at most, so what is older was left by a machine that died.
 constexpr time_t kSavingIsOver = 3600;
-
-// Longer than any user name: such a file names nobody.
-constexpr off_t kMostInformation = 255;
-
-bool ends(const std::string& name, std::string_view ending) {
-  return name.ends_with(ending) && name.size() > ending.size();
-}
 
 std::optional<struct stat> statusOf(const std::string& path) {
   struct stat status {};
@@ -44,20 +35,13 @@ bool isOrdinary(const std::optional<struct stat>& status) {
   return status && S_ISREG(status->st_mode);
 }
 
-// All locks, logins and guards are empty: a file of that name with anything in it is another
-// program's.
-bool isEmptyFile(const std::string& path) {
-  const auto status = statusOf(path);
-  return isOrdinary(status) && status->st_size == 0;
-}
-
-bool mayBeInformation(const std::string& path) {
-  const auto status = statusOf(path);
-  return isOrdinary(status) && status->st_size <= kMostInformation;
-}
-
 bool isOld(const std::optional<struct stat>& status) {
   return status && status->st_mtim.tv_sec < std::time(nullptr) - kSavingIsOver;
+}
+
+// Of an information file.
+WString lockBeside(const WString& path) {
+  return path.substr(0, path.size() - WString(kInformationEnding).size());
 }
 
 // Removing: each of these returns why it did not.
@@ -73,17 +57,26 @@ bool isThere(const WString& path) {
   return fileExists(path) || statusOf(Qx::UTF8FromWString(path));
 }
 
+// Looked at first: whoever takes a lock gives its file a new time.
+bool mayBeTaken(const WString& path) {
+  const std::string folder = Qx::UTF8FromWString(getPath(path));
+  return faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0 &&
+         host::lockState(Qx::UTF8FromWString(path)) != host::LockState::kHeld;
+}
+
 // With its information file.  Whoever holds the lock keeps both.
 std::string removeLock(const WString& path) {
-  const WString information = path + Qx::WStringFromUTF8(kInformation);
+  const WString information = path + kInformationEnding;
   if (!isThere(path) && !isThere(information)) return {};
   // Before the lock, which takes away what a former holder has written there.
-  if (isThere(information) && !mayBeInformation(Qx::UTF8FromWString(information))) {
+  if (isForeignInformation(information)) {
     return printable(information) + " beside it names nobody.  Look at it with ls -l";
   }
+  constexpr char kNotEmpty[] = "it is not empty any more";
+  if (isForeignFile(path)) return kNotEmpty;
   NetLock lock(path);
-  if (!lock.Lock()) return whyLeft(path);
-  if (!isEmptyFile(Qx::UTF8FromWString(path))) return "it is not empty any more";
+  if (!mayBeTaken(path) || !lock.Lock()) return whyLeft(path);
+  if (!isEmptyFile(path)) return kNotEmpty;
   lock.Unlock();
   return isThere(path) || isThere(information) ? whyLeft(path) : std::string();
 }
@@ -129,7 +122,7 @@ class Search {
 
   std::vector<Finding> run() {
     for (const Person& person : space_.people) {
-      addHeld(person.path, person.held, "stale-login", ".cli",
+      addHeld(person.path, person.held, person.foreign, "stale-login",
               "the login of " + printable(person.user) + ", of " + rfc3339(person.since));
     }
     for (const SpaceLock& lock : space_.locks) addLock(lock);
@@ -147,13 +140,12 @@ class Search {
       return;
     }
     const bool project = lock.kind == SpaceLock::Kind::kProject;
-    addHeld(lock.path, lock.held, project ? "stale-project-lock" : "stale-room-lock",
-            project ? "Lock" : ".lck",
+    addHeld(lock.path, lock.held, lock.foreign, project ? "stale-project-lock" : "stale-room-lock",
             "the lock of " + std::string(project ? "project " : "room ") + printable(lock.name) +
                 ", by " + holder(lock));
   }
 
-  void addHeld(const WString& path, Held held, const std::string& kind, std::string_view ending,
+  void addHeld(const WString& path, Held held, bool foreign, const std::string& kind,
                const std::string& what) {
     if (held == Held::kYes) return;
     if (held == Held::kUnknown) {
@@ -164,7 +156,7 @@ class Search {
     }
     const std::string native = Qx::UTF8FromWString(path);
     if (!statusOf(native)) return;  // let go and removed meanwhile
-    if (!native.ends_with(ending) || !isEmptyFile(native)) {
+    if (foreign) {
       findings_.push_back({"foreign-file", path,
                            "is named like a lock or login, but was made by another program.  It "
                            "counts as one: move it away, or give it another name"});
@@ -183,17 +175,17 @@ class Search {
     std::error_code gone;  // said already, by whoever looked at the space
     for (const auto& [name, isFolder] : namesIn(Qx::UTF8FromWString(folder), gone)) {
       const WString path = folder + Qx::WStringFromUTF8(name);
-      const bool inner = top && isFolder && !name.starts_with('.') && name != kMediaFolder;
+      const bool inner = top && isFolder && !name.starts_with('.') && path != folder + kMediaFolder;
       if (inner) addNamed(path + pathSeparator());
-      addName(path, name, top);
+      addName(path, top);
     }
   }
 
-  void addName(const WString& path, const std::string& name, bool top) {
-    if (name == ".lockspace" || (top && ends(name, ".cli"))) {
+  void addName(const WString& path, bool top) {
+    if (stripPath(path) == L".lockspace" || (top && endsExactly(path, kLoginEnding))) {
       const auto status = statusOf(Qx::UTF8FromWString(path));
       if (status && !isOrdinary(status)) findings_.push_back(blocked(path));
-    } else if (ends(name, ".lck.inf") || name == "Lock.inf") {
+    } else if (endsExactly(path, kInformationEnding) && isLockName(lockBeside(path))) {
       addInformation(path);
     } else if (top) {
       for (const char* list : {"DefNetDrive.txt", "UnmountedDrives.txt"}) addSaving(path, list);
@@ -202,9 +194,9 @@ class Search {
 
   // Beside a lock it goes with it.
   void addInformation(const WString& path) {
-    const WString lock = path.substr(0, path.size() - std::strlen(kInformation));
+    const WString lock = lockBeside(path);
     if (isThere(lock) || !isThere(path) || isThere(lock)) return;
-    if (!mayBeInformation(Qx::UTF8FromWString(path))) {
+    if (isForeignInformation(path)) {
       findings_.push_back(blocked(path));
       return;
     }
@@ -219,7 +211,7 @@ class Search {
     const auto status = statusOf(native);
     if (!isOrdinary(status) || !isOld(status)) return;
     const auto held = host::lockState(Qx::UTF8FromWString(guard));
-    if (path == guard && held == host::LockState::kFree && isEmptyFile(native)) {
+    if (path == guard && held == host::LockState::kFree && isEmptyFile(path)) {
       addRemovable("stale-guard", path, "nobody saves " + list + " any more");
     } else if (name.starts_with("." + list + ".") && name.ends_with(".tmp") &&
                (held == host::LockState::kFree || held == host::LockState::kMissing)) {

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "console/folders.h"
+#include "console/lock_files.h"
 #include "console/progress.h"
 #include "console/space_commands.h"
 #include "console/space_view.h"
@@ -39,15 +40,10 @@ Exit list(Context& context) {
   return reportProblems(space, context.options);
 }
 
-bool isLockFile(const WString& path) {
-  const WString name = stripPath(path);
-  return name == L"Lock" || (name.ends_with(L".lck") && name != L".lck");
-}
-
 // The lock file of what is named; nothing, after saying so, with the exit code.
 std::optional<WString> lockMeant(const std::string& name, const Options& options, Exit& exit) {
   const WString given = Qx::WStringFromUTF8(name);
-  if (given.starts_with(L'/') && isLockFile(given)) return plainFolder(given);
+  if (given.starts_with(L'/') && isLockName(given)) return plainFolder(given);
   Space space = lookAtConfiguredSpace(options);
   if (space.answer != Space::Answer::kThere) {
     exit = reportProblems(space, options);
@@ -60,7 +56,7 @@ std::optional<WString> lockMeant(const std::string& name, const Options& options
     return lockFileOfProject(space, *project);
   }
   const WString whole = plainFolder(space.folder + given);
-  if (isLockFile(given) && whole.starts_with(space.folder)) return whole;
+  if (isLockName(given) && whole.starts_with(space.folder)) return whole;
   exit = kUsage;
   const auto path = roomPath(space, name);
   if (!path) return {};

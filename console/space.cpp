@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "console/folders.h"
+#include "console/lock_files.h"
 #include "host/files/lock_file.h"
 #include "miscdisc/frame/open_modes.h"
 #include "miscdisc/frame/separator.h"
@@ -22,12 +23,8 @@
 namespace console {
 namespace {
 
-constexpr wchar_t kLoginEnding[] = L".cli";
-constexpr wchar_t kLockEnding[] = L".lck";
 constexpr wchar_t kRoomEnding[] = L".Room";
-constexpr wchar_t kProjectLock[] = L"Lock";
-constexpr wchar_t kMediaFolder[] = L"Media";  // of a lobby: no rooms in it
-constexpr size_t kOwnerBytes = 200;           // as the library reads them
+constexpr size_t kOwnerBytes = 200;  // as the library reads them
 
 constexpr std::chrono::milliseconds kManyFiles{10'000};  // a disk with a million names
 
@@ -76,14 +73,20 @@ Entries entriesOf(const WString& path) {
 struct File {
   int64_t modified;
   bool ordinary;
+  bool foreign;
 };
+
+// Named like a lock or login in other letters, or not empty.
+bool isForeign(const WString& path) {
+  return !(isLockName(path) || endsExactly(path, kLoginEnding)) || isForeignFile(path);
+}
 
 // Nothing when it has gone meanwhile.
 std::optional<File> fileAt(const WString& path) {
   struct stat found {};
   if (lstat(Qx::UTF8FromWString(path).c_str(), &found) != 0) return {};
   return File{found.st_mtim.tv_sec * int64_t{1'000'000'000} + found.st_mtim.tv_nsec,
-              S_ISREG(found.st_mode)};
+              S_ISREG(found.st_mode), isForeign(path)};
 }
 
 // Nothing when the file has gone meanwhile.
@@ -102,7 +105,7 @@ std::optional<Held> heldAt(const WString& path) {
 }
 
 WString ownerBeside(const WString& lock) {
-  const Qx::Ptr<iFile> file = openFile(lock + L".inf", kReadInfo);
+  const Qx::Ptr<iFile> file = openFile(lock + kInformationEnding, kReadInfo);
   if (!opened(file)) return {};
   char name[kOwnerBytes];
   return Qx::WStringFromUTF8(String(name, file->read(name, sizeof name)));
@@ -123,7 +126,8 @@ void addPerson(Space& space, const WString& name) {
   if (!file) addFaultUnlessGone(space, path);
   if (!file || !file->ordinary || !held) return;
   const WString user = without(kLoginEnding, name);
-  space.people.push_back({user, path, *held, file->modified, user == OS()->getUserName()});
+  space.people.push_back(
+      {user, path, *held, file->modified, user == OS()->getUserName(), file->foreign});
 }
 
 // Nothing when the file has gone meanwhile.
@@ -132,7 +136,8 @@ std::optional<SpaceLock> lockFileAt(SpaceLock::Kind kind, const WString& name,
   const auto file = fileAt(path);
   const auto held = heldAt(path);
   if (!file || !held) return {};
-  return SpaceLock{kind, name, path, ownerBeside(path), *held, file->modified, file->ordinary};
+  return SpaceLock{kind,  name,           path,           ownerBeside(path),
+                   *held, file->modified, file->ordinary, file->foreign};
 }
 
 void addLock(Space& space, SpaceLock::Kind kind, const WString& name, const WString& path) {

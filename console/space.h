@@ -25,6 +25,7 @@ struct Person {
   Held held;
   int64_t since;  // of the file: nanoseconds since 1970 by the storage's clock
   bool you;       // the user name of this machine
+  bool foreign;   // made by another program, so that no login removes it
 };
 
 struct SpaceLock {
@@ -36,6 +37,7 @@ struct SpaceLock {
   Held held;
   int64_t since;
   bool ordinary;  // false: a folder, link, pipe or the like, which nobody can lock; unknown then
+  bool foreign;   // made by another program: locks are empty files
 };
 
 struct Room {

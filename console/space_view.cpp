@@ -21,12 +21,19 @@ void printRows(Context& context, const std::vector<std::string>& heading, const 
   context.output.printTable(context.options, heading, rows);
 }
 
+std::string foreign(const WString& path) {
+  return printable(path) +
+         " is named like a lock or login, but was made by another program: nobody holds it, and it "
+         "counts as one.  Look at it with ls -l, and move it away";
+}
+
 std::string leftover(const SpaceLock& lock) {
   if (!lock.ordinary) {
     return "the lock of " + called(lock) +
            " is no ordinary file, so nobody can hold or take it: " + printable(lock.path) +
            ".  Look at it with ls -ld";
   }
+  if (lock.foreign) return foreign(lock.path);
   const std::string whose = lock.owner.empty() ? "" : " of " + printable(lock.owner);
   return "the lock of " + called(lock) + " is a leftover" + whose + ": nobody holds it." +
          kSeeDoctor;
@@ -94,6 +101,10 @@ std::vector<std::string> leftovers(const Space& space) {
   std::vector<std::string> sentences;
   for (const Person& person : space.people) {
     if (person.held != Held::kNo) continue;
+    if (person.foreign) {
+      sentences.push_back(foreign(person.path));
+      continue;
+    }
     sentences.push_back(printable(person.user) +
                         "'s login is a leftover: nobody holds it, and it still counts as "
                         "somebody in the lobby." +

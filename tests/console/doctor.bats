@@ -233,6 +233,10 @@ go_on() {
   ask doctor --fix
   expect_code 10
   expect_findings foreign-file "$PWD/net/Alpha/OLD.CLI" foreign-file "$PWD/net/Alpha/Report.lck"
+  ask lobby show
+  expect_words "$PWD/net/Alpha/OLD.CLI is named like a lock or login, but was made by another program"
+  expect_words "$PWD/net/Alpha/Report.lck is named like a lock or login"
+  ! grep -q doctor words
   expect_unchanged
 
   : >net/Alpha/Cut.lck
@@ -311,14 +315,17 @@ go_on() {
 @test "where nothing may be written, it stays, and that is said" {
   share
   leave_all
+  touch -d '2 hours ago' net/Alpha/{bob.cli,"Edit 1.Room.lck"}
   chmod 555 net/Alpha
   code=0
   unprivileged "$MISCDISC_COMMAND" --timeout 60 doctor --fix >data 2>words || code=$?
   chmod 755 net/Alpha
   expect_code 10
   grep "^stale-login	$PWD/net/Alpha/bob.cli	left	was not fixed: $PWD/net/Alpha/bob.cli could not be written: its folder: Permission denied" data
-  [ -f net/Alpha/bob.cli ]
-  [ -f "net/Alpha/Edit 1.Room.lck" ]
+  local file
+  for file in net/Alpha/{bob.cli,"Edit 1.Room.lck"}; do
+    [ $(($(date +%s) - $(stat -c %Y "$file"))) -gt 7000 ]
+  done
 }
 
 @test "a share that does not answer keeps nobody waiting" {
