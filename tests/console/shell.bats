@@ -3,12 +3,13 @@ load setup
 load machines
 load hanging
 load bus
+load terminal
 
 setup_file() { export BATS_TEST_TIMEOUT=120; }
 
 teardown() {
   end_started
-  [ ! -e tmux ] || terminal kill-server || true
+  end_terminal
   end_hanging
   end_bus
 }
@@ -18,28 +19,22 @@ shell() { # ARGUMENT... <LINES
   ask shell "$@"
 }
 
-# A terminal of 100 columns, in which the shell runs.
-terminal() { tmux -u -S "$PWD/tmux" -f /dev/null "$@"; }
-
 shell_on_terminal() { # ARGUMENT...
-  HOME=$PWD terminal new-session -d -x 100 -y 30 \
-    "$MISCDISC_COMMAND" --timeout 60 shell "$@" 3>&-
+  on_terminal "$MISCDISC_COMMAND" --timeout 60 shell "$@"
 }
 
-type_keys() { terminal send-keys "$@"; }
-
-shows() { terminal capture-pane -p | grep -qF -- "$1"; }
+shows() { screen | grep -qF -- "$1"; }
 
 expect_screen() { # TEXT: within a minute
-  eventually shows "$1" || { terminal capture-pane -p; return 1; }
+  eventually shows "$1" || { screen; return 1; }
 }
 
 # What a command leaves on the screen is there before the shell reads keys again, and of keys typed
 # in between the terminal itself takes a Ctrl-D.
-prompts_last() { [ "$(terminal capture-pane -p | sed '/^ *$/d; s/ *$//' | tail -n 1)" = "$1" ]; }
+prompts_last() { [ "$(screen | sed '/^ *$/d; s/ *$//' | tail -n 1)" = "$1" ]; }
 
 expect_prompt() { # PROMPT: within a minute it is the last line
-  eventually prompts_last "$1" || { terminal capture-pane -p; return 1; }
+  eventually prompts_last "$1" || { screen; return 1; }
 }
 
 @test "lines are executed, and the exit code is that of the last one" {
@@ -237,8 +232,6 @@ END
   type_keys C-d
   eventually gone_terminal
 }
-
-gone_terminal() { ! terminal has-session 2>/dev/null; }
 
 @test "words are completed: commands, options, lobbies, rooms and projects" {
   two_machines

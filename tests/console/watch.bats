@@ -3,12 +3,13 @@ load setup
 load machines
 load hanging
 load bus
+load terminal
 
 setup_file() { export BATS_TEST_TIMEOUT=120; }
 
 teardown() {
   end_started
-  [ ! -e tmux ] || terminal kill-server || true
+  end_terminal
   end_hanging
   end_bus
 }
@@ -92,18 +93,14 @@ events() { jq -se "[.[] | select($1)] | length" watch.data; }
   [ "$(jq -r .schema data)" = miscdisc.event/1 ]
 }
 
-# On a terminal: a plain shell, in which it runs, so that what it leaves behind is seen.
-
-terminal() { tmux -u -S "$PWD/tmux" -f /dev/null "$@"; }
+# A plain shell, in which it runs, so that what it leaves behind is seen.
+on_plain_shell() { on_terminal "PS1='before> ' bash --norc --noprofile"; }
 
 watch_on_terminal() { # ARGUMENT...
-  HOME=$PWD terminal new-session -d -x 100 -y 30 "PS1='before> ' bash --norc --noprofile" 3>&-
-  terminal send-keys "stty -g >modes.before; '$MISCDISC_COMMAND' --timeout 1 watch $*; echo ended \$?; stty -g >modes.after" Enter
+  on_plain_shell
+  type_keys "stty -g >modes.before; '$MISCDISC_COMMAND' --timeout 1 watch $*; echo ended \$?; stty -g >modes.after" Enter
 }
 
-type_keys() { terminal send-keys "$@"; }
-no_terminal() { ! terminal has-session 2>/dev/null; }
-screen() { terminal capture-pane -p; }
 shows() { screen | grep -qE -- "$1"; }
 expect_screen() { eventually shows "$1" || { screen; return 1; }; }
 shows_no() { ! shows "$1"; }
@@ -192,7 +189,7 @@ last_row_is() { [ "$(screen | tail -n 1)" = "$1" ]; }
     fi
     expect_restored "${signal#*:}"
     terminal kill-server
-    eventually no_terminal
+    eventually gone_terminal
     rm -f tmux
   done
 }
@@ -222,8 +219,8 @@ signal_watch() { # SIGNAL
 
 @test "a terminal that no page can be drawn on is said" {
   two_machines_with_a_drive
-  HOME=$PWD terminal new-session -d -x 100 -y 30 "PS1='before> ' bash --norc --noprofile" 3>&-
-  terminal send-keys "TERM=nonsense '$MISCDISC_COMMAND' watch; echo ended \$?" Enter
+  on_plain_shell
+  type_keys "TERM=nonsense '$MISCDISC_COMMAND' watch; echo ended \$?" Enter
   expect_screen "no page can be drawn on this terminal"
   expect_screen "ended 1"
 }
