@@ -14,6 +14,7 @@
 #include "console/drives_view.h"
 #include "console/folders.h"
 #include "console/new_name.h"
+#include "console/not_answering.h"
 #include "console/tasks.h"
 #include "console/text_files.h"
 #include "miscdisc/frame/separator.h"
@@ -92,12 +93,6 @@ std::string existing(const Drive& drive) {
          printable(drive.path);
 }
 
-std::string notAnswering(const WString& path) {
-  return printable(path) +
-         " is not answering.  Look at its mount or server, or wait longer, for example with "
-         "--timeout 5";
-}
-
 // Whether a folder may become a location that is mounted now.  Of its media folders, which are read
 // then, each may be a mount of its own.
 MaybeObjection objectionToContents(const WString& folder, const Options& options) {
@@ -116,7 +111,7 @@ MaybeObjection objectionToContents(const WString& folder, const Options& options
   const std::string shown = printable(folder);
   const auto state = askDriveFolders({folder}, options.deadline()).front();
   if (!look || state.answer == host::VolumeState::Answer::kNotAnswering) {
-    return Objection{kIncomplete, notAnswering(folder)};
+    return Objection{kIncomplete, notAnswering(folder, options)};
   }
   if (look->error == ENOENT) {
     return Objection{kNotFound, shown + " does not exist.  Make it first, or check the spelling."};
@@ -445,7 +440,11 @@ MaybeObjection writeLines(const WString& file, const std::vector<WString>& lines
     for (const WString& line : lines) saved.appendLine(Qx::UTF8FromWString(line));
     return saved.save(WString(), TextFile::eLF) ? std::string() : whyNotWritten(file);
   });
-  if (!fault) return Objection{kIncomplete, notAnswering(file)};
+  if (!fault) {
+    return Objection{kIncomplete, printable(file) +
+                                      " stopped answering while it was written.  Look at its mount "
+                                      "or server"};
+  }
   return fault->empty() ? std::nullopt : MaybeObjection({kFailed, *fault});
 }
 
@@ -458,7 +457,7 @@ Exit save(Context& context, DriveList& list, const Arguments& arguments) {
     std::error_code ignored;
     return std::filesystem::exists(Qx::UTF8FromWString(file), ignored);
   });
-  if (!exists) return refuse({kIncomplete, notAnswering(file) + ".  Nothing was saved."});
+  if (!exists) return refuse({kIncomplete, notAnswering(file, options) + ".  Nothing was saved."});
   if (*exists && !options.yes) {
     return refuse({kRefused, printable(file) + " exists.  To replace it, say --yes"});
   }
@@ -539,7 +538,7 @@ Exit restore(Context& context, DriveList& list, const Arguments& arguments) {
   if (!list.faults.empty()) return refuse({kFailed, list.faults[0] + "  Nothing was added."});
   const WString file = absoluteFile(arguments.file);
   const auto text = readFileOrPipe(file, options.deadline());
-  if (!text) return refuse({kIncomplete, notAnswering(file)});
+  if (!text) return refuse({kIncomplete, notAnswering(file, options)});
   if (text->error != 0) {
     return refuse({text->error == ENOENT ? kNotFound : kFailed,
                    printable(file) + " could not be read: " + reasonNotRead(text->error) +

@@ -11,6 +11,7 @@
 #include "console/drives_commands.h"
 #include "console/drives_view.h"
 #include "console/folders.h"
+#include "console/not_answering.h"
 #include "console/text_files.h"
 #include "miscdisc/media/recording_space.h"
 
@@ -179,9 +180,7 @@ void tellSharedRoom(const DriveList& list, const Options& options) {
 Exit plan(Context& context, const DriveList& list, const PlanArguments& arguments) {
   const auto text = readRecordings(arguments.file, context.options);
   if (!text) {
-    complain(printable(arguments.file) +
-             " is not answering.  Look at its mount or server, or wait longer, for example with "
-             "--timeout 5");
+    complain(notAnswering(Qx::WStringFromUTF8(arguments.file), context.options));
     return kIncomplete;
   }
   if (text->error != 0) {

@@ -19,6 +19,7 @@
 #include <thread>
 
 #include "console/folders.h"
+#include "console/not_answering.h"
 #include "console/program.h"
 #include "console/progress.h"
 #include "host/files/mount_facts.h"
@@ -177,13 +178,6 @@ struct Ground {
   int error = 0;  // errno
 };
 
-Stop notAnswering(const std::string& folder, const Options& options) {
-  return {kIncomplete, fmt::format("{} is not answering: nothing came from it in {:g} s.  Look at "
-                                   "its mount or server, or wait longer, for example with "
-                                   "--timeout 5",
-                                   printable(folder), options.timeout)};
-}
-
 Stop cannotBeUsed(const std::string& folder, int error) {
   // Of a folder that is there: a file system of the kernel's own, such as /proc.
   const std::string why = error == ENOENT ? "no folder can be made there" : std::strerror(error);
@@ -219,7 +213,7 @@ Ground makeGround(const std::string& folder, const Options& options) {
   const WString wide = Qx::WStringFromUTF8(folder);
   const auto seen =
       within<Ground>(options.deadline(), wide, [folder] { return lookAtGround(folder); });
-  if (!seen) throw notAnswering(folder, options);
+  if (!seen) throw Stop{kIncomplete, notAnswering(wide, options)};
   if (seen->error != 0) throw cannotBeLookedAt(folder, seen->error);
 
   // Longer than a look: what is made after the wait nobody would remove.
@@ -228,7 +222,9 @@ Ground makeGround(const std::string& folder, const Options& options) {
     if (!mkdtemp(ground.folder.data())) ground.error = errno;
     return ground;
   });
-  if (!made) throw notAnswering(folder, options);
+  if (!made) {
+    throw Stop{kIncomplete, printable(folder) + " stopped answering.  Look at its mount or server"};
+  }
   if (made->error != 0) throw cannotBeUsed(folder, made->error);
   return *made;
 }

@@ -2,7 +2,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <fmt/core.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -12,6 +11,7 @@
 
 #include "console/folders.h"
 #include "console/lock_files.h"
+#include "console/not_answering.h"
 #include "host/files/lock_file.h"
 #include "miscdisc/frame/open_modes.h"
 #include "miscdisc/frame/separator.h"
@@ -259,13 +259,6 @@ Space find(const WString& folder, Depth depth) {
 // The network projects root, or a lobby in it.
 bool isOfLobbies(const WString& folder) {
   return folder.starts_with(withSeparator(LobbyUtils::getNetworkProjectsRoot()));
-}
-
-std::string notAnswering(const WString& folder, const Options& options) {
-  return fmt::format(
-      "{} is not answering: nothing came from it in {:g} s.  Look at its mount or server, or wait "
-      "longer, for example with --timeout 5",
-      printable(folder), options.timeout);
 }
 
 const SpaceLock* lockAt(const Space& space, const WString& path) {

@@ -7,6 +7,7 @@
 
 #include "console/changes.h"
 #include "console/folders.h"
+#include "console/not_answering.h"
 #include "console/space_commands.h"
 #include "console/space_view.h"
 #include "host/project_folders.h"
@@ -85,11 +86,7 @@ std::optional<Place> placeAt(const WString& path, const Options& options) {
     if (stat(native.c_str(), &found) != 0) return {errno, false, false};
     return {0, S_ISDIR(found.st_mode), OS()->fileManager().directoryUsable(path)};
   });
-  if (!place) {
-    complain(printable(path) +
-             " is not answering.  Look at its mount or server, or wait longer, for example with "
-             "--timeout 5");
-  }
+  if (!place) complain(notAnswering(path, options));
   return place;
 }
 

@@ -12,6 +12,7 @@
 #include "console/changes.h"
 #include "console/doctor.h"
 #include "console/folders.h"
+#include "console/not_answering.h"
 #include "host/files/mount_facts.h"
 #include "host/settings.h"
 #include "miscdisc/frame/open_modes.h"
@@ -161,12 +162,6 @@ std::optional<FolderLook> lookAtFolder(const WString& folder, const Options& opt
   });
 }
 
-std::string notAnswering(const WString& folder) {
-  return printable(folder) +
-         " is not answering.  Look at its mount or server, or wait longer, for example with "
-         "--timeout 5";
-}
-
 // Somebody means to use it.
 bool isRootWanted() {
   const bool set =
@@ -178,7 +173,7 @@ bool isRootWanted() {
 bool findAtRoot(const WString& root, const Options& options, Diagnosis& diagnosis) {
   const auto look = lookAtFolder(root, options);
   if (!look) {
-    diagnosis.unseen.push_back(notAnswering(root));
+    diagnosis.unseen.push_back(notAnswering(root, options));
     return false;
   }
   if (look->error == ENOENT || look->error == ENOTDIR || (look->error == 0 && !look->folder)) {
@@ -278,7 +273,7 @@ std::vector<RootFolder> findInRoot(const Options& options, Diagnosis& diagnosis)
   if (!names || !*names) {
     diagnosis.unseen.push_back(names
                                    ? printable(root) + " could not be read.  Look at it with ls -ld"
-                                   : notAnswering(root));
+                                   : notAnswering(root, options));
     return {};
   }
   std::vector<RootFolder> folders;
@@ -291,7 +286,7 @@ std::vector<RootFolder> findInRoot(const Options& options, Diagnosis& diagnosis)
     const bool current = name == LobbyUtils::getCurrentNetworkLobbyName();
     if (!found) {
       // Of the current one its own look says so.
-      if (!current) diagnosis.unseen.push_back(notAnswering(path));
+      if (!current) diagnosis.unseen.push_back(notAnswering(path, options));
       continue;
     }
     folders.push_back(*found);

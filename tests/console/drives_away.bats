@@ -55,7 +55,7 @@ teardown() { end_hanging; }
   diff <(printf '%s/\n' "$PWD/a" "$PWD/c") "$locations"
   ask_hanging drives restore saved
   expect_code 3
-  expect_words "could not be mounted: $PWD/b is not answering."
+  expect_words "could not be mounted: $PWD/b is not answering: nothing came from it in 2 s."
 }
 
 @test "a lettered volume that does not answer is hidden like any other" {
@@ -88,13 +88,13 @@ teardown() { end_hanging; }
   for name in "" "--name N"; do
     ask_hanging drives add c $name
     expect_code 3
-    expect_words "$PWD/c is not answering."
+    expect_words "$PWD/c is not answering: nothing came from it in 2 s."
   done
   cmp before "$locations"
   ask_hanging drives restore saved
   expect_code 3
   expect_data "added #3: $PWD/c/ (in $locations)"
-  expect_words "#3 is listed, but could not be mounted: $PWD/c is not answering."
+  expect_words "#3 is listed, but could not be mounted: $PWD/c is not answering: nothing came from it in 2 s."
   ask_hanging drives prepare "#3"
   expect_code 3
   ask_hanging find x
@@ -109,7 +109,7 @@ teardown() { end_hanging; }
   for command in "save b/saved" "restore b/saved" "plan b/recordings"; do
     ask_hanging drives $command
     expect_code 3
-    expect_words "is not answering."
+    expect_words "is not answering: nothing came from it in 2 s."
     [ ! -s data ]
   done
 }
