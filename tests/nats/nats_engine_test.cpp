@@ -259,10 +259,11 @@ TEST_F(NatsEngineTest, AMissingStreamIsSaidWithTheCommandAndUsedOnceItIsThere) {
 }
 
 TEST_F(NatsEngineTest, AStreamThatIsThereIsLeftAsItIs) {
-  Administrator administrator(server);
-  administrator.makeStream(kBeta, [](jsStreamConfig& config) { config.MaxMsgs = 7; });
+  // Making a stream closes the client library when it is done, so each has its own connection.
+  Administrator(server).makeStream(kBeta, [](jsStreamConfig& config) { config.MaxMsgs = 7; });
   EXPECT_EQ(test::makeStream(settings(), kBeta), "");
-  administrator.updateStream(kBeta, [](jsStreamConfig& config) { EXPECT_EQ(config.MaxMsgs, 7); });
+  Administrator(server).updateStream(kBeta,
+                                     [](jsStreamConfig& config) { EXPECT_EQ(config.MaxMsgs, 7); });
 }
 
 TEST_F(NatsEngineTest, AStreamMadeAnewIsALossAndTheReceiverGoesOn) {
