@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/nats/names.h"
+#include "host/shell_word.h"
 
 namespace host::nats {
 namespace {
@@ -73,6 +74,10 @@ std::string useCredentials(natsOptions* options, const std::string& path) {
   }
   if (status == NATS_OK) return "";
   return "the credentials file " + path + " cannot be used: " + natsStatus_GetText(status);
+}
+
+std::string setupCommand(const std::string& group) {
+  return "miscdisc notify setup --lobby " + shellWord(lobbyOf(group));
 }
 
 std::string connectionTrouble(natsStatus status, const EngineSettings& settings) {
@@ -221,7 +226,7 @@ std::string shownUrl(const std::string& url) {
 std::string refusal(natsStatus status, jsErrCode code, const std::string& group) {
   if (code == JSStreamNotFoundErr || status == NATS_NOT_FOUND) {
     return "the server has no stream for the lobby " + group +
-           ": an administrator makes it with: miscdisc notify setup " + lobbyOf(group);
+           ": an administrator makes it with: " + setupCommand(group) + " --run";
   }
   if (code == JSNotEnabledErr || code == JSNotEnabledForAccountErr ||
       status == NATS_NO_RESPONDERS) {
@@ -231,8 +236,8 @@ std::string refusal(natsStatus status, jsErrCode code, const std::string& group)
   if (status == NATS_TIMEOUT) {
     return "the server does not answer for the lobby " + group +
            ": it is overloaded, starting, or grants this user less than "
-           "\"miscdisc notify setup " +
-           lobbyOf(group) + "\" shows";
+           "\"" +
+           setupCommand(group) + "\" shows";
   }
   const std::string detail = lastError();
   return "the server refuses the lobby " + group + ": " +

@@ -73,7 +73,7 @@ TEST_F(NatsMachinesTest, WithoutTheLobbysStreamTheCommandIsSaid) {
   ASSERT_EQ(ann.ask("enter Beta"), "yes");
   ann.ask("listen");
   EXPECT_EQ(ann.ask(R"(await-state the server has no stream for the lobby \\nas\projects\Beta: )"
-                    "an administrator makes it with: miscdisc notify setup Beta"),
+                    "an administrator makes it with: miscdisc notify setup --lobby Beta --run"),
             "yes");
 }
 

@@ -138,7 +138,7 @@ TEST_F(NatsEngineTest, WithoutThatLobbysStreamTheyAreGivenUpAndTheOthersGo) {
   Member bob(settings(), kAlpha, "b1");
   ASSERT_TRUE(bob.awaitConnected());
   Member ann(settings(), kBeta, "a1");
-  ASSERT_TRUE(ann.awaitWords("miscdisc notify setup Beta"));
+  ASSERT_TRUE(ann.awaitWords("miscdisc notify setup --lobby Beta --run"));
   ann.send("to Beta");
   ann.enter(kAlpha);
   ann.send("to Alpha");
@@ -146,7 +146,7 @@ TEST_F(NatsEngineTest, WithoutThatLobbysStreamTheyAreGivenUpAndTheOthersGo) {
   EXPECT_THAT(bob.seen().texts, ElementsAre("to Alpha"));
   ASSERT_TRUE(ann.awaitUndelivered());
   EXPECT_THAT(ann.seen().undelivered,
-              ElementsAre(Pair("to Beta", HasSubstr("miscdisc notify setup Beta"))));
+              ElementsAre(Pair("to Beta", HasSubstr("miscdisc notify setup --lobby Beta --run"))));
 }
 
 TEST_F(NatsEngineTest, OverAKilledServerNothingIsLostAndNothingComesTwice) {
@@ -250,7 +250,8 @@ TEST_F(NatsEngineTest, WithoutAServerItSaysSoAndComesWhenTheServerDoes) {
 TEST_F(NatsEngineTest, AMissingStreamIsSaidWithTheCommandAndUsedOnceItIsThere) {
   Member ann(settings(), kBeta, "a1"), bob(settings(), kBeta, "b1");
   ann.send("kept");
-  ASSERT_TRUE(ann.awaitWords("an administrator makes it with: miscdisc notify setup Beta"));
+  ASSERT_TRUE(
+      ann.awaitWords("an administrator makes it with: miscdisc notify setup --lobby Beta --run"));
   ASSERT_TRUE(bob.awaitWords(R"(the server has no stream for the lobby \\nas\projects\Beta)"));
   Administrator administrator(server);
   ASSERT_EQ(test::makeStream(settings(), kBeta), "");
@@ -272,7 +273,7 @@ TEST_F(NatsEngineTest, AStreamMadeAnewIsALossAndTheReceiverGoesOn) {
   sendNumbered(ann, 1, 3);
   ASSERT_TRUE(bob.awaitTexts(3));
   Administrator(server).deleteStream(kAlpha);
-  ASSERT_TRUE(bob.awaitWords("miscdisc notify setup Alpha"));
+  ASSERT_TRUE(bob.awaitWords("miscdisc notify setup --lobby Alpha --run"));
   ASSERT_EQ(test::makeStream(settings(), kAlpha), "");
   ASSERT_TRUE(bob.awaitConnected()) << bob.seen().words;
   ASSERT_TRUE(ann.awaitConnected()) << ann.seen().words;
