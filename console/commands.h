@@ -23,6 +23,7 @@ void addDoctor(CLI::App& app, Context& context, Command& chosen);
 void addDemo(CLI::App& app, Context& context, Command& chosen);
 void addConfig(CLI::App& app, Context& context, Command& chosen);
 void addNotify(CLI::App& app, Context& context, Command& chosen);
+void addNotifySetup(CLI::App& notify, Context& context, Command& chosen);
 void addWatch(CLI::App& app, Context& context, Command& chosen);
 void addVersion(CLI::App& app, Context& context, Command& chosen);
 // What it runs is not among the options: see main.

@@ -18,6 +18,7 @@ namespace {
 
 constexpr std::chrono::seconds kPatience{5};  // for the messenger to connect and to send
 constexpr std::chrono::milliseconds kMoment{250};
+constexpr std::chrono::milliseconds kAttempt{3000};  // to connect to a server
 constexpr std::chrono::milliseconds kBeat{2};
 constexpr size_t kMostTexts = 65536;
 
@@ -124,10 +125,13 @@ host::MessengerFacts lookAtMessenger(const Options& options) {
     return facts;
   }
   const Notifications notifications;
-  const auto end = std::chrono::steady_clock::now() + std::min(kMoment, options.deadline());
   host::MessengerFacts facts = host::messengerFacts();
+  // Releasing waits for an attempt with a server anyway, so its outcome is waited for.
+  const auto patience = facts.engine == "nats" ? std::max(kAttempt, options.deadline())
+                                               : std::min(kMoment, options.deadline());
+  const auto end = std::chrono::steady_clock::now() + patience;
   // Without a group there is no messenger.
-  while (!facts.connected && !facts.group.empty() && std::chrono::steady_clock::now() < end) {
+  while (!facts.tried && !facts.group.empty() && std::chrono::steady_clock::now() < end) {
     std::this_thread::sleep_for(kBeat);
     facts = host::messengerFacts();
   }

@@ -119,6 +119,7 @@ void addNotify(CLI::App& app, Context& context, Command& chosen) {
   what->add_flag("--rescan", arguments->rescan, "Texts are missing: read every folder again");
   what->require_option(1);
   add("listen", "Print what the others tell, a line for each text, until HUP, INT or TERM", listen);
+  addNotifySetup(*notify, context, chosen);
 }
 
 }  // namespace console

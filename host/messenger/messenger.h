@@ -12,8 +12,9 @@ namespace host {
 struct MessengerFacts {
   std::string engine;  // "dbus", "nats"; "none" when the settings want no messenger
   bool connected = false;
-  std::string state;  // for people: "connected to the session bus"; or why not, and what to try
-  std::string group;  // the lobby whose texts are heard, in its network form; empty: none
+  bool tried = false;  // the first attempt to connect is over, however it went
+  std::string state;   // for people: "connected to the session bus"; or why not, and what to try
+  std::string group;   // the lobby whose texts are heard, in its network form; empty: none
   // Since the start of the process.
   uint64_t sent = 0;      // texts handed to the carrier
   uint64_t received = 0;  // texts of others, handed to the receiver
@@ -24,5 +25,9 @@ struct MessengerFacts {
 
 // Of the messenger that was made last; without one, why there is none.  From any thread.
 MISCDISC_EXPORT MessengerFacts messengerFacts();
+
+// The network form of the lobby in which this process works now, to which a messenger sends;
+// empty: none.
+MISCDISC_EXPORT std::string currentGroup();
 
 }  // namespace host

@@ -54,14 +54,6 @@ std::string randomName() {
   return hexDigits(value);
 }
 
-std::string currentGroup() {
-  const WString base = getProjectsBaseDirectory();
-  if (base == getLocalProjectsDir()) return {};
-  std::string group = Qx::UTF8FromWString(FsysConvertLocalToUNC(base));
-  while (!group.empty() && group.back() == '\\') group.pop_back();
-  return group;
-}
-
 Descriptor makeBell() {
   Descriptor bell(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   if (!bell) throw std::system_error(errno, std::generic_category(), "eventfd");
@@ -160,7 +152,7 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
   size_t incomingBytes_ = 0;
   bool rescanWaits_ = false;  // among the incoming
 
-  bool connected_ = false;
+  bool connected_ = false, tried_ = false;
   std::string words_ = "not connected yet";
   std::set<Once> noted_;
   std::vector<std::string> notes_;  // for the log
@@ -243,6 +235,7 @@ MessengerFacts MessengerCore::facts() const {
   MessengerFacts facts;
   facts.engine = engineName_;
   facts.connected = connected_;
+  facts.tried = tried_;
   facts.state = words_;
   facts.group = group_;
   facts.waiting = static_cast<uint64_t>(
@@ -413,6 +406,7 @@ void MessengerCore::state(bool connected, const std::string& words) {
   }
   if (words != words_) note(words);
   connected_ = connected;
+  tried_ = true;
   words_ = words;
 }
 
@@ -630,6 +624,14 @@ void updateMessengerGroup() { Registry::ofProcess().updateGroup(); }
 
 void setNoMessenger(const std::string& engineName, const std::string& why) {
   Registry::ofProcess().setNone(engineName, why);
+}
+
+std::string currentGroup() {
+  const WString base = getProjectsBaseDirectory();
+  if (base == getLocalProjectsDir()) return {};
+  std::string group = Qx::UTF8FromWString(FsysConvertLocalToUNC(base));
+  while (!group.empty() && group.back() == '\\') group.pop_back();
+  return group;
 }
 
 MessengerFacts messengerFacts() {

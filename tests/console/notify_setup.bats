@@ -1,0 +1,190 @@
+# Texts between two machines over a NATS server, and what an administrator does for it.
+load setup
+load machines
+load bus
+load nats
+
+setup_file() { export BATS_TEST_TIMEOUT=240; }
+
+teardown() {
+  end_started
+  end_nats
+}
+
+# ann and bob in lobby Alpha, with a server that knows its user; nobody has made the stream.
+two_machines_and_a_server() {
+  two_machines_with_a_drive
+  miscdisc -q notify setup >printed
+  start_nats printed
+  use_nats "$MISCDISC_HOME" "$alpha_user:secret"
+  use_nats bob "$alpha_user:secret"
+}
+
+messenger_line() {
+  ask status
+  expect_code 0
+  grep '^messenger	' data
+}
+
+@test "setup says what the server needs for the lobby" {
+  two_machines_with_a_drive
+  ask notify setup
+  expect_code 0
+  expect_words "an administrator's --credentials"
+  [ "$(head -n 4 data)" = "stream	miscdisc-Alpha-a94de85b9497535b
+subject	miscdisc.Alpha-a94de85b9497535b
+command	miscdisc notify setup --lobby Alpha --run
+    # The lobby \\\\nas\\projects\\Alpha" ]
+  grep -qF '{ user: "Alpha-a94de85b9497535b", password: "CHANGE ME", permissions: {' data
+  ask -q notify setup --url "tls://nas:4222" --credentials "it's mine" --ca ca.pem
+  [ ! -s words ]
+  grep -qxF "command	miscdisc notify setup --lobby Alpha --url tls://nas:4222 --credentials 'it'\"'\"'s mine' --ca ca.pem --run" data
+  mkdir "net/Two Words"
+  touch "net/Two Words/DefNetDrive.txt"
+  ask notify setup --lobby "Two Words"
+  grep -qx "command	miscdisc notify setup --lobby 'Two Words' --run" data
+  grep -q "^stream	miscdisc-Two-Words-................$" data
+}
+
+@test "setup with --json is one document" {
+  two_machines_with_a_drive
+  ask notify setup --json
+  expect_code 0
+  [ "$(jq -c '[.schema, .dry_run, .lobby, .group, .stream, .subject, .command, .there]' data)" = \
+    '["miscdisc.notify_setup/1",false,"Alpha","\\\\nas\\projects\\Alpha","miscdisc-Alpha-a94de85b9497535b","miscdisc.Alpha-a94de85b9497535b","miscdisc notify setup --lobby Alpha --run",null]' ]
+  jq -r .server_configuration data >lines
+  miscdisc -q notify setup | tail -n +4 | diff - <(head -n -1 lines)
+}
+
+@test "setup needs a lobby" {
+  two_machines
+  ask notify setup
+  expect_code 2
+  expect_words "works in no lobby"
+  ask notify setup --lobby Nope
+  expect_code 4
+}
+
+@test "an administrator makes the stream, and the machines of the lobby hear each other" {
+  two_machines_and_a_server
+  setup_as_administrator --dry-run
+  expect_code 0
+  expect_data "would make the stream miscdisc-Alpha-a94de85b9497535b"
+  [[ "$(messenger_line)" = *"has no stream"* ]]
+  local time
+  for time in first second; do
+    setup_as_administrator
+    expect_code 0
+    expect_data "the stream miscdisc-Alpha-a94de85b9497535b is there"
+  done
+  setup_as_administrator --json
+  [ "$(jq .there data)" = true ]
+  [ "$(messenger_line)" = "messenger	nats: connected to $nats_url" ]
+
+  start_listening
+  ask notify send "hello there"
+  expect_code 0
+  expect_data "told lobby Alpha: hello there"
+  expect_heard "text	hello there"
+  : >media/Material/A001.mxf
+  ask cache add ann_sees/Material/A001.mxf
+  expect_code 0
+  expect_heard "added	$PWD/bob_sees/Material/A001.mxf"
+  [ "$(wc -l <bob.data)" -eq 2 ]
+}
+
+@test "the administrator's access may stand in the settings" {
+  two_machines_with_a_drive
+  start_nats
+  use_nats "$MISCDISC_HOME" administrator:ruling
+  ask notify setup --run
+  expect_code 0
+  ask notify setup --run --credentials nowhere
+  expect_code 1
+  expect_words "the credentials file nowhere cannot be read"
+}
+
+@test "who is no administrator makes no stream, and is told so" {
+  two_machines_and_a_server
+  ask notify setup --run
+  expect_code 1
+  [ ! -s data ]
+  expect_words "the stream miscdisc-Alpha-a94de85b9497535b was not made: "
+  expect_words "Making it takes an administrator's credentials: name their file with --credentials"
+  echo administrator:guessed >wrong
+  ask notify setup --run --credentials wrong
+  expect_code 1
+  expect_words "$nats_url refuses these credentials"
+}
+
+@test "a stream that is missing is said with the command that makes it" {
+  two_machines_and_a_server
+  local why='an administrator makes it with: miscdisc notify setup --lobby Alpha --run'
+  [[ "$(messenger_line)" = "messenger	nats: the server has no stream for the lobby "*": $why" ]]
+  code=0
+  miscdisc notify send hello >data 2>words || code=$?
+  expect_code 1
+  expect_words "the others were not told: the server has no stream"
+  expect_words "$why"
+}
+
+# Nobody hears of files, and everything else goes on.
+expect_local_work_goes_on() { # WORDS
+  : >media/Material/A001.mxf
+  code=0
+  miscdisc cache add ann_sees/Material/A001.mxf >data 2>words || code=$?
+  expect_code 1
+  expect_words "the others were not told: $1"
+  ask find A001.mxf
+  expect_code 0
+  ask lobby show
+  expect_code 0
+}
+
+@test "a wrong password is said, and local work goes on" {
+  two_machines_and_a_server
+  setup_as_administrator
+  echo "$alpha_user:guessed" >"$MISCDISC_HOME/credentials"
+  [[ "$(messenger_line)" = "messenger	nats: $nats_url refuses these credentials: "* ]]
+  ! grep -q guessed data
+  ask status --json
+  [ "$(jq -c '[.messenger.engine, .messenger.connected]' data)" = '["nats",false]' ]
+  expect_local_work_goes_on "$nats_url refuses these credentials"
+}
+
+@test "another lobby's user is told so, and local work goes on" {
+  two_machines_with_a_drive
+  mkdir net/Beta
+  touch net/Beta/DefNetDrive.txt
+  miscdisc -q notify setup >alpha
+  miscdisc -q notify setup --lobby Beta >beta
+  start_nats alpha beta
+  setup_as_administrator
+  use_nats "$MISCDISC_HOME" "$(sed -n 's/.*user: "\([^"]*\)".*/\1/p' beta):secret"
+  local line
+  line=$(messenger_line)
+  [[ "$line" = "messenger	nats: the server does not let this user work in the lobby ("* ]]
+  [[ "$line" = *"use the lobby's own credentials"* ]]
+  expect_local_work_goes_on "the server does not let this user work in the lobby"
+}
+
+@test "a server that is not there is said, and nothing hangs" {
+  two_machines_and_a_server
+  end_nats
+  [[ "$(messenger_line)" = "messenger	nats: no answer from $nats_url: "* ]]
+  expect_local_work_goes_on "no answer from $nats_url"
+  setup_as_administrator
+  expect_code 1
+  expect_words "no answer from $nats_url"
+}
+
+@test "a server that stands still is said, and nothing hangs" {
+  two_machines_and_a_server
+  setup_as_administrator
+  kill -STOP "$nats"
+  [[ "$(messenger_line)" = "messenger	nats: no answer from $nats_url: "* ]]
+  expect_local_work_goes_on "no answer from $nats_url"
+  setup_as_administrator
+  expect_code 1
+  expect_words "no answer from $nats_url"
+}
