@@ -60,6 +60,18 @@ Descriptor makeBell() {
   return bell;
 }
 
+// Who calls has the texts that follow to hand over, and maybe the engine to run.
+std::optional<std::string> failureOf(const iNetMessageReceiver& receiver, const std::string& text) {
+  try {
+    receiver.receive(text);
+  } catch (const std::exception& error) {
+    return error.what();
+  } catch (...) {
+    return "it threw something that is no std::exception";
+  }
+  return {};
+}
+
 }  // namespace
 
 class MessengerCore final : public Mailbox, public std::enable_shared_from_this<MessengerCore> {
@@ -98,7 +110,7 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
     std::string text;
     bool rescan;
   };
-  enum class Once { kTooLong, kTooMany, kTooManyCame, kUndeliverable };
+  enum class Once { kTooLong, kTooMany, kTooManyCame, kUndeliverable, kReceiver };
   using Lock = std::unique_lock<std::mutex>;
 
   void work(bool carries);
@@ -504,8 +516,12 @@ void MessengerCore::handOver(Lock& lock) {
     ++textsReceived;
   }
   lock.unlock();
-  receiver_->receive(item.text);
+  const std::optional<std::string> failure = failureOf(*receiver_, item.text);
   lock.lock();
+  if (failure) {
+    noteOnce(Once::kReceiver, "the program's receiver failed at a text, and is given the next: " +
+                                  *failure + ". Have it catch what it throws");
+  }
 }
 
 // The threads hold the core: one that ends later than the messenger still has it.

@@ -19,6 +19,7 @@
 #include <mutex>
 #include <optional>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
@@ -347,6 +348,26 @@ TEST_F(MessengerTest, TextsThatCameTogetherAreHandedOverInOrder) {
   carrier.come({parcel("a", 1, "8 a1"), parcel("b", 1, "8 b1"), parcel("a", 3, "8 a3")});
   carrier.come({parcel("a", 4, "8 a4")});
   EXPECT_THAT(heard.await(5), ElementsAre("8 a1", "8 b1", kRescan, "8 a3", "8 a4"));
+}
+
+TEST_F(MessengerTest, AReceiverThatThrowsIsGivenTheNextTextAndTheLogTellsOnce) {
+  {
+    const auto messenger = start([](const std::string& text) {
+      if (text == "8 a1") throw std::runtime_error("no room");
+      if (text == "8 a3") throw 3;
+    });
+    carrier.come({parcel("a", 1, "8 a1"), parcel("a", 2, "8 a2")});  // the carrier calls
+    EXPECT_THAT(heard.await(1), ElementsAre("8 a2"));
+    arrive("a", 3, "8 a3");  // the other thread calls
+    arrive("a", 4, "8 a4");
+    EXPECT_THAT(heard.await(2), ElementsAre("8 a2", "8 a4"));
+    messenger->send("8 own");
+    EXPECT_THAT(textsOf(carrier.awaitTexts(1)), ElementsAre("8 own"));
+    EXPECT_TRUE(host::messengerFacts().connected);
+  }
+  EXPECT_THAT(log(), HasSubstr("the program's receiver failed at a text, and is given the next: "
+                               "no room. Have it catch what it throws\n"));
+  EXPECT_THAT(log(), testing::Not(HasSubstr("it threw something")));
 }
 
 TEST_F(MessengerTest, WhileTheReceiverTakesItsTimeTextsAreCarriedOn) {
