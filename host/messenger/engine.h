@@ -29,6 +29,8 @@ struct Parcel {
   std::string sender;  // hexadecimal digits, other ones for each messenger and each stay in a group
   uint64_t number = 0;  // 1, 2, 3, ... of that sender's texts
   std::string text;     // any bytes
+
+  bool standsIn = false;  // a rescan for texts that were given up; does not travel
 };
 
 // The messenger's side.  Every call may come from any thread of the engine, and none blocks.

@@ -60,6 +60,14 @@ Descriptor makeBell() {
   return bell;
 }
 
+const std::string& rescan() {
+  static const std::string text = NetMessage(NetMessage::Rescan, "").asString();
+  return text;
+}
+
+// Of the application, not a rescan in its place.
+bool isText(const Parcel& parcel) { return parcel.kind == Parcel::Kind::kText && !parcel.standsIn; }
+
 // Who calls has the texts that follow to hand over, and maybe the engine to run.
 std::optional<std::string> failureOf(const iNetMessageReceiver& receiver, const std::string& text) {
   try {
@@ -128,7 +136,9 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
   void ring();
   void silence();
   void post(Parcel parcel);
-  void dropOldest();
+  void postRescan();
+  Parcel drop();
+  void giveUpOldest();
   void scheduleMarks();
   void markIfDue(Time now);
   void askForRescan();
@@ -155,6 +165,7 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
   uint64_t number_ = 0;  // of the last text of this stay
   std::deque<Parcel> outgoing_;
   size_t outgoingBytes_ = 0;
+  std::deque<Parcel> givenUp_;  // what stands for older ones that are not among them any more
   bool helloWanted_ = false, markWanted_ = false;
   std::deque<Time> marksDue_;
   std::optional<Time> end_;
@@ -194,17 +205,17 @@ bool MessengerCore::queue(const std::string& text) {
   const std::lock_guard lock(mutex_);
   if (group_.empty() || end_) return false;
   ++number_;
-  if (text.size() > kLongestText) {  // its number is missing now, so that the others notice
+  if (text.size() > kLongestText) {
     ++textsDropped;
+    postRescan();
     noteOnce(Once::kTooLong, "a text of " + std::to_string(text.size()) +
                                  " bytes was not sent: the longest that is sent has " +
                                  std::to_string(kLongestText));
-    scheduleMarks();
-    return false;
+    return !rung_;
   }
   post({Parcel::Kind::kText, group_, sender_, number_, text});
   while (outgoing_.size() > kMostTexts || outgoingBytes_ > kMostBytes) {
-    dropOldest();
+    giveUpOldest();
     noteOnce(Once::kTooMany,
              "more texts wait than are kept, so the oldest are not sent; " + words_);
   }
@@ -216,10 +227,35 @@ void MessengerCore::post(Parcel parcel) {
   outgoing_.push_back(std::move(parcel));
 }
 
-void MessengerCore::dropOldest() {
-  outgoingBytes_ -= outgoing_.front().text.size();
-  if (outgoing_.front().kind == Parcel::Kind::kText) ++textsDropped;
+// Under the number that was given last.  One that waits is as good: the numbers that it leaves out
+// make no second rescan.
+void MessengerCore::postRescan() {
+  const bool isLast =
+      !outgoing_.empty() && outgoing_.back().sender == sender_ && outgoing_.back().standsIn;
+  if (isLast) {
+    outgoing_.back().number = number_;
+  } else {
+    post({Parcel::Kind::kText, group_, sender_, number_, rescan(), true});
+  }
+}
+
+// The oldest that waits.
+Parcel MessengerCore::drop() {
+  Parcel oldest = std::move(outgoing_.front());
   outgoing_.pop_front();
+  outgoingBytes_ -= oldest.text.size();
+  if (isText(oldest)) ++textsDropped;
+  return oldest;
+}
+
+// One rescan stands for all texts of a sender that are given up.
+void MessengerCore::giveUpOldest() {
+  Parcel oldest = drop();
+  if (!givenUp_.empty() && givenUp_.back().sender == oldest.sender) givenUp_.pop_back();
+  oldest.kind = Parcel::Kind::kText;
+  oldest.text = rescan();
+  oldest.standsIn = true;
+  givenUp_.push_back(std::move(oldest));
 }
 
 void MessengerCore::enter(const std::string& group) {
@@ -250,9 +286,8 @@ MessengerFacts MessengerCore::facts() const {
   facts.tried = tried_;
   facts.state = words_;
   facts.group = group_;
-  facts.waiting = static_cast<uint64_t>(
-      std::count_if(outgoing_.begin(), outgoing_.end(),
-                    [](const Parcel& parcel) { return parcel.kind == Parcel::Kind::kText; }));
+  facts.waiting = static_cast<uint64_t>(std::count_if(
+      outgoing_.begin(), outgoing_.end(), [](const Parcel& parcel) { return isText(parcel); }));
   return facts;
 }
 
@@ -282,14 +317,18 @@ std::optional<Parcel> MessengerCore::take() {
   if (std::exchange(helloWanted_, false) && !end_) {
     return Parcel{Parcel::Kind::kHello, group_, sender_, number_, {}};
   }
+  if (!givenUp_.empty()) {
+    Parcel parcel = std::move(givenUp_.front());
+    givenUp_.pop_front();
+    if (parcel.sender == sender_) scheduleMarks();
+    return parcel;
+  }
   if (!outgoing_.empty()) {
     Parcel parcel = std::move(outgoing_.front());
     outgoing_.pop_front();
     outgoingBytes_ -= parcel.text.size();
-    if (parcel.kind == Parcel::Kind::kText) {
-      ++textsSent;
-      if (parcel.sender == sender_) scheduleMarks();
-    }
+    if (isText(parcel)) ++textsSent;
+    if (parcel.kind == Parcel::Kind::kText && parcel.sender == sender_) scheduleMarks();
     return parcel;
   }
   if (std::exchange(markWanted_, false)) {
@@ -364,8 +403,10 @@ void MessengerCore::sort(Parcel parcel) {
       verdict = arrivals_.text(parcel.sender, parcel.number, Clock::now());
       break;
   }
-  if (verdict.rescan) askForRescan();
-  if (verdict.deliver) keep(std::move(parcel.text));
+  // What the sender says about a loss is the same loss that the numbers show.
+  const bool saysSo = verdict.deliver && parcel.text == rescan();
+  if (verdict.rescan || saysSo) askForRescan();
+  if (verdict.deliver && !saysSo) keep(std::move(parcel.text));
 }
 
 void MessengerCore::lost() {
@@ -384,7 +425,7 @@ void MessengerCore::lost() {
 void MessengerCore::askForRescan() {
   if (std::exchange(rescanWaits_, true)) return;
   ++rescansGiven;
-  incoming_.push_back({NetMessage(NetMessage::Rescan, "").asString(), true});
+  incoming_.push_back({rescan(), true});
 }
 
 void MessengerCore::keep(std::string text) {
@@ -405,8 +446,13 @@ void MessengerCore::keep(std::string text) {
 
 void MessengerCore::undeliverable(const Parcel& parcel, const std::string& why) {
   const std::lock_guard lock(mutex_);
-  if (parcel.kind == Parcel::Kind::kText) ++textsDropped;
+  if (isText(parcel)) ++textsDropped;
   noteOnce(Once::kUndeliverable, "a text could not be sent: " + why);
+  // A rescan that cannot be sent is followed by no other, which would fare no better.
+  if (!isText(parcel) || parcel.group != group_ || group_.empty() || end_) return;
+  ++number_;
+  postRescan();
+  ring();
 }
 
 void MessengerCore::state(bool connected, const std::string& words) {
@@ -555,7 +601,7 @@ void MessengerCore::finish() {
     }
   }
   Lock lock(mutex_);
-  while (!outgoing_.empty()) dropOldest();
+  while (!outgoing_.empty()) drop();
   if (!notes_.empty()) writeNotes(lock);
 }
 

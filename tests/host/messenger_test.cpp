@@ -182,6 +182,13 @@ class MessengerTest : public test::HomeTest {
     carrier.mailbox->arrived({Parcel::Kind::kText, group, sender, number, text});
   }
 
+  // What a dead engine leaves.
+  std::vector<Parcel> takeAll() {
+    std::vector<Parcel> parcels;
+    while (auto parcel = carrier.mailbox->take()) parcels.push_back(*std::move(parcel));
+    return parcels;
+  }
+
   static Parcel parcel(const std::string& sender, uint64_t number, const std::string& text) {
     return {Parcel::Kind::kText, R"(\\nas\projects\Alpha)", sender, number, text};
   }
@@ -284,18 +291,57 @@ TEST_F(MessengerTest, TextsMayHoldAnyBytes) {
   EXPECT_THAT(heard.await(2), ElementsAre("", every));
 }
 
-TEST_F(MessengerTest, ATextOf64KibibytesIsSentAndALongerOneIsMissed) {
+TEST_F(MessengerTest, ATextOf64KibibytesIsSentAndARescanInPlaceOfLongerOnes) {
+  carrier.isDead = true;
+  timing.flush = 0ms;
   const auto messenger = start();
   messenger->send(std::string(65536, 'x'));
   messenger->send(std::string(65537, 'y'));
   messenger->send(std::string(1 << 20, 'z'));
   messenger->send("8 a");
-  const auto parcels = carrier.taken.await(2);
-  ASSERT_EQ(parcels.size(), 2u);
+  messenger->send(std::string(65537, 'y'));
+  EXPECT_EQ(host::messengerFacts().waiting, 2u);
+  const auto parcels = takeAll();
+  ASSERT_EQ(parcels.size(), 4u);
   EXPECT_EQ(parcels[0].text.size(), 65536u);
-  EXPECT_EQ(parcels[1].text, "8 a");
-  EXPECT_EQ(parcels[1].number, 4u);
+  EXPECT_EQ(parcels[1].text, kRescan);
+  EXPECT_EQ(parcels[1].number, 3u);
+  EXPECT_EQ(parcels[2].text, "8 a");
+  EXPECT_EQ(parcels[2].number, 4u);
+  EXPECT_EQ(parcels[3].text, kRescan);
+  EXPECT_EQ(parcels[3].number, 5u);
+  EXPECT_EQ(host::messengerFacts().sent, 2u);
+  EXPECT_EQ(host::messengerFacts().dropped, 3u);
+}
+
+TEST_F(MessengerTest, ATextThatIsTooLongWakesTheEngine) {
+  const auto messenger = start();
+  messenger->send(std::string(65537, 'y'));
+  EXPECT_THAT(textsOf(carrier.taken.await(1)), ElementsAre(kRescan));
+}
+
+TEST_F(MessengerTest, AfterATextThatTheEngineGivesUpThereIsARescan) {
+  carrier.isDead = true;
+  timing.flush = 0ms;
+  const auto messenger = start();
+  for (const char* text : {"8 a", "8 b", "8 c"}) messenger->send(text);
+  const auto parcels = takeAll();
+  ASSERT_EQ(parcels.size(), 3u);
+  carrier.mailbox->undeliverable(parcels[0], "it was refused");
+  carrier.mailbox->undeliverable(parcels[2], "it was refused");
+  const auto instead = takeAll();
+  ASSERT_EQ(instead.size(), 1u);
+  EXPECT_EQ(instead[0].text, kRescan);
+  EXPECT_EQ(instead[0].group, R"(\\nas\projects\Alpha)");
+  EXPECT_EQ(instead[0].sender, parcels[0].sender);
+  EXPECT_EQ(instead[0].number, 5u);
   EXPECT_EQ(host::messengerFacts().dropped, 2u);
+
+  carrier.mailbox->undeliverable(instead[0], "that was refused, too");
+  EXPECT_THAT(takeAll(), IsEmpty());
+  enter("nas/Beta");
+  carrier.mailbox->undeliverable(parcels[1], "it was refused");  // of a group that was left
+  EXPECT_THAT(takeAll(), IsEmpty());
 }
 
 TEST_F(MessengerTest, TheLogTellsOfTextsThatAreTooLongOnce) {
@@ -562,6 +608,18 @@ TEST_F(MessengerTest, AGapIsOneRescanBeforeTheTextThatShowsIt) {
   EXPECT_EQ(host::messengerFacts().rescans, 1u);
 }
 
+TEST_F(MessengerTest, ARescanOfTheSenderAndTheGapBeforeItAreOne) {
+  const auto messenger = start();
+  arrive("a", 1, "8 one");
+  arrive("a", 4, kRescan);
+  arrive("a", 5, "8 five");
+  EXPECT_THAT(heard.await(3), ElementsAre("8 one", kRescan, "8 five"));
+  arrive("b", 1, kRescan);
+  arrive("b", 2, "8 two");
+  EXPECT_THAT(heard.await(5), ElementsAre("8 one", kRescan, "8 five", kRescan, "8 two"));
+  EXPECT_EQ(host::messengerFacts().rescans, 2u);
+}
+
 TEST_F(MessengerTest, WhatARescanHasCoveredIsNotHandedOver) {
   const auto messenger = start();
   arrive("a", 1, "8 one");
@@ -717,17 +775,35 @@ TEST_F(LossyMessengerTest, AfterALossTheOthersAreToldTheLastNumber) {
   EXPECT_EQ(parcels[2].number, 1u);
 }
 
-TEST_F(MessengerTest, AFullQueueGivesTheOldestUpAndTheNumbersShowIt) {
+TEST_F(MessengerTest, AFullQueueGivesTheOldestUpAndARescanStandsForThem) {
   carrier.isDead = true;
   timing.flush = 0ms;
   const auto messenger = start();
   for (int i = 1; i <= 65536 + 10; ++i) messenger->send(std::to_string(i));
   EXPECT_EQ(host::messengerFacts().waiting, 65536u);
   EXPECT_EQ(host::messengerFacts().dropped, 10u);
-  const auto oldest = carrier.mailbox->take();
-  ASSERT_TRUE(oldest);
-  EXPECT_EQ(oldest->number, 11u);
-  EXPECT_EQ(oldest->text, "11");
+  const auto parcels = takeAll();
+  ASSERT_EQ(parcels.size(), 65537u);
+  EXPECT_EQ(parcels[0].text, kRescan);
+  EXPECT_EQ(parcels[0].number, 10u);
+  EXPECT_EQ(parcels[1].number, 11u);
+  EXPECT_EQ(parcels[1].text, "11");
+}
+
+TEST_F(MessengerTest, OfTwoGroupsEachIsToldThatTextsWereGivenUp) {
+  carrier.isDead = true;
+  timing.flush = 0ms;
+  const auto messenger = start();
+  for (int i = 1; i <= 3; ++i) messenger->send("alpha");
+  enter("nas/Beta");
+  for (int i = 1; i <= 65536 + 2; ++i) messenger->send("beta");
+  const auto parcels = takeAll();
+  ASSERT_EQ(parcels.size(), 65538u);
+  EXPECT_EQ(parcels[0].group, R"(\\nas\projects\Alpha)");
+  EXPECT_EQ(parcels[0].number, 3u);
+  EXPECT_EQ(parcels[1].group, R"(\\nas\projects\Beta)");
+  EXPECT_EQ(parcels[1].number, 2u);
+  EXPECT_THAT(textsOf({parcels[0], parcels[1], parcels[2]}), ElementsAre(kRescan, kRescan, "beta"));
 }
 
 TEST_F(MessengerTest, NoMoreThan64MebibytesWait) {
