@@ -261,8 +261,7 @@ class DbusEngine::Line {
   }
 
   void establish() {
-    if (std::exchange(established_, true)) return;
-    pauses_.startAnew();
+    if (!std::exchange(established_, true)) pauses_.startAnew();
     tellState();
     if (std::exchange(missed_, false)) mailbox_->lost();
   }
@@ -367,7 +366,7 @@ class DbusEngine::Line {
   Bus bus_;
   Slot match_;
   bool asked_ = false;        // for the texts of the group
-  bool established_ = false;  // and they have been promised, once
+  bool established_ = false;  // and those of some group have been promised
   bool missed_ = false;       // texts may have passed while there was no connection
   bool more_ = false;         // has come in already
   uint64_t strangers_ = 0;

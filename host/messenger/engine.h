@@ -67,7 +67,8 @@ class Mailbox {
   // The engine gives a parcel up, with the reason for the log.
   virtual void undeliverable(const Parcel& parcel, const std::string& why) = 0;
 
-  // For people: "connected to the session bus"; or why not, and what to try next.
+  // Connected: the texts of the group that group() gave last come in from now on; to be said anew
+  // for each group.  For people: "connected to the session bus"; or why not, and what to try next.
   virtual void state(bool connected, const std::string& words) = 0;
 
  protected:

@@ -130,6 +130,8 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
   bool queue(const std::string& text);
 
   // With the mutex held.
+  bool isConnected() const { return joined_ == group_; }
+  void greet();
   void sort(Parcel parcel);
   bool mustTakeOver() const;
   void sleep(Lock& lock);
@@ -175,8 +177,10 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
   size_t incomingBytes_ = 0;
   bool rescanWaits_ = false;  // among the incoming
 
-  bool connected_ = false, tried_ = false;
-  std::string words_ = "not connected yet";
+  std::optional<std::string> told_;    // the group that the engine knows of
+  std::optional<std::string> joined_;  // the group whose texts it brings
+  bool engineConnected_ = false, tried_ = false;
+  std::string words_ = "not connected yet";  // the engine's
   std::set<Once> noted_;
   std::vector<std::string> notes_;  // for the log
 
@@ -268,9 +272,9 @@ void MessengerCore::enter(const std::string& group) {
   group_ = group;
   sender_ = name_ + hexDigits(++stays_);
   number_ = 0;
-  helloWanted_ = mayLose_ && !group_.empty();
+  helloWanted_ = false;
   arrivals_.forgetAll();
-  arrivals_.settle(Clock::now());
+  greet();
   incoming_.clear();
   incomingBytes_ = 0;
   rescanWaits_ = false;
@@ -282,9 +286,12 @@ MessengerFacts MessengerCore::facts() const {
   const std::lock_guard lock(mutex_);
   MessengerFacts facts;
   facts.engine = engineName_;
-  facts.connected = connected_;
+  facts.connected = isConnected();
   facts.tried = tried_;
-  facts.state = words_;
+  const bool isOnTheWay = engineConnected_ && !isConnected();
+  facts.state = !isOnTheWay      ? words_
+                : group_.empty() ? "leaving the lobby"
+                                 : "entering the lobby " + group_;
   facts.group = group_;
   facts.waiting = static_cast<uint64_t>(std::count_if(
       outgoing_.begin(), outgoing_.end(), [](const Parcel& parcel) { return isText(parcel); }));
@@ -308,6 +315,9 @@ std::string MessengerCore::group() {
   const std::lock_guard lock(mutex_);
   changed_ = false;
   silence();
+  // Whatever it brings from here on it brings for this one, and says so.
+  if (told_ != group_) joined_.reset();
+  told_ = group_;
   return group_;
 }
 
@@ -457,15 +467,21 @@ void MessengerCore::undeliverable(const Parcel& parcel, const std::string& why) 
 
 void MessengerCore::state(bool connected, const std::string& words) {
   const std::lock_guard lock(mutex_);
-  if (connected && !connected_) {
-    helloWanted_ = mayLose_ && !group_.empty();
-    arrivals_.settle(Clock::now());
-    if (helloWanted_) ring();
-  }
+  const bool wasConnected = isConnected();
+  engineConnected_ = connected;
+  joined_ = connected ? told_ : std::nullopt;
+  if (!wasConnected) greet();
   if (words != words_) note(words);
-  connected_ = connected;
   tried_ = true;
   words_ = words;
+}
+
+// A hello when somebody listens for the answers; until then state() has it to do.
+void MessengerCore::greet() {
+  if (!isConnected()) return;
+  helloWanted_ = mayLose_ && !group_.empty();
+  arrivals_.settle(Clock::now());
+  if (helloWanted_) ring();
 }
 
 // The delivering thread writes it: the log's storage keeps nobody else waiting.

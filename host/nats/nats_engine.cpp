@@ -60,7 +60,6 @@ NatsEngine::NatsEngine(EngineSettings settings) : settings_(std::move(settings))
 void NatsEngine::run(Mailbox& mailbox) {
   const Library library;
   Traffic traffic;
-  traffic.awake = Clock::now();
   Pauses pauses;
   std::string words;
   for (traffic.look(mailbox); goesOn(mailbox, traffic); traffic.look(mailbox)) {

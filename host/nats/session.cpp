@@ -23,8 +23,6 @@ constexpr milliseconds kRequest = 2s;        // connecting, and each request of 
 constexpr milliseconds kConfirmation = 20s;  // that the server takes for a text
 constexpr milliseconds kInspection = 30s;    // between two looks at the stream
 constexpr int64_t kHeartbeat = 2000000000;   // nanoseconds between signs of life of the deliveries
-// Who begins to listen this long after entering has missed what was sent meanwhile.
-constexpr milliseconds kSettling = 2s;
 
 milliseconds until(Clock::time_point when) {
   return std::chrono::ceil<milliseconds>(when - Clock::now());
@@ -41,7 +39,6 @@ void Traffic::look(Mailbox& mailbox) {
   std::string wanted = mailbox.group();
   if (wanted == group) return;
   group = std::move(wanted);
-  entered = awake;
   next.reset();
 }
 
@@ -49,7 +46,6 @@ void Traffic::wait(Mailbox& mailbox, int line, milliseconds wait) {
   std::array<pollfd, 2> both = {{{mailbox.descriptor(), POLLIN, 0}, {line, POLLIN, 0}}};
   poll(both.data(), line < 0 ? 1 : 2,
        static_cast<int>(std::clamp<int64_t>(wait.count(), 0, INT32_MAX)));
-  awake = Clock::now();
 }
 
 Traffic::Outgoing* Traffic::fetch(Mailbox& mailbox) {
@@ -165,8 +161,8 @@ bool Session::subscribe() {
   const uint64_t end = info->State.LastSeq + 1;
   if (!traffic_.next) {
     traffic_.next = end;
-    const bool late = Clock::now() - traffic_.entered > kSettling;
-    if (late && end > 1) mailbox_.lost();
+    // Nobody knows how much of it was sent after we had entered.
+    if (end > 1) mailbox_.lost();
   } else if (info->Created != traffic_.streamMade || end < *traffic_.next) {
     // Made anew, or put back to an older state.
     mailbox_.lost();
@@ -252,7 +248,7 @@ bool Session::publish() {
     Traffic::Outgoing& outgoing = traffic_.out[inFlight_];
     // Who sends into a new group listens there first, so that no answer is missed.
     const std::string& group = outgoing.parcel.group;
-    moved_ = group != traffic_.group && group == mailbox_.group();
+    moved_ = group != traffic_.group && mailbox_.group() != traffic_.group;
     if (moved_) return true;
     if (traffic_.own.insert(outgoing.parcel.sender).second) line_->add(outgoing.parcel.sender);
     if (!publish(outgoing)) return false;

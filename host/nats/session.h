@@ -31,9 +31,7 @@ struct Traffic {
   std::deque<Outgoing> out;             // not confirmed, oldest first
   std::unordered_set<std::string> own;  // senders of this process
 
-  std::string group;          // that we are in; empty: none
-  Clock::time_point entered;  // at that moment at the earliest
-  Clock::time_point awake;    // since then the connection's thread has not waited for the mailbox
+  std::string group;             // that we are in; empty: none
   std::optional<uint64_t> next;  // of the stream, the text that is due; none: never looked
   int64_t streamMade = 0;        // its mark: another one is another stream
 
@@ -80,7 +78,7 @@ class Session {
   std::string subject_, subjectsGroup_;  // of the last text
   Clock::time_point inspected_;
   bool worked_ = false;
-  bool moved_ = false;  // into another group, for which a text waits
+  bool moved_ = false;  // into another group
   std::optional<std::string> trouble_;
 };
 

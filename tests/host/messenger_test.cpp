@@ -67,7 +67,9 @@ class Heard {
 // What an engine of the tests does and has seen; outlives it.
 struct Carrier {
   bool losesUnnoticed = false;
-  bool isDead = false;  // takes nothing, and ends at the last moment
+  bool isDead = false;                   // takes nothing, and ends at the last moment
+  std::atomic<bool> isSlow = false;      // does not listen yet in the groups that it is told
+  std::optional<std::string> listensTo;  // for the engine
 
   // Handed over by run() itself, in lists: those that came together.
   std::mutex mutex;
@@ -117,7 +119,7 @@ class PretendedEngine final : public host::Engine {
 
   void run(host::Mailbox& mailbox) override {
     carrier_.mailbox = &mailbox;
-    if (!carrier_.isDead) mailbox.state(true, "pretends");
+    look(mailbox);
     carrier_.runners.add(std::this_thread::get_id());
     if (!carrier_.running.try_wait()) carrier_.running.count_down();
     while (!mailbox.end()) {
@@ -125,7 +127,7 @@ class PretendedEngine final : public host::Engine {
       poll(ready, 2, -1);
       std::vector<Parcel> parcels = carrier_.nextToCome();
       if (!parcels.empty() && !mailbox.arrivedTogether(parcels)) return;
-      carrier_.groups.add(mailbox.group());
+      look(mailbox);
       if (!carrier_.isDead) takeAll(mailbox);
     }
     if (carrier_.isDead) {
@@ -136,6 +138,14 @@ class PretendedEngine final : public host::Engine {
   }
 
  private:
+  void look(host::Mailbox& mailbox) {
+    const std::string group = mailbox.group();
+    carrier_.groups.add(group);
+    if (carrier_.isDead || carrier_.listensTo == group) return;
+    carrier_.listensTo = group;
+    if (!carrier_.isSlow) mailbox.state(true, "pretends");
+  }
+
   void takeAll(host::Mailbox& mailbox) {
     while (auto parcel = mailbox.take()) carrier_.taken.add(*std::move(parcel));
   }
@@ -175,6 +185,14 @@ class MessengerTest : public test::HomeTest {
                                                         "pretended", receiver.get(), timing));
     carrier.running.wait();
     return messenger;
+  }
+
+  void awaitTold(const std::string& group) const {
+    std::vector<std::string> groups;
+    for (size_t i = 1; groups.empty() || groups.back() != group; ++i) {
+      groups = carrier.groups.await(i);
+      ASSERT_GE(groups.size(), i);
+    }
   }
 
   void arrive(const std::string& sender, uint64_t number, const std::string& text,
@@ -576,11 +594,44 @@ TEST_F(MessengerTest, TextsThatWaitForTheOldGroupStillGoThere) {
 TEST_F(MessengerTest, TheEngineHearsOfEachGroup) {
   const auto messenger = start();
   enter("nas/Beta");
-  std::vector<std::string> groups;
-  for (size_t i = 1; groups.empty() || groups.back() != R"(\\nas\projects\Beta)"; ++i) {
-    groups = carrier.groups.await(i);
-    ASSERT_GE(groups.size(), i);
+  awaitTold(R"(\\nas\projects\Beta)");
+}
+
+TEST_F(MessengerTest, ItIsConnectedWhenTheEngineListensInThePresentGroup) {
+  const auto messenger = start();
+  EXPECT_TRUE(host::messengerFacts().connected);
+  carrier.isSlow = true;
+  enter("nas/Beta");
+  EXPECT_FALSE(host::messengerFacts().connected);
+  EXPECT_EQ(host::messengerFacts().state, R"(entering the lobby \\nas\projects\Beta)");
+  awaitTold(R"(\\nas\projects\Beta)");
+  EXPECT_FALSE(host::messengerFacts().connected);
+  carrier.mailbox->state(true, "pretends");
+  EXPECT_TRUE(host::messengerFacts().connected);
+  EXPECT_EQ(host::messengerFacts().state, "pretends");
+
+  setProjectsBaseDirectory(getLocalProjectsDir());
+  EXPECT_EQ(host::messengerFacts().state, "leaving the lobby");
+  awaitTold("");
+  carrier.mailbox->state(false, "has broken off");
+  enter("nas/Beta");
+  EXPECT_FALSE(host::messengerFacts().connected);
+  EXPECT_EQ(host::messengerFacts().state, "has broken off");
+}
+
+// Whether the engine has heard of it is chance.
+TEST_F(MessengerTest, WhoGoesAndComesBackAtOnceIsConnectedAgain) {
+  const auto messenger = start();
+  for (int i = 0; i < 200; ++i) {
+    enter("nas/Beta");
+    enter("nas/Alpha");
   }
+  const auto end = std::chrono::steady_clock::now() + kPatience;
+  while (!host::messengerFacts().connected && std::chrono::steady_clock::now() < end) {
+    std::this_thread::yield();
+  }
+  EXPECT_TRUE(host::messengerFacts().connected);
+  EXPECT_EQ(host::messengerFacts().state, "pretends");
 }
 
 TEST_F(MessengerTest, OfAGroupLeftNothingIsHeardThatWaited) {

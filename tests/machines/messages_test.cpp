@@ -93,6 +93,7 @@ TEST_F(MessagesTest, WhoChangesTheLobbyHearsTheNewOne) {
   join(ben, "Alpha");
   join(cat, "Beta");
   ASSERT_EQ(ben.ask("enter Beta"), "yes");
+  ASSERT_EQ(ben.ask("await-connection"), "yes");
   ben.ask("send 8 ben is here");
   EXPECT_EQ(cat.ask("heard 1"), "8 ben is here");
   ann.ask("send 8 alpha");
@@ -100,8 +101,10 @@ TEST_F(MessagesTest, WhoChangesTheLobbyHearsTheNewOne) {
   EXPECT_EQ(ben.ask("heard 1"), "8 beta");
 
   ASSERT_EQ(ben.ask("leave"), "yes");
+  ASSERT_EQ(ben.ask("await-connection"), "yes");
   ben.ask("send 8 nowhere");
   ASSERT_EQ(ben.ask("enter Alpha"), "yes");
+  ASSERT_EQ(ben.ask("await-connection"), "yes");
   ben.ask("send 8 back");
   EXPECT_EQ(ann.ask("heard 1"), "8 back");
 }
