@@ -33,6 +33,8 @@ const char kSignature[] = "aystyay";  // group, sender, number, kind, text
 constexpr auto kConnectPatience = std::chrono::seconds(10);
 constexpr auto kFirstPause = milliseconds(50);
 constexpr auto kLongestPause = milliseconds(5000);
+// Who begins to listen this long after entering a group has missed what was sent meanwhile.
+constexpr auto kSettling = std::chrono::seconds(2);
 
 // So many texts may wait in the connection itself; the others wait in the mailbox, which is
 // bounded.
@@ -263,6 +265,8 @@ class DbusEngine::Line {
   void establish() {
     if (!std::exchange(established_, true)) pauses_.startAnew();
     tellState();
+    if (wanted_ && Clock::now() - *wanted_ > kSettling) missed_ = true;
+    wanted_.reset();
     if (std::exchange(missed_, false)) mailbox_->lost();
   }
 
@@ -316,6 +320,7 @@ class DbusEngine::Line {
     if (!end_ && (end_ = mailbox_->end())) nextAttempt_ = std::min(nextAttempt_, Clock::now());
     if (group == group_) return;
     group_ = group;
+    wanted_ = Clock::now();
     if (asked_) subscribe();
   }
 
@@ -355,6 +360,7 @@ class DbusEngine::Line {
   std::mutex mutex_;
   Mailbox* mailbox_ = nullptr;
   std::string group_;
+  std::optional<Time> wanted_;  // since then its texts are; none: they come in
   std::optional<Time> end_;
   std::optional<Parcel> held_;  // taken, and not sent yet
   std::vector<Parcel> came_;

@@ -13,6 +13,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/machines/machines.h"
@@ -202,6 +203,17 @@ TEST_F(MessagesTest, WithABusThatIsDeadNobodyWaits) {
   EXPECT_GE(took, std::chrono::milliseconds(1900));  // as long as what waits may need
   EXPECT_LT(took, std::chrono::seconds(10));
   close(dead);
+}
+
+TEST_F(MessagesTest, WithABusThatAnswersLateSomethingMayBeMissing) {
+  bus.stop();
+  ASSERT_EQ(ann.ask("enter Alpha"), "yes");
+  EXPECT_EQ(ann.ask("listen"), "not connected yet");
+  // Longer than may pass unnoticed, shorter than the attempt to connect lasts.
+  std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+  bus.resume();
+  ASSERT_EQ(ann.ask("await-connection"), "yes");
+  EXPECT_EQ(ann.ask("heard 1"), "100 ");
 }
 
 TEST_F(MessagesTest, ABusThatIsNotThereYetIsFoundWhenItComes) {

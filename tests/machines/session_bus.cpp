@@ -75,4 +75,8 @@ void SessionBus::kill() {
 
 void SessionBus::restart() { start(); }
 
+void SessionBus::stop() { ::kill(process_, SIGSTOP); }
+
+void SessionBus::resume() { ::kill(process_, SIGCONT); }
+
 }  // namespace test

@@ -17,6 +17,8 @@ class SessionBus {
 
   void kill();     // without a word to anybody
   void restart();  // after kill(), at the same address
+  void stop();     // it takes connections and says nothing, until
+  void resume();
 
   const std::string& address() const { return address_; }
 
