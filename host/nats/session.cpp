@@ -88,10 +88,11 @@ std::optional<std::string> Session::run() {
       return trouble_;
     }
     if (mailbox_.group() != traffic_.group) return std::nullopt;
-    const auto end = mailbox_.end();
     if (traffic_.out.empty()) announce();
     if (!publish()) return trouble_;
     if (moved_) return std::nullopt;
+    // After publish(), which may have cleared the mailbox's descriptor.
+    const auto end = mailbox_.end();
     const bool needed = !traffic_.group.empty() && !end;
     if (traffic_.out.empty() && !needed) return std::nullopt;
     if (end && Clock::now() >= *end) return std::nullopt;

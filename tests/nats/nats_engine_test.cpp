@@ -4,8 +4,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <memory>
+#include <optional>
+#include <thread>
 
 #include "tests/nats/administrator.h"
 #include "tests/nats/box.h"
@@ -205,6 +209,42 @@ TEST_F(NatsEngineTest, AServerThatStandsStillKeepsNobodyFromLeaving) {
   ann.leave(500ms);
   EXPECT_LT(std::chrono::steady_clock::now() - begin, 20s);
   EXPECT_THAT(ann.seen().undelivered, ElementsAre(Pair("too late", testing::_)));
+}
+
+// A text for Beta waits in Alpha, and the end comes when the engine asks which lobby we are in.
+class Interrupted : public test::Box {
+ public:
+  Interrupted() : Box(kAlpha, "a1") {}
+
+  std::optional<host::Parcel> take() override {
+    if (!sends.exchange(false)) return std::nullopt;
+    ends_ = true;
+    return host::Parcel{host::Parcel::Kind::kText, kBeta, "a1", 1, "to Beta"};
+  }
+
+  std::string group() override {
+    if (ends_.exchange(false)) endWithin(500ms);
+    return Box::group();
+  }
+
+  std::atomic<bool> sends = false;
+
+ private:
+  std::atomic<bool> ends_ = false;
+};
+
+TEST_F(NatsEngineTest, AnEndThatComesWhileATextIsPublishedIsNotMissed) {
+  Interrupted ann;
+  const std::unique_ptr<host::Engine> engine = test::makeEngine(settings());
+  std::thread runs([&] { engine->run(ann); });
+  EXPECT_TRUE(ann.awaitConnected());
+  server.stop();
+  ann.sends = true;
+  ann.enter(kAlpha);  // rings
+  runs.join();
+  // Unnoticed it would last until the connection is found dead, which would be the reason then.
+  EXPECT_THAT(ann.seen().undelivered,
+              ElementsAre(Pair("to Beta", "the server did not confirm it in time")));
 }
 
 // The receiver is a process of its own, which can be stopped.
