@@ -775,17 +775,21 @@ TEST_F(LossyMessengerTest, TheNumberOfTheLastTextIsToldTwiceWhenNoneFollows) {
   const auto messenger = start();
   messenger->send("8 a");
   messenger->send("8 b");
-  const auto parcels = carrier.taken.await(5);
-  ASSERT_EQ(parcels.size(), 5u);
-  const auto last = std::find_if(parcels.begin(), parcels.end(), [](const Parcel& parcel) {
-    return parcel.kind == Parcel::Kind::kText && parcel.number == 2;
-  });
-  ASSERT_EQ(parcels.end() - last, 3);
-  for (const Parcel& parcel : {last[1], last[2]}) {
-    EXPECT_EQ(parcel.kind, Parcel::Kind::kMark);
-    EXPECT_EQ(parcel.number, 2u);
-    EXPECT_EQ(parcel.text, "");
+  // The hello, the texts and two marks; more when marks of the first text came between the two.
+  const auto isLastMark = [](const Parcel& parcel) {
+    return parcel.kind == Parcel::Kind::kMark && parcel.number == 2 && parcel.text.empty();
+  };
+  std::vector<Parcel> parcels;
+  for (size_t count = 5; count <= 7; ++count) {
+    parcels = carrier.taken.await(count);
+    if (std::count_if(parcels.begin(), parcels.end(), isLastMark) == 2) break;
   }
+  ASSERT_GE(parcels.size(), 5u);
+  const auto last = parcels.end() - 3;
+  EXPECT_EQ(last[0].kind, Parcel::Kind::kText);
+  EXPECT_EQ(last[0].number, 2u);
+  EXPECT_TRUE(isLastMark(last[1]));
+  EXPECT_TRUE(isLastMark(last[2]));
 }
 
 TEST_F(LossyMessengerTest, WhoLeavesAGroupTellsItTheLastNumber) {
