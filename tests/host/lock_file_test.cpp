@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -100,15 +101,27 @@ class LockFileTest : public testing::Test {
   }
 
   // What a file server does for a client that reads a file: whoever wants to write in it waits
-  // until the lease is given back, as here by the signal that asks for it.
+  // until the lease is given back, as here by a process that waits for the signal that asks for it.
   static bool lease(const WString& file) {
-    struct sigaction giveBack = {};
-    giveBack.sa_flags = SA_RESTART;
-    giveBack.sa_handler = [](int) { fcntl(leased, F_SETLEASE, F_UNLCK); };
-    leased = open(native(file).c_str(), O_RDONLY | O_CLOEXEC);
-    return sigaction(SIGIO, &giveBack, nullptr) == 0 && fcntl(leased, F_SETLEASE, F_RDLCK) == 0;
+    int ready[2];
+    if (pipe2(ready, O_CLOEXEC) != 0) return false;
+    if (fork() == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      sigset_t asked;
+      sigemptyset(&asked);
+      sigaddset(&asked, SIGIO);
+      sigprocmask(SIG_BLOCK, &asked, nullptr);
+      const int leased = open(native(file).c_str(), O_RDONLY | O_CLOEXEC);
+      const char answer = fcntl(leased, F_SETLEASE, F_RDLCK) == 0 ? 'y' : 'n';
+      (void)!write(ready[1], &answer, 1);
+      sigwaitinfo(&asked, nullptr);
+      fcntl(leased, F_SETLEASE, F_UNLCK);
+      _exit(0);
+    }
+    close(ready[1]);
+    char answer = 0;
+    return read(ready[0], &answer, 1) == 1 && answer == 'y';
   }
-  static inline int leased = -1;
 
   // Each of these is tried on local and on remote storage.
   static void repeatedRemoveOfARefusedLock(const WString& file);
