@@ -13,14 +13,22 @@
 namespace host::nats {
 namespace {
 
-std::mutex linesMutex;
-std::unordered_map<uintptr_t, std::weak_ptr<Line>> lines;
-uintptr_t lastLine = 0;
+// Never destroyed: the client library calls back to the last.
+struct Lines {
+  std::mutex mutex;
+  std::unordered_map<uintptr_t, std::weak_ptr<Line>> byNumber;
+  uintptr_t last = 0;
+};
+
+Lines& lines() {
+  static Lines& instance = *new Lines;
+  return instance;
+}
 
 std::shared_ptr<Line> lineOf(void* closure) {
-  const std::lock_guard lock(linesMutex);
-  const auto found = lines.find(reinterpret_cast<uintptr_t>(closure));
-  return found == lines.end() ? nullptr : found->second.lock();
+  const std::lock_guard lock(lines().mutex);
+  const auto found = lines().byNumber.find(reinterpret_cast<uintptr_t>(closure));
+  return found == lines().byNumber.end() ? nullptr : found->second.lock();
 }
 
 const char* idOf(natsMsg& message) {
@@ -61,17 +69,17 @@ Line::Line(Mailbox& mailbox, std::string group, const std::unordered_set<std::st
 
 Line::~Line() {
   if (id_ != 0) {
-    const std::lock_guard lock(linesMutex);
-    lines.erase(id_);
+    const std::lock_guard lock(lines().mutex);
+    lines().byNumber.erase(id_);
   }
   if (descriptor_ >= 0) close(descriptor_);
 }
 
 void* Line::closure() {
-  const std::lock_guard lock(linesMutex);
+  const std::lock_guard lock(lines().mutex);
   if (id_ == 0) {
-    id_ = ++lastLine;
-    lines.emplace(id_, weak_from_this());
+    id_ = ++lines().last;
+    lines().byNumber.emplace(id_, weak_from_this());
   }
   return reinterpret_cast<void*>(id_);  // NOLINT(performance-no-int-to-ptr): a number, no address
 }
