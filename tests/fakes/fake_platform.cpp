@@ -49,8 +49,10 @@ std::vector<WString> FakePlatform::namesIn(const WString& folder) const {
 }
 
 void FakePlatform::note(const String& call) {
-  const std::lock_guard hold(lock);
-  calls.push_back(call);
+  {
+    const std::lock_guard hold(lock);
+    calls.push_back(call);
+  }
   if (atCall) atCall(call);
 }
 

@@ -53,8 +53,10 @@ struct LobbyLifecycleTest : testing::Test {
   void noteTheMove() {
     platform.atCall = [this](const String& call) {
       if (call.starts_with("Fsys") && !call.starts_with("FsysReInitialize")) return;
+      // A listing is let go under its directory's lock, under which nobody asks for others.
+      const bool released = call.starts_with("release ");
       move.push_back(call + ": " + std::to_string(names().size()) + " drives, " +
-                     std::to_string(getSystemCache()->count()) + " files, " +
+                     (released ? "" : std::to_string(getSystemCache()->count()) + " files, ") +
                      (LobbyUtils::machineIsInNetworkMode() ? "network" : "local"));
     };
   }
@@ -227,8 +229,8 @@ TEST_F(LobbyLifecycleTest, EnteringForgetsThenConfiguresThenMounts) {
   noteTheMove();
   LobbyUtils::setCurrentNetworkLobby(L"Alpha");
   EXPECT_EQ(move,
-            (std::vector<String>{"release /media/e/Material/????????.*: 1 drives, 0 files, local",
-                                 "release /media/e/Sound/????????.*: 1 drives, 0 files, local",
+            (std::vector<String>{"release /media/e/Material/????????.*: 1 drives, local",
+                                 "release /media/e/Sound/????????.*: 1 drives, local",
                                  "setValue network lobby name = Alpha: 0 drives, 0 files, local",
                                  "FsysReInitialize true: 0 drives, 0 files, network"}));
   EXPECT_EQ(names(), (std::vector<WString>{L"/media/e"}));
@@ -241,8 +243,8 @@ TEST_F(LobbyLifecycleTest, GoingLocalForgetsThenConfiguresThenMounts) {
   noteTheMove();
   LobbyUtils::switchFromNetworkToLocal();
   EXPECT_EQ(move, (std::vector<String>{
-                      "release /media/e/Material/????????.*: 1 drives, 0 files, network",
-                      "release /media/e/Sound/????????.*: 1 drives, 0 files, network",
+                      "release /media/e/Material/????????.*: 1 drives, network",
+                      "release /media/e/Sound/????????.*: 1 drives, network",
                       "setValue last network lobby name = Alpha: 0 drives, 0 files, network",
                       "setValue network lobby name = : 0 drives, 0 files, network",
                       "FsysReInitialize false: 0 drives, 0 files, local"}));
