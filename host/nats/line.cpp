@@ -161,17 +161,14 @@ void Line::onClosed(natsConnection* connection, void* closure) {
                   (why && *why ? std::string(" (") + why + ")" : ""));
 }
 
-void Line::onError(natsConnection* connection, natsSubscription*, natsStatus status,
-                   void* closure) {
+// Without the server's own words: the library may be writing the next ones where they stand.
+void Line::onError(natsConnection*, natsSubscription*, natsStatus status, void* closure) {
   const auto line = lineOf(closure);
   if (!line) return;
-  const char* why = nullptr;
-  natsConnection_GetLastError(connection, &why);
   if (status == NATS_NOT_PERMITTED) {
-    line->breakWith(std::string("the server does not let this user work in the lobby (") +
-                    (why ? why : "") +
-                    "): use the lobby's own credentials, or have the administrator give them the "
-                    "rights that \"miscdisc notify setup\" shows");
+    line->breakWith(
+        "the server does not let this user work in the lobby: use the lobby's own credentials, or "
+        "have the administrator give them the rights that \"miscdisc notify setup\" shows");
   } else {
     line->breakWith(std::string("the server's deliveries broke off: ") +
                     natsStatus_GetText(status));
