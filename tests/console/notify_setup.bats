@@ -163,7 +163,7 @@ expect_local_work_goes_on() { # WORDS
   use_nats "$MISCDISC_HOME" "$(sed -n 's/.*user: "\([^"]*\)".*/\1/p' beta):secret"
   local line
   line=$(messenger_line)
-  [[ "$line" = "messenger	nats: the server does not let this user work in the lobby ("* ]]
+  [[ "$line" = "messenger	nats: the server does not let this user work in the lobby: "* ]]
   [[ "$line" = *"use the lobby's own credentials"* ]]
   expect_local_work_goes_on "the server does not let this user work in the lobby"
 }
