@@ -98,6 +98,11 @@ std::optional<std::string> Line::trouble() const {
   return trouble_;
 }
 
+bool Line::forbidden() const {
+  const std::lock_guard lock(mutex_);
+  return forbidden_;
+}
+
 void Line::add(const std::string& ownSender) {
   const std::lock_guard lock(mutex_);
   own_.insert(ownSender);
@@ -168,7 +173,8 @@ void Line::onError(natsConnection*, natsSubscription*, natsStatus status, void* 
   if (status == NATS_NOT_PERMITTED) {
     line->breakWith(
         "the server does not let this user work in the lobby: use the lobby's own credentials, or "
-        "have the administrator give them the rights that \"miscdisc notify setup\" shows");
+        "have the administrator give them the rights that \"miscdisc notify setup\" shows",
+        true);
   } else {
     line->breakWith(std::string("the server's deliveries broke off: ") +
                     natsStatus_GetText(status));
@@ -203,9 +209,12 @@ void Line::answer(Answer answer) {
   if (refused || answers_.size() >= wakeAfter_) wake();
 }
 
-void Line::breakWith(std::string words) {
+void Line::breakWith(std::string words, bool forbidden) {
   const std::lock_guard lock(mutex_);
-  if (!trouble_) trouble_ = std::move(words);
+  if (!trouble_) {
+    trouble_ = std::move(words);
+    forbidden_ = forbidden;
+  }
   wake();
 }
 

@@ -45,6 +45,7 @@ class Line : public std::enable_shared_from_this<Line> {
   int descriptor() const { return descriptor_; }  // readable: look for answers and trouble
   std::vector<Answer> answers();                  // clears the descriptor
   std::optional<std::string> trouble() const;     // the connection, or what it carries, is broken
+  bool forbidden() const;  // it is, as the server lets this user not do what was tried last
   void add(const std::string& ownSender);
   void wakeAfter(size_t answers);  // not for fewer than these
 
@@ -67,7 +68,7 @@ class Line : public std::enable_shared_from_this<Line> {
  private:
   void receive(natsMsg& message);
   void answer(Answer answer);
-  void breakWith(std::string words);
+  void breakWith(std::string words, bool forbidden = false);
   void wake();
 
   const std::string group_;
@@ -81,6 +82,7 @@ class Line : public std::enable_shared_from_this<Line> {
   size_t wakeAfter_ = 1;
   bool awake_ = false;  // the descriptor is readable
   std::optional<std::string> trouble_;
+  bool forbidden_ = false;
   uint64_t next_ = 1;          // of the stream
   uint64_t nextDelivery_ = 1;  // the server counts what it delivers, too
 };

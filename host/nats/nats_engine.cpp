@@ -4,7 +4,6 @@
 #include <random>
 #include <utility>
 
-#include "host/nats/names.h"
 #include "host/nats/session.h"
 
 namespace host::nats {
@@ -42,13 +41,10 @@ bool goesOn(Mailbox& mailbox, Traffic& traffic) {
 }
 
 // A lobby that we have left, and may not work in with these credentials, keeps nobody waiting.
-void giveUpRefused(Mailbox& mailbox, Traffic& traffic, const std::string& words) {
-  while (!traffic.out.empty()) {
-    const Parcel& first = traffic.out.front().parcel;
-    if (first.group == traffic.group || words.find(subjectOf(first.group)) == std::string::npos) {
-      return;
-    }
-    mailbox.undeliverable(first, words);
+void giveUp(Mailbox& mailbox, Traffic& traffic, const std::string& group,
+            const std::string& words) {
+  while (!traffic.out.empty() && traffic.out.front().parcel.group == group) {
+    mailbox.undeliverable(traffic.out.front().parcel, words);
     traffic.out.pop_front();
   }
 }
@@ -70,15 +66,17 @@ void NatsEngine::run(Mailbox& mailbox) {
     }
 
     std::optional<std::string> trouble;
+    std::string forbidden;
     {
       Session session(settings_, mailbox, traffic);
       trouble = session.run();
+      forbidden = session.forbiddenGroup();
       if (session.worked()) pauses.reset();
     }
     if (!trouble) continue;
     words = *trouble;
     mailbox.state(false, words);
-    giveUpRefused(mailbox, traffic, words);
+    if (forbidden != traffic.group) giveUp(mailbox, traffic, forbidden, words);
 
     const auto again = Clock::now() + pauses.next();
     while (Clock::now() < again && mailbox.group() == traffic.group && goesOn(mailbox, traffic)) {

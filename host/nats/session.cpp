@@ -105,6 +105,13 @@ std::optional<std::string> Session::run() {
   }
 }
 
+// The server does not say which text it means, so only where one was on its way.  After a failure
+// one goes ahead.
+std::string Session::forbiddenGroup() const {
+  const bool isKnown = line_->forbidden() && inFlight_ == 1;
+  return isKnown ? traffic_.out.front().parcel.group : "";
+}
+
 // How long the server may take for an answer.
 milliseconds Session::patience() {
   const auto end = mailbox_.end();

@@ -53,6 +53,9 @@ class Session {
 
   bool worked() const { return worked_; }  // the server took and gave all that there was
 
+  // After run(): the group that the server does not let us send to; empty: none that is known.
+  std::string forbiddenGroup() const;
+
  private:
   bool open();
   bool subscribe();

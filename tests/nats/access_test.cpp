@@ -17,6 +17,7 @@ using test::Server;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
+using testing::Pair;
 
 namespace {
 
@@ -172,7 +173,11 @@ TEST_F(NatsRightsTest, TheyAreNotEnoughForAnotherLobby) {
   ann.send("to Alpha");
   ASSERT_TRUE(bob.awaitTexts(1));
   ASSERT_TRUE(ann.awaitUndelivered());
-  EXPECT_THAT(bob.seen().texts, ElementsAre("to Alpha"));
+  EXPECT_THAT(ann.seen().undelivered,
+              ElementsAre(Pair("to Beta", HasSubstr("use the lobby's own credentials"))));
+  ann.send("next");
+  ASSERT_TRUE(bob.awaitTexts(2));
+  EXPECT_THAT(bob.seen().texts, ElementsAre("to Alpha", "next"));
 }
 
 TEST_F(NatsRightsTest, ALobbysUserHearsNothingOfAnotherLobby) {
