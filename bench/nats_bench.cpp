@@ -88,6 +88,7 @@ class Mailbox final : public host::Mailbox {
   void arrived(host::Parcel parcel) override {
     if (parcel.text.size() == kText.size()) arrivals.add();
   }
+  void stranger() override { fail("a text of another shape came"); }
   void lost() override { fail("a text was lost"); }
   void undeliverable(const host::Parcel&, const std::string& why) override { fail(why); }
   void state(bool connected, const std::string& words) override {

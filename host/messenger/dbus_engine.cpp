@@ -12,12 +12,10 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
-#include <random>
-#include <string_view>
 #include <utility>
 #include <vector>
 
-#include "host/messenger/messenger_core.h"
+#include "host/messenger/pauses.h"
 
 namespace host {
 namespace {
@@ -31,18 +29,17 @@ const char kMember[] = "Text";
 const char kSignature[] = "aystyay";  // group, sender, number, kind, text
 
 constexpr auto kConnectPatience = std::chrono::seconds(10);
-constexpr auto kFirstPause = milliseconds(50);
-constexpr auto kLongestPause = milliseconds(5000);
 // Who begins to listen this long after entering a group has missed what was sent meanwhile.
 constexpr auto kSettling = std::chrono::seconds(2);
 
 // So many texts may wait in the connection itself; the others wait in the mailbox, which is
 // bounded.
 constexpr uint64_t kMostUnwritten = 64;
-// After so many signals texts that wait to be sent have their turn.
-constexpr int kMostAtOnce = 256;
+// After so many signals texts that wait to be sent have their turn, and the other way round;
+// whoever sends carries no more than these for others.
+constexpr int kMostSignals = 256;
+constexpr int kMostTextsAtOnce = 64;
 
-constexpr size_t kLongestSender = 64;
 constexpr size_t kLongestGroup = 8192;
 
 struct CloseBus {
@@ -75,10 +72,6 @@ std::string readBytes(sd_bus_message* message, bool& read) {
   return read ? std::string(static_cast<const char*>(bytes), size) : std::string();
 }
 
-bool isHexadecimal(const std::string& text) {
-  return !text.empty() && text.find_first_not_of("0123456789abcdef") == std::string::npos;
-}
-
 // Nothing for a signal that no messenger has sent.
 std::optional<Parcel> readParcel(sd_bus_message* message) {
   if (sd_bus_message_has_signature(message, kSignature) <= 0) return {};
@@ -93,9 +86,8 @@ std::optional<Parcel> readParcel(sd_bus_message* message) {
   parcel.kind = static_cast<Parcel::Kind>(kind);
   const bool isKnown = parcel.kind == Parcel::Kind::kText || parcel.kind == Parcel::Kind::kHello ||
                        parcel.kind == Parcel::Kind::kMark;
-  const bool fits = parcel.group.size() <= kLongestGroup &&
-                    parcel.sender.size() <= kLongestSender && parcel.text.size() <= kLongestText;
-  if (!read || !isKnown || !fits || !isHexadecimal(parcel.sender)) return {};
+  const bool fits = parcel.group.size() <= kLongestGroup && parcel.text.size() <= kLongestText;
+  if (!read || !isKnown || !fits || !isSender(parcel.sender)) return {};
   return parcel;
 }
 
@@ -120,20 +112,6 @@ int writeParcel(sd_bus* bus, const Parcel& parcel) {
   step([&] { return sd_bus_send(bus, made, nullptr); });
   return result;
 }
-
-// Pauses between attempts: longer each time, and of several programs not all the same.
-class Pauses {
- public:
-  milliseconds next() {
-    const auto pause = std::exchange(pause_, std::min(pause_ * 2, kLongestPause));
-    return pause / 2 + milliseconds(random_() % static_cast<unsigned>(pause.count() / 2 + 1));
-  }
-  void startAnew() { pause_ = kFirstPause; }
-
- private:
-  milliseconds pause_ = kFirstPause;
-  std::minstd_rand random_{std::random_device()()};
-};
 
 }  // namespace
 
@@ -200,7 +178,7 @@ class DbusEngine::Line {
   void receive() {
     if (!bus_ || !failure_.empty()) return;
     int result = 1;
-    for (int i = 0; i < kMostAtOnce && result > 0; ++i) {
+    for (int i = 0; i < kMostSignals && result > 0; ++i) {
       result = sd_bus_process(bus_.get(), nullptr);
     }
     more_ = result > 0;
@@ -246,47 +224,29 @@ class DbusEngine::Line {
 
   static int onText(sd_bus_message* message, void* line, sd_bus_error*) {
     auto& self = *static_cast<Line*>(line);
-    if (self.isOwn(message)) return 1;
     if (auto parcel = readParcel(message)) {
       self.came_.push_back(*std::move(parcel));
     } else {
-      self.countStranger();
+      self.mailbox_->stranger();
     }
     return 1;
   }
 
-  // The bus gives back what it is sent, too.
-  bool isOwn(sd_bus_message* message) const {
-    const char* const sender = sd_bus_message_get_sender(message);
-    const char* own = nullptr;
-    return sender && sd_bus_get_unique_name(bus_.get(), &own) >= 0 && std::strcmp(sender, own) == 0;
-  }
-
   void establish() {
     if (!std::exchange(established_, true)) pauses_.startAnew();
-    tellState();
+    mailbox_->state(true, "connected to the session bus");
     if (wanted_ && Clock::now() - *wanted_ > kSettling) missed_ = true;
     wanted_.reset();
     if (std::exchange(missed_, false)) mailbox_->lost();
   }
 
-  void tellState() {
-    std::string words = "connected to the session bus";
-    if (strangers_ > 0) {
-      words += "; signals of another shape that were ignored: " + std::to_string(strangers_);
-    }
-    mailbox_->state(true, words);
-  }
-
-  // Told at 1, 2, 4, 8, ... of them.
-  void countStranger() {
-    ++strangers_;
-    if ((strangers_ & (strangers_ - 1)) == 0) tellState();
-  }
-
   // A hello asks for answers: the texts of its group are asked for before.
   void send(Caller caller) {
-    while (!isBusy() && hold()) {
+    for (int count = 0; !isBusy() && hold(); ++count) {
+      if (count == kMostTextsAtOnce) {
+        more_ = true;
+        return;
+      }
       if (held_->kind == Parcel::Kind::kHello && held_->group != group_) {
         if (caller != Caller::kRun) return;
         answerBell();
@@ -374,8 +334,7 @@ class DbusEngine::Line {
   bool asked_ = false;        // for the texts of the group
   bool established_ = false;  // and those of some group have been promised
   bool missed_ = false;       // texts may have passed while there was no connection
-  bool more_ = false;         // has come in already
-  uint64_t strangers_ = 0;
+  bool more_ = false;         // is to be done at once
 };
 
 namespace {
@@ -412,6 +371,6 @@ DbusEngine::~DbusEngine() = default;
 
 void DbusEngine::run(Mailbox& mailbox) { line_->run(mailbox); }
 
-bool DbusEngine::carryNow(Mailbox&) { return line_->carryNow(); }
+bool DbusEngine::carryNow() { return line_->carryNow(); }
 
 }  // namespace host

@@ -18,14 +18,14 @@ namespace host {
 // usual place of the user's bus is empty.
 MISCDISC_EXPORT std::optional<std::string> sessionBusAddress();
 
-class DbusEngine final : public Engine {
+class MISCDISC_EXPORT DbusEngine final : public Engine {
  public:
   explicit DbusEngine(const std::string& address);
   ~DbusEngine() override;
 
   bool mayLoseUnnoticed() const override { return true; }
   void run(Mailbox& mailbox) override;
-  bool carryNow(Mailbox& mailbox) override;
+  bool carryNow() override;
 
  private:
   class Line;

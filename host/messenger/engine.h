@@ -7,14 +7,25 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 namespace host {
+
+// A longer text is not sent; nor is it heard, whoever has sent it.
+constexpr size_t kLongestText = 64 << 10;
+
+// Whether a messenger may call itself so.
+inline bool isSender(std::string_view name) {
+  return !name.empty() && name.size() <= 64 &&
+         name.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+}
 
 // A text as it travels, with what receivers need to notice a loss.
 struct Parcel {
@@ -25,8 +36,8 @@ struct Parcel {
   };
 
   Kind kind = Kind::kText;
-  std::string group;   // the lobby's network form
-  std::string sender;  // hexadecimal digits, other ones for each messenger and each stay in a group
+  std::string group;    // the lobby's network form
+  std::string sender;   // at most 64 hexadecimal digits, others for each stay in a group
   uint64_t number = 0;  // 1, 2, 3, ... of that sender's texts
   std::string text;     // any bytes
 
@@ -49,6 +60,7 @@ class Mailbox {
   // When set, run() is to return: as soon as everything is out, and at that moment at the latest.
   virtual std::optional<std::chrono::steady_clock::time_point> end() = 0;
 
+  // Also what this messenger itself has sent, which nobody is told of.
   virtual void arrived(Parcel parcel) = 0;
 
   // The same for several that came together; empties the list.  To be called by run(), on its
@@ -60,6 +72,9 @@ class Mailbox {
     parcels.clear();
     return true;
   }
+
+  // Something came in that no messenger sends: it is counted, and otherwise ignored.
+  virtual void stranger() = 0;
 
   // Texts of others may be missing, nobody knows which.
   virtual void lost() = 0;
@@ -88,9 +103,10 @@ class Engine {
   // connection is gone.
   virtual void run(Mailbox& mailbox) = 0;
 
-  // Carries what waits in the mailbox, on the calling thread, any one, as far as nobody needs to
-  // wait for that.  False: run() is to be woken for what is left, or for all of it.
-  virtual bool carryNow(Mailbox&) { return false; }
+  // Carries what waits in the mailbox of run(), on the calling thread, any one, as far as nobody
+  // needs to wait for that, and not without end when others go on sending.  False: run() is to be
+  // woken for what is left, or for all of it.
+  virtual bool carryNow() { return false; }
 };
 
 }  // namespace host

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <bit>
 #include <cerrno>
 #include <condition_variable>
 #include <cstdio>
@@ -109,6 +110,7 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
   std::optional<Time> end() override;
   void arrived(Parcel parcel) override;
   bool arrivedTogether(std::vector<Parcel>& parcels) override;
+  void stranger() override;
   void lost() override;
   void undeliverable(const Parcel& parcel, const std::string& why) override;
   void state(bool connected, const std::string& words) override;
@@ -146,6 +148,7 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
   void askForRescan();
   void keep(std::string text);
   bool hasNews() const;
+  std::string strangersWords() const;
   void note(const std::string& words);
   void noteOnce(Once what, const std::string& words);
   void wake();
@@ -180,6 +183,7 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
   std::optional<std::string> told_;    // the group that the engine knows of
   std::optional<std::string> joined_;  // the group whose texts it brings
   bool engineConnected_ = false, tried_ = false;
+  uint64_t strangers_ = 0;
   std::string words_ = "not connected yet";  // the engine's
   std::set<Once> noted_;
   std::vector<std::string> notes_;  // for the log
@@ -199,7 +203,7 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
 
 // While the bell is rung somebody is about to take what waits.
 void MessengerCore::send(const std::string& text) {
-  if (!queue(text) || engine_->carryNow(*this)) return;
+  if (!queue(text) || engine_->carryNow()) return;
   const std::lock_guard lock(mutex_);
   ring();
 }
@@ -288,8 +292,10 @@ MessengerFacts MessengerCore::facts() const {
   facts.engine = engineName_;
   facts.connected = isConnected();
   facts.tried = tried_;
+  const std::string words =
+      engineConnected_ && strangers_ > 0 ? words_ + "; " + strangersWords() : words_;
   const bool isOnTheWay = engineConnected_ && !isConnected();
-  facts.state = !isOnTheWay      ? words_
+  facts.state = !isOnTheWay      ? words
                 : group_.empty() ? "leaving the lobby"
                                  : "entering the lobby " + group_;
   facts.group = group_;
@@ -417,6 +423,16 @@ void MessengerCore::sort(Parcel parcel) {
   const bool saysSo = verdict.deliver && parcel.text == rescan();
   if (verdict.rescan || saysSo) askForRescan();
   if (verdict.deliver && !saysSo) keep(std::move(parcel.text));
+}
+
+// Told at 1, 2, 4, 8, ... of them.
+void MessengerCore::stranger() {
+  const std::lock_guard lock(mutex_);
+  if (std::has_single_bit(++strangers_)) note(strangersWords());
+}
+
+std::string MessengerCore::strangersWords() const {
+  return "texts of another shape that were ignored: " + std::to_string(strangers_);
 }
 
 void MessengerCore::lost() {

@@ -23,8 +23,6 @@ namespace host {
 // What waits in either direction is at most this; beyond it texts are given up.
 constexpr size_t kMostTexts = 65536;
 constexpr size_t kMostBytes = 64 << 20;
-// A longer text is not sent.
-constexpr size_t kLongestText = 64 << 10;
 
 class MessengerCore;
 

@@ -5,6 +5,7 @@
 
 #include <charconv>
 #include <string_view>
+#include <system_error>
 #include <unordered_map>
 #include <utility>
 
@@ -12,6 +13,9 @@
 
 namespace host::nats {
 namespace {
+
+// Between sender and number.
+constexpr char kTextsId[] = "-t-";
 
 // Never destroyed: the client library calls back to the last.
 struct Lines {
@@ -36,36 +40,37 @@ const char* idOf(natsMsg& message) {
   return natsMsgHeader_Get(&message, kIdHeader, &value) == NATS_OK ? value : nullptr;
 }
 
-// Nothing for what no messenger has sent: administrators may publish by hand.
+// Nothing for what no messenger has sent: administrators may publish by hand, and foreign programs
+// what they like.
 std::optional<Parcel> parcelOf(natsMsg& message, const std::string& group) {
   const char* const header = idOf(message);
-  if (!header) return std::nullopt;
+  const int size = natsMsg_GetDataLength(&message);
+  if (!header || size < 0 || static_cast<size_t>(size) > kLongestText) return std::nullopt;
   const std::string_view id = header;
   const size_t dash = id.find('-');
-  if (dash == 0 || id.size() < dash + 4 || id[dash + 2] != '-') return std::nullopt;
+  if (dash == std::string_view::npos || !isSender(id.substr(0, dash))) return std::nullopt;
+  if (id.substr(dash, 3) != kTextsId) return std::nullopt;
 
   Parcel parcel;
   const char* const end = id.data() + id.size();
-  if (std::from_chars(id.data() + dash + 3, end, parcel.number).ptr != end) return std::nullopt;
-  parcel.kind = static_cast<Parcel::Kind>(id[dash + 1]);
+  const auto [last, error] = std::from_chars(id.data() + dash + 3, end, parcel.number);
+  if (error != std::errc() || last != end || parcel.number == 0) return std::nullopt;
   parcel.group = group;
   parcel.sender = id.substr(0, dash);
-  parcel.text.assign(natsMsg_GetData(&message),
-                     static_cast<size_t>(natsMsg_GetDataLength(&message)));
+  parcel.text.assign(natsMsg_GetData(&message), static_cast<size_t>(size));
   return parcel;
 }
 
 }  // namespace
 
 std::string idOf(const Parcel& parcel) {
-  return parcel.sender + "-" + static_cast<char>(parcel.kind) + "-" + std::to_string(parcel.number);
+  return parcel.sender + kTextsId + std::to_string(parcel.number);
 }
 
-Line::Line(Mailbox& mailbox, std::string group, const std::unordered_set<std::string>& own)
+Line::Line(Mailbox& mailbox, std::string group)
     : group_(std::move(group)),
       descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
-      mailbox_(&mailbox),
-      own_(own) {}
+      mailbox_(&mailbox) {}
 
 Line::~Line() {
   if (id_ != 0) {
@@ -101,11 +106,6 @@ std::optional<std::string> Line::trouble() const {
 bool Line::forbidden() const {
   const std::lock_guard lock(mutex_);
   return forbidden_;
-}
-
-void Line::add(const std::string& ownSender) {
-  const std::lock_guard lock(mutex_);
-  own_.insert(ownSender);
 }
 
 void Line::wakeAfter(size_t answers) {
@@ -183,12 +183,13 @@ void Line::onError(natsConnection*, natsSubscription*, natsStatus status, void* 
 
 void Line::receive(natsMsg& message) {
   jsMsgMetaData* made = nullptr;
-  if (natsMsg_GetMetaData(&made, &message) != NATS_OK) return;
+  const bool fromTheStream = natsMsg_GetMetaData(&made, &message) == NATS_OK;
   const MetaData facts(made);
   std::optional<Parcel> parcel = parcelOf(message, group_);
 
   const std::lock_guard lock(mutex_);
   if (!mailbox_ || trouble_) return;
+  if (!fromTheStream) return mailbox_->stranger();
   if (facts->Sequence.Consumer != nextDelivery_) {
     trouble_ = "a delivery of the server went astray";
     wake();
@@ -199,7 +200,11 @@ void Line::receive(natsMsg& message) {
   // The stream did not keep what lies between.
   if (facts->Sequence.Stream > next_) mailbox_->lost();
   next_ = facts->Sequence.Stream + 1;
-  if (parcel && own_.count(parcel->sender) == 0) mailbox_->arrived(std::move(*parcel));
+  if (parcel) {
+    mailbox_->arrived(std::move(*parcel));
+  } else {
+    mailbox_->stranger();
+  }
 }
 
 void Line::answer(Answer answer) {

@@ -9,14 +9,13 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "host/messenger/engine.h"
 
 namespace host::nats {
 
-// The one header that travels with a text, which is the message's bytes: sender, kind and number,
+// The one header that travels with a text, which is the message's bytes: sender, "t" and number,
 // "a1b2-t-17".  It is also what the server knows a text by that comes again.
 inline constexpr char kIdHeader[] = "Nats-Msg-Id";
 std::string idOf(const Parcel& parcel);
@@ -32,8 +31,7 @@ class Line : public std::enable_shared_from_this<Line> {
     std::string words;
   };
 
-  // Texts of these senders are not the mailbox's.
-  Line(Mailbox& mailbox, std::string group, const std::unordered_set<std::string>& own);
+  Line(Mailbox& mailbox, std::string group);
   Line(const Line&) = delete;
   Line& operator=(const Line&) = delete;
   ~Line();
@@ -45,8 +43,7 @@ class Line : public std::enable_shared_from_this<Line> {
   int descriptor() const { return descriptor_; }  // readable: look for answers and trouble
   std::vector<Answer> answers();                  // clears the descriptor
   std::optional<std::string> trouble() const;     // the connection, or what it carries, is broken
-  bool forbidden() const;  // it is, as the server lets this user not do what was tried last
-  void add(const std::string& ownSender);
+  bool forbidden() const;          // it is, as the server lets this user not do what was tried last
   void wakeAfter(size_t answers);  // not for fewer than these
 
   // Sequence numbers of the stream: of the text that is due.
@@ -77,7 +74,6 @@ class Line : public std::enable_shared_from_this<Line> {
 
   mutable std::mutex mutex_;
   Mailbox* mailbox_;  // null: stopped
-  std::unordered_set<std::string> own_;
   std::vector<Answer> answers_;
   size_t wakeAfter_ = 1;
   bool awake_ = false;  // the descriptor is readable

@@ -1,9 +1,9 @@
 #include "host/nats/nats_engine.h"
 
 #include <algorithm>
-#include <random>
 #include <utility>
 
+#include "host/messenger/pauses.h"
 #include "host/nats/session.h"
 
 namespace host::nats {
@@ -11,27 +11,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using std::chrono::milliseconds;
-
-// Between two attempts to connect: twice as long each time, and never the same for two machines
-// that lost the same server.
-constexpr milliseconds kFirstPause = 100ms;
-constexpr milliseconds kLongestPause = 5s;
-
-class Pauses {
- public:
-  void reset() { next_ = kFirstPause; }
-
-  milliseconds next() {
-    std::uniform_real_distribution<> jitter(0.5, 1.0);
-    const milliseconds pause = std::chrono::duration_cast<milliseconds>(next_ * jitter(random_));
-    next_ = std::min(next_ * 2, kLongestPause);
-    return pause;
-  }
-
- private:
-  milliseconds next_ = kFirstPause;
-  std::minstd_rand random_{std::random_device()()};
-};
 
 // False: the end has come, with nothing to send or no time left.
 bool goesOn(Mailbox& mailbox, Traffic& traffic) {
@@ -71,7 +50,7 @@ void NatsEngine::run(Mailbox& mailbox) {
       Session session(settings_, mailbox, traffic);
       trouble = session.run();
       forbidden = session.forbiddenGroup();
-      if (session.worked()) pauses.reset();
+      if (session.worked()) pauses.startAnew();
     }
     if (!trouble) continue;
     words = *trouble;

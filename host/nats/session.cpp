@@ -61,7 +61,7 @@ Session::Session(const EngineSettings& settings, Mailbox& mailbox, Traffic& traf
     : settings_(settings),
       mailbox_(mailbox),
       traffic_(traffic),
-      line_(std::make_shared<Line>(mailbox, traffic.group, traffic.own)) {
+      line_(std::make_shared<Line>(mailbox, traffic.group)) {
   if (traffic.next) line_->startAt(*traffic.next);
 }
 
@@ -258,7 +258,6 @@ bool Session::publish() {
     const std::string& group = outgoing.parcel.group;
     moved_ = group != traffic_.group && mailbox_.group() != traffic_.group;
     if (moved_) return true;
-    if (traffic_.own.insert(outgoing.parcel.sender).second) line_->add(outgoing.parcel.sender);
     if (!publish(outgoing)) return false;
   }
   // Confirmations are settled by the hundreds, unless somebody waits for them.

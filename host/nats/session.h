@@ -11,7 +11,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <unordered_set>
 
 #include "host/nats/connection.h"
 #include "host/nats/line.h"
@@ -28,8 +27,7 @@ struct Traffic {
     bool settled = false;  // nothing is left to do about it
     Clock::time_point published;
   };
-  std::deque<Outgoing> out;             // not confirmed, oldest first
-  std::unordered_set<std::string> own;  // senders of this process
+  std::deque<Outgoing> out;  // not confirmed, oldest first
 
   std::string group;             // that we are in; empty: none
   std::optional<uint64_t> next;  // of the stream, the text that is due; none: never looked

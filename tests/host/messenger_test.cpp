@@ -1039,6 +1039,21 @@ TEST_F(MessengerTest, AChildOfForkDoesNotUseIt) {
   EXPECT_THAT(textsOf(carrier.taken.await(1)), ElementsAre("8 parent"));
 }
 
+TEST_F(MessengerTest, WhatNoMessengerSendsIsCountedAndTheLogTellsSometimes) {
+  {
+    const auto messenger = start();
+    EXPECT_EQ(host::messengerFacts().state, "pretends");
+    for (int i = 0; i < 3; ++i) carrier.mailbox->stranger();
+    EXPECT_EQ(host::messengerFacts().state,
+              "pretends; texts of another shape that were ignored: 3");
+    carrier.mailbox->stranger();
+  }
+  EXPECT_THAT(log(), HasSubstr("texts of another shape that were ignored: 1\n"));
+  EXPECT_THAT(log(), HasSubstr("texts of another shape that were ignored: 2\n"));
+  EXPECT_THAT(log(), testing::Not(HasSubstr("ignored: 3\n")));
+  EXPECT_THAT(log(), HasSubstr("texts of another shape that were ignored: 4\n"));
+}
+
 TEST_F(MessengerTest, TheFactsTellWhatHappened) {
   {
     const auto messenger = start();

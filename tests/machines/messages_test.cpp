@@ -248,7 +248,7 @@ TEST_F(MessagesTest, SignalsOfStrangersAreNotTakenForTexts) {
             0);
   ASSERT_GE(sd_bus_flush(stranger), 0);
   sd_bus_unref(stranger);
-  EXPECT_EQ(dan.ask("await-state connected to the session bus; signals of another shape that were "
+  EXPECT_EQ(dan.ask("await-state connected to the session bus; texts of another shape that were "
                     "ignored: 2"),
             "yes");
   eve.ask("send 8 of eve");

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <thread>
 
+#include "host/nats/line.h"
 #include "host/nats/names.h"
 
 namespace test {
@@ -48,6 +49,18 @@ void Administrator::deleteStream(const std::string& group) {
 
 void Administrator::purge(const std::string& group) {
   EXPECT_EQ(js_PurgeStream(jetStream_.get(), streamOf(group).c_str(), nullptr, nullptr), NATS_OK);
+}
+
+void Administrator::publish(const std::string& group, const char* id, const std::string& bytes) {
+  natsMsg* made = nullptr;
+  EXPECT_EQ(natsMsg_Create(&made, subjectOf(group).c_str(), nullptr, bytes.data(),
+                           static_cast<int>(bytes.size())),
+            NATS_OK);
+  const host::nats::Message message(made);
+  if (id) {
+    EXPECT_EQ(natsMsgHeader_Set(made, host::nats::kIdHeader, id), NATS_OK);
+  }
+  EXPECT_EQ(js_PublishMsg(nullptr, jetStream_.get(), made, nullptr, nullptr), NATS_OK);
 }
 
 bool Administrator::awaitLast(const std::string& group, uint64_t number) {

@@ -20,6 +20,10 @@ class Administrator {
   void deleteStream(const std::string& group);
   void purge(const std::string& group);
 
+  // As any program may: with bytes of its own, and with the header that tells of a sender, unless
+  // null.  Once the stream has it.
+  void publish(const std::string& group, const char* id, const std::string& bytes);
+
   // Whether the stream has numbered so many texts within a minute, kept or not.
   bool awaitLast(const std::string& group, uint64_t number);
 

@@ -84,8 +84,15 @@ std::optional<std::chrono::steady_clock::time_point> Box::end() {
 
 void Box::arrived(host::Parcel parcel) {
   const std::lock_guard lock(mutex_);
+  if (parcel.sender == sender_) return;  // ours come back
   seen_.texts.push_back(parcel.text);
   seen_.parcels.push_back(std::move(parcel));
+  changed_.notify_all();
+}
+
+void Box::stranger() {
+  const std::lock_guard lock(mutex_);
+  ++seen_.strangers;
   changed_.notify_all();
 }
 

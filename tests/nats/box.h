@@ -23,6 +23,7 @@ class Box : public host::Mailbox {
     std::vector<host::Parcel> parcels;
     std::vector<std::string> texts;  // of the parcels
     int losses = 0;
+    int strangers = 0;
     std::vector<std::pair<std::string, std::string>> undelivered;  // text, why
     bool connected = false;
     std::string words;
@@ -50,6 +51,7 @@ class Box : public host::Mailbox {
   std::optional<host::Parcel> take() override;
   std::optional<std::chrono::steady_clock::time_point> end() override;
   void arrived(host::Parcel parcel) override;
+  void stranger() override;
   void lost() override;
   void undeliverable(const host::Parcel& parcel, const std::string& why) override;
   void state(bool connected, const std::string& words) override;

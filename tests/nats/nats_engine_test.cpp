@@ -355,17 +355,72 @@ TEST_F(NatsEngineTest, ATextThatTheStreamFindsTooLongIsGivenUp) {
               ElementsAre(Pair(tooLong, HasSubstr("the server refuses a text: message size"))));
 }
 
-TEST(NatsPayloadTest, AMegabyteGoesWhereTheServerTakesIt) {
-  Server server("max_payload: 2MB");
-  const host::EngineSettings settings{server.url(), "", ""};
-  ASSERT_EQ(test::makeStream(settings, kAlpha), "");
-  Member ann(settings, kAlpha, "a1"), bob(settings, kAlpha, "b1");
+// More than are on their way at any time.
+TEST_F(NatsEngineTest, TheLongestTextsArriveWhole) {
+  Member ann(settings(), kAlpha, "a1"), bob(settings(), kAlpha, "b1");
   ASSERT_TRUE(bob.awaitConnected());
-  std::string megabyte(1 << 20, 'x');
-  for (size_t byte = 0; byte < megabyte.size(); ++byte) megabyte[byte] = static_cast<char>(byte);
-  for (int copy = 0; copy < 40; ++copy) ann.send(megabyte);
-  ASSERT_TRUE(bob.awaitTexts(40));
-  EXPECT_TRUE(bob.seen().texts == std::vector<std::string>(40, megabyte));
+  std::string longest(65536, 'x');
+  for (size_t byte = 0; byte < longest.size(); ++byte) longest[byte] = static_cast<char>(byte);
+  for (int copy = 0; copy < 150; ++copy) ann.send(longest);
+  ASSERT_TRUE(bob.awaitTexts(150));
+  EXPECT_TRUE(bob.seen().texts == std::vector<std::string>(150, longest));
+  EXPECT_EQ(bob.seen().strangers, 0);
+}
+
+TEST_F(NatsEngineTest, WhatNoMessengerSendsIsIgnoredAndCounted) {
+  Member bob(settings(), kAlpha, "b1");
+  ASSERT_TRUE(bob.awaitConnected());
+  Administrator stranger(server);
+  int count = 0;
+  for (const std::string& bytes :
+       {std::string(), std::string("8 a"), std::string(3, '\0'), std::string("\xFF\xFE\x80"),
+        std::string((1 << 20) - 100, 'x')}) {
+    stranger.publish(kAlpha, nullptr, bytes);
+    ++count;
+  }
+  const std::string tooLongName = std::string(65, 'a') + "-t-1";
+  const std::string endless = "a1-t-" + std::string(500, '1');
+  for (const char* id : {"a",
+                         "-",
+                         "-t-1",
+                         "a1",
+                         "a1-t",
+                         "a1-t-",
+                         "a1-t-x",
+                         "a1-t-1x",
+                         "a1-t- 1",
+                         "a1-t--1",
+                         "a1-t-0",
+                         "a1-t-18446744073709551616",
+                         "a1-t-1-t-1",
+                         "a1-x-1",
+                         "a1-h-1",
+                         "a1-m-1",
+                         "A1-t-1",
+                         "somebody-t-1",
+                         "\xFF\xFE-t-1",
+                         tooLongName.c_str(),
+                         endless.c_str()}) {
+    stranger.publish(kAlpha, id, "8 a");
+    ++count;
+  }
+  stranger.publish(kAlpha, "a1-t-1", std::string(65537, 'x'));
+  stranger.publish(kAlpha, "a1-t-2", std::string((1 << 20) - 100, 'x'));
+  count += 2;
+
+  const std::string longestName(64, 'f');
+  stranger.publish(kAlpha, (longestName + "-t-1").c_str(), "");
+  stranger.publish(kAlpha, "c1-t-18446744073709551615", std::string(65536, 'x'));
+  ASSERT_TRUE(bob.awaitTexts(2));
+  const auto seen = bob.seen();
+  EXPECT_EQ(seen.strangers, count);
+  EXPECT_EQ(seen.losses, 0);
+  EXPECT_TRUE(seen.connected);
+  ASSERT_EQ(seen.parcels.size(), 2u);
+  EXPECT_EQ(seen.parcels[0].sender, longestName);
+  EXPECT_EQ(seen.parcels[0].number, 1u);
+  EXPECT_EQ(seen.parcels[1].number, 18446744073709551615u);
+  EXPECT_EQ(seen.parcels[1].text.size(), 65536u);
 }
 
 TEST(NatsPayloadTest, ATextThatTheServerFindsTooLongIsGivenUp) {
