@@ -16,11 +16,12 @@ struct MessengerFacts {
   std::string state;   // for people: "connected to the session bus"; or why not, and what to try
   std::string group;   // the lobby whose texts are heard, in its network form; empty: none
   // Since the start of the process.
-  uint64_t sent = 0;      // texts handed to the carrier
-  uint64_t received = 0;  // texts of others, handed to the receiver
-  uint64_t waiting = 0;   // texts that wait to be sent, now
-  uint64_t dropped = 0;   // texts given up, on either side
-  uint64_t rescans = 0;   // times that something was missing
+  uint64_t sent = 0;       // texts handed to the carrier
+  uint64_t received = 0;   // texts of others, handed to the receiver
+  uint64_t waiting = 0;    // texts that wait to be sent, now
+  uint64_t dropped = 0;    // texts given up, on either side
+  std::string whyDropped;  // the last of them, for people; of the last messenger
+  uint64_t rescans = 0;    // times that something was missing
 };
 
 // Of the messenger that was made last; without one, why there is none.  From any thread.

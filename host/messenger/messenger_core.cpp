@@ -151,6 +151,7 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
   std::string strangersWords() const;
   void note(const std::string& words);
   void noteOnce(Once what, const std::string& words);
+  void noteDropped(Once what, const std::string& words);
   void wake();
 
   const std::unique_ptr<Engine> engine_;
@@ -184,6 +185,8 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
   std::optional<std::string> joined_;  // the group whose texts it brings
   bool engineConnected_ = false, tried_ = false;
   uint64_t strangers_ = 0;
+  uint64_t unsentAtEnd_ = 0;
+  std::string whyDropped_;
   std::string words_ = "not connected yet";  // the engine's
   std::set<Once> noted_;
   std::vector<std::string> notes_;  // for the log
@@ -216,16 +219,17 @@ bool MessengerCore::queue(const std::string& text) {
   if (text.size() > kLongestText) {
     ++textsDropped;
     postRescan();
-    noteOnce(Once::kTooLong, "a text of " + std::to_string(text.size()) +
-                                 " bytes was not sent: the longest that is sent has " +
-                                 std::to_string(kLongestText));
+    noteDropped(Once::kTooLong, "a text of " + std::to_string(text.size()) +
+                                    " bytes was not sent: the longest that is sent has " +
+                                    std::to_string(kLongestText) +
+                                    ", whatever carries it. Say where to read the rest");
     return !rung_;
   }
   post({Parcel::Kind::kText, group_, sender_, number_, text});
   while (outgoing_.size() > kMostTexts || outgoingBytes_ > kMostBytes) {
     giveUpOldest();
-    noteOnce(Once::kTooMany,
-             "more texts wait than are kept, so the oldest are not sent; " + words_);
+    noteDropped(Once::kTooMany,
+                "more texts wait than are kept, so the oldest are not sent; " + words_);
   }
   return !rung_;
 }
@@ -299,6 +303,7 @@ MessengerFacts MessengerCore::facts() const {
                 : group_.empty() ? "leaving the lobby"
                                  : "entering the lobby " + group_;
   facts.group = group_;
+  facts.whyDropped = whyDropped_;
   facts.waiting = static_cast<uint64_t>(std::count_if(
       outgoing_.begin(), outgoing_.end(), [](const Parcel& parcel) { return isText(parcel); }));
   return facts;
@@ -459,7 +464,7 @@ void MessengerCore::keep(std::string text) {
     textsDropped +=
         1 + static_cast<uint64_t>(std::count_if(incoming_.begin(), incoming_.end(),
                                                 [](const Item& item) { return !item.rescan; }));
-    noteOnce(Once::kTooManyCame, "more texts came in than are kept until they are handed over");
+    noteDropped(Once::kTooManyCame, "more texts came in than are kept until they are handed over");
     incoming_.clear();
     incomingBytes_ = 0;
     rescanWaits_ = false;
@@ -473,7 +478,8 @@ void MessengerCore::keep(std::string text) {
 void MessengerCore::undeliverable(const Parcel& parcel, const std::string& why) {
   const std::lock_guard lock(mutex_);
   if (isText(parcel)) ++textsDropped;
-  noteOnce(Once::kUndeliverable, "a text could not be sent: " + why);
+  if (isText(parcel) && end_) ++unsentAtEnd_;
+  noteDropped(Once::kUndeliverable, "a text could not be sent: " + why);
   // A rescan that cannot be sent is followed by no other, which would fare no better.
   if (!isText(parcel) || parcel.group != group_ || group_.empty() || end_) return;
   ++number_;
@@ -508,6 +514,11 @@ void MessengerCore::note(const std::string& words) {
 
 void MessengerCore::noteOnce(Once what, const std::string& words) {
   if (noted_.insert(what).second) note(words);
+}
+
+void MessengerCore::noteDropped(Once what, const std::string& words) {
+  whyDropped_ = words;
+  noteOnce(what, words);
 }
 
 void MessengerCore::writeNotes(Lock& lock) {
@@ -633,7 +644,12 @@ void MessengerCore::finish() {
     }
   }
   Lock lock(mutex_);
-  while (!outgoing_.empty()) drop();
+  while (!outgoing_.empty()) unsentAtEnd_ += isText(drop());
+  if (unsentAtEnd_ > 0) {
+    whyDropped_ = "texts that were not sent when the messenger was released: " +
+                  std::to_string(unsentAtEnd_) + "; " + words_;
+    note(whyDropped_);
+  }
   if (!notes_.empty()) writeNotes(lock);
 }
 
@@ -663,10 +679,12 @@ class Registry {
     }
   }
 
-  void setNone(const std::string& engine, const std::string& why) {
+  void setNone(const std::string& engine, const std::string& why,
+               const std::string& whyDropped = {}) {
     const std::lock_guard lock(mutex_);
     none_.engine = engine;
     none_.state = why;
+    none_.whyDropped = whyDropped;
   }
 
   MessengerFacts facts() {
@@ -704,7 +722,8 @@ Messenger::Messenger(std::unique_ptr<Engine> engine, const std::string& engineNa
 Messenger::~Messenger() {
   if (getpid() == process_) {
     core_->finish();
-    Registry::ofProcess().setNone(core_->facts().engine, "the messenger was released");
+    const MessengerFacts last = core_->facts();
+    Registry::ofProcess().setNone(last.engine, "the messenger was released", last.whyDropped);
   } else {
     core_->stay();
   }

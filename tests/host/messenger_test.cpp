@@ -378,11 +378,15 @@ TEST_F(MessengerTest, TheLogTellsOfTextsThatAreTooLongOnce) {
   {
     const auto messenger = start();
     messenger->send(std::string(65537, 'y'));
+    EXPECT_EQ(host::messengerFacts().whyDropped,
+              "a text of 65537 bytes was not sent: the longest that is sent has 65536, whatever "
+              "carries it. Say where to read the rest");
     messenger->send(std::string(65538, 'y'));
+    EXPECT_THAT(host::messengerFacts().whyDropped, HasSubstr("a text of 65538 bytes"));
   }
   const std::string said =
-      "messenger (pretended): a text of 65537 bytes was not sent: the longest "
-      "that is sent has 65536\n";
+      "messenger (pretended): a text of 65537 bytes was not sent: the longest that is sent has "
+      "65536, whatever carries it. Say where to read the rest\n";
   EXPECT_THAT(log(), HasSubstr(said));
   EXPECT_THAT(log(), testing::Not(HasSubstr("65538")));
 }
@@ -989,6 +993,31 @@ TEST_F(MessengerTest, ReleasingWithADeadEngineTakesAsLongAsItMayAndNoLonger) {
   EXPECT_GE(took, 100ms);
   EXPECT_LT(took, kPatience);
   EXPECT_EQ(host::messengerFacts().dropped, 1u);
+}
+
+TEST_F(MessengerTest, TheLogTellsHowManyTextsWereNotSentAtTheRelease) {
+  carrier.isDead = true;
+  timing.flush = 0ms;
+  {
+    const auto messenger = start();
+    for (int i = 0; i < 5; ++i) messenger->send("8 a");
+    const auto taken = carrier.mailbox->take();
+    ASSERT_TRUE(taken);
+    carrier.mailbox->undeliverable(*taken, "it was refused");  // which the log tells by itself
+  }
+  EXPECT_THAT(log(), HasSubstr("messenger (pretended): texts that were not sent when the messenger "
+                               "was released: 4; not connected yet\n"));
+  EXPECT_EQ(host::messengerFacts().dropped, 5u);
+  EXPECT_EQ(host::messengerFacts().whyDropped,
+            "texts that were not sent when the messenger was released: 4; not connected yet");
+}
+
+TEST_F(MessengerTest, TheLogSaysNothingOfARelease) {
+  {
+    const auto messenger = start();
+    for (int i = 0; i < 5; ++i) messenger->send("8 a");
+  }
+  EXPECT_THAT(log(), testing::Not(HasSubstr("released")));
 }
 
 TEST_F(MessengerTest, TheReceiverIsLetGo) {
