@@ -8,6 +8,7 @@
 #include "console/holding.h"
 #include "console/space.h"
 #include "host/volumes.h"
+#include "miscdisc/dircache/cache_text.h"
 #include "miscdisc/lobby/lobby_utils.h"
 #include "miscdisc/netshare/notify_server.h"
 #include "miscdisc/platform/fsys.h"
@@ -21,18 +22,6 @@ constexpr std::chrono::milliseconds kMoment{250};
 constexpr std::chrono::milliseconds kAttempt{3000};  // to connect to a server
 constexpr std::chrono::milliseconds kBeat{2};
 constexpr size_t kMostTexts = 65536;
-
-std::string kindOf(const NetMessage& message) {
-  switch (message.type()) {
-    case NetMessage::FileAdded:
-      return "added";
-    case NetMessage::FileRemoved:
-      return "removed";
-    case NetMessage::Rescan:
-      return "rescan";
-  }
-  return "text";
-}
 
 Exit sayUnsent(const host::MessengerFacts& facts) {
   complain("the others were not told: " + facts.state);
@@ -139,11 +128,15 @@ host::MessengerFacts lookAtMessenger(const Options& options) {
 }
 
 Heard heard(const std::string& text) {
-  const auto message = NetMessage::fromString(text);
-  const std::string kind = message ? kindOf(*message) : "text";
-  if (kind == "text") return {kind, Qx::WStringFromUTF8(text)};
-  const WString path = Qx::WStringFromUTF8(message->text());
-  return {kind, FsysFilenameToWin32Filename(FsysConvertUNCtoFsysFilename(path))};
+  const Heard otherwise{"text", Qx::WStringFromUTF8(text)};
+  const char* ignored = nullptr;
+  const auto message = cacheMessage(text, ignored);
+  if (!message) return otherwise;
+  if (message->type() == NetMessage::Rescan) return {"rescan", {}};
+  const WString file = fileOfNetworkPath(Qx::WStringFromUTF8(message->text()));
+  if (file.empty()) return otherwise;
+  return {message->type() == NetMessage::FileAdded ? "added" : "removed",
+          FsysFilenameToWin32Filename(file)};
 }
 
 Json asJson(const Heard& heard, const std::string& text) {

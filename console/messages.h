@@ -42,9 +42,9 @@ Json asJson(const host::MessengerFacts& facts);
 // connect.
 host::MessengerFacts lookAtMessenger(const Options& options);
 
-// What texts say, of files as this machine calls them where it knows them.
+// What texts say, of files as this machine calls them.
 struct Heard {
-  std::string kind;  // "added", "removed", "rescan"; "text": anything else
+  std::string kind;  // "added", "removed", "rescan"; "text": anything else, also of other files
   WString text;      // of a file, its path
 };
 Heard heard(const std::string& text);

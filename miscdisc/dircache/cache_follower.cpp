@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "miscdisc/dircache/cache_text.h"
 #include "miscdisc/dircache/global_cache.h"
 #include "miscdisc/netshare/notify_server.h"
 #include "miscdisc/platform/fsys.h"
@@ -32,12 +33,11 @@ directory_cache* loadedFolderOf(const WString& path) {
 // Of this machine, from a network path; empty when it is on none of its volumes.
 WString fileOnVolume(const WString& networkPath) {
   const wchar_t separator = OS()->fileManager().getPathSeparator();
-  if (!networkPath.starts_with(L"\\\\") || networkPath.find(L'\0') != WString::npos) return {};
-  const WString path = FsysConvertUNCtoFsysFilename(networkPath);
+  const WString path = fileOfNetworkPath(networkPath);
   if (path.size() < 4 || path[1] != L':' || path[2] != separator) return {};
   WString folder;
   const bool known = !FsysGetMaterialVolumeName(path[0], folder, false).empty();
-  return known && path.back() != separator ? path : WString();
+  return known ? path : WString();
 }
 
 bool looksLikeMask(const WString& path) { return path.find_first_of(L"*?") != WString::npos; }
@@ -84,16 +84,10 @@ CacheFollower::~CacheFollower() { stopListening(); }
 void CacheFollower::notify(const NotifyMsg& msg) {
   if (msg.type() != ValServerBase::valChangedMsgType_) return;
   const String& text = getNetMessageServer()->getVal();
-  if (text.size() > kLongestText) return ignore(text, "it is too long");
-  auto message = NetMessage::fromString(text);
-  if (!message) return ignore(text, "it has no number");
-  switch (message->type()) {
-    case NetMessage::FileAdded:
-    case NetMessage::FileRemoved:
-    case NetMessage::Rescan:
-      return keep(std::move(*message));
-  }
-  ignore(text, "its number is not known");
+  const char* why = nullptr;
+  auto message = cacheMessage(text, why);
+  if (!message) return ignore(text, why);
+  keep(std::move(*message));
 }
 
 void CacheFollower::keep(NetMessage message) {

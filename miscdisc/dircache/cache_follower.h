@@ -13,8 +13,8 @@
 // disk already, or when its volume cannot be reached.  When texts were lost, on the way or because
 // too many waited here, all listings are.
 //
-// What is no text about a file of this machine's volumes counts as ignored; the first one of a
-// follower is logged.
+// What is no text about a file of this machine's volumes (dircache/cache_text.h) counts as ignored;
+// the first one of a follower is logged.
 #pragma once
 
 #include <atomic>
@@ -48,8 +48,6 @@ class MISCDISC_EXPORT CacheFollower : private ValClientBase {
   // What may wait; beyond either, all of it becomes one rescan.
   static constexpr size_t kMostWaiting = 65536;  // texts
   static constexpr size_t kMostBytes = size_t{64} * 1024 * 1024;
-  // A longer text is ignored.
-  static constexpr size_t kLongestText = size_t{64} * 1024;  // bytes
 
   // wake is called when apply() has something to do: on the messenger's thread with the first text
   // that waits, and by apply() itself when that leaves something for its next call.  It only makes

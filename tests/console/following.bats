@@ -89,3 +89,29 @@ END
   tell ann "has old.mxf" no
   tell ann "has old.wav" yes
 }
+
+# Sent by another program of ann's.
+tell_others() { MISCDISC_HOME="$PWD/machines/ann" miscdisc -q notify send "$@" >told; }
+
+@test "a text puts into a listing what reading the folder would" {
+  three_machines
+  mkdir media/Material/folder
+  printf 'media' | tee media/Material/.hidden.mxf >media/Material/new.mxf
+  ln -s ../Sound/old.wav media/Material/link.mxf
+  ln -s nowhere media/Material/broken.mxf
+  local name when
+  for name in new.mxf .hidden.mxf folder link.mxf broken.mxf; do
+    tell_others --added "machines/ann.drive/Material/$name"
+    tell bob next "added G:/Material/$name"
+  done
+  for when in told read; do
+    tell bob "has new.mxf" yes
+    tell bob "has .hidden.mxf" no
+    tell bob "has folder" no
+    tell bob "has link.mxf" yes
+    tell bob "has broken.mxf" no
+    tell bob count 4
+    tell_others --rescan
+    tell bob next rescan
+  done
+}

@@ -38,6 +38,22 @@ teardown() {
   expect_heard "removed	$PWD/bob_sees/Sound/B.wav"
 }
 
+@test "what names no file of this machine is a text like any other" {
+  start_bus
+  two_machines_with_a_drive
+  start_listening
+  miscdisc -q notify send '8 G:/Material/A001.mxf'
+  expect_heard 'text	8 G:/Material/A001.mxf'
+  miscdisc -q notify send '9 /etc/passwd'
+  expect_heard 'text	9 /etc/passwd'
+  miscdisc -q notify send '8 \\nas\rushes\Material\..\Sound\B.wav'
+  expect_heard 'text	8 \\\\nas\\rushes\\Material\\..\\Sound\\B.wav'
+  miscdisc -q notify send '8 \\nas\rushes\Material\\A001.mxf'
+  expect_heard 'text	8 \\\\nas\\rushes\\Material\\\\A001.mxf'
+  miscdisc -q notify send '9 \\elsewhere\rushes\A001.mxf'
+  expect_heard 'text	9 \\\\elsewhere\\rushes\\A001.mxf'
+}
+
 @test "listening with --json is one document a line" {
   start_bus
   two_machines_with_a_drive

@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "miscdisc/dircache/cache_text.h"
 #include "miscdisc/dircache/global_cache.h"
 #include "tests/fakes/fake_platform.h"
 
@@ -134,7 +135,7 @@ TEST_F(CacheFollowerTest, MoreTextsThanMayWaitAreOneRescan) {
 }
 
 TEST_F(CacheFollowerTest, MoreBytesThanMayWaitAreOneRescan) {
-  const String longName(CacheFollower::kLongestText - 100, 'x');
+  const String longName(kLongestCacheText - 100, 'x');
   const size_t fit = CacheFollower::kMostBytes / (longName.size() + kMaterial.size());
   for (size_t i = 0; i <= fit; ++i) platform.deliver(added(longName));
   EXPECT_THAT(apply(), ElementsAre("rescan"));
@@ -187,6 +188,14 @@ TEST_F(CacheFollowerTest, PathsOnNoVolumeAreIgnored) {
       "/media/e/Material/a.mxf",
       String(R"(\\fake\media\e\Material\a)") + String("\0b", 2),
       String(60000, '\\'),
+      // Parts that lead somewhere else, or nowhere.
+      R"(\\fake\media\e\Material\..\Material\a.mxf)",
+      R"(\\fake\media\f\..\e\Material\a.mxf)",
+      R"(\\fake\media\e\Material\..)",
+      R"(\\fake\media\e\.\Material\a.mxf)",
+      R"(\\fake\media\e\Material\\a.mxf)",
+      R"(\\fake\media\e\Material/../Material/a.mxf)",
+      R"(\\fake\media\e\Material\a.mxf/)",
   };
   platform.log.clear();
   for (const String& path : paths) {
@@ -209,6 +218,39 @@ TEST_F(CacheFollowerTest, ANameThatIsNotUTF8IsAFileLikeAnyOther) {
   platform.deliver(added("\xFF.mxf"));
   EXPECT_THAT(apply(), ElementsAre("added E:/Material/\xFF.mxf"));
   EXPECT_TRUE(has(Qx::WStringFromUTF8("\xFF.mxf")));
+}
+
+TEST_F(CacheFollowerTest, ANameMayBeginAndEndWithDots) {
+  platform.addFile(L"/media/e/Material/..a.mxf");
+  platform.addFile(L"/media/e/Material/...");
+  platform.deliver(added("..a.mxf"));
+  platform.deliver(added("..."));
+  EXPECT_THAT(apply(), ElementsAre("added E:/Material/..a.mxf", "added E:/Material/..."));
+}
+
+TEST_F(CacheFollowerTest, WhatIsToldTwiceIsDoneOnce) {
+  platform.addFile(L"/media/e/Material/new.mxf");
+  for (int i = 0; i < 3; ++i) platform.deliver(added("new.mxf"));
+  EXPECT_EQ(follower.apply().size(), 3u);
+  EXPECT_EQ(getSystemCache()->count(), 3u);
+  for (int i = 0; i < 3; ++i) platform.deliver(removed("new.mxf"));
+  EXPECT_EQ(follower.apply().size(), 3u);
+  EXPECT_EQ(getSystemCache()->count(), 2u);
+  EXPECT_TRUE(isRead(L'E'));
+}
+
+TEST_F(CacheFollowerTest, WhatAListingDoesNotShowIsNotShownForAText) {
+  platform.addFile(L"/media/e/Material/deeper/d.mxf");
+  platform.addFile(L"/media/e/loose.mxf");
+  for (const char* const path :
+       {R"(Material\deeper\d.mxf)", "loose.mxf", R"(Material\deeper)", "Material"}) {
+    platform.deliver(R"(8 \\fake\media\e\)" + String(path));
+  }
+  EXPECT_EQ(follower.apply().size(), 4u);
+  EXPECT_EQ(getSystemCache()->count(), 2u);
+  EXPECT_FALSE(has(L"deeper"));
+  EXPECT_FALSE(has(L"d.mxf"));
+  EXPECT_FALSE(has(L"loose.mxf"));
 }
 
 TEST_F(CacheFollowerTest, AMaskReadsNoFolder) {
