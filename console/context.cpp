@@ -50,19 +50,11 @@ void appendEscaped(std::string& text, wchar_t c) {
   }
 }
 
-size_t width(const std::string& cell) {
-  size_t columns = 0;
-  for (wchar_t c : Qx::WStringFromUTF8(cell)) {
-    columns += static_cast<size_t>(std::max(0, utf8proc_charwidth(c)));
-  }
-  return columns;
-}
-
 std::string alignedRow(const std::vector<std::string>& cells, const std::vector<size_t>& widths) {
   std::string line;
   for (size_t i = 0; i < cells.size(); ++i) {
     line += cells[i];
-    if (i + 1 < cells.size()) line += std::string(widths[i] - width(cells[i]) + 2, ' ');
+    if (i + 1 < cells.size()) line += std::string(widths[i] - columnsOf(cells[i]) + 2, ' ');
   }
   return line + "\n";
 }
@@ -96,9 +88,9 @@ void Output::printTable(const Options& options, const std::vector<std::string>& 
   }
   if (rows.empty()) return;
   std::vector<size_t> widths;
-  for (const auto& cell : heading) widths.push_back(width(cell));
+  for (const auto& cell : heading) widths.push_back(columnsOf(cell));
   for (const auto& row : rows) {
-    for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], width(row[i]));
+    for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], columnsOf(row[i]));
   }
   const bool color = colored(options);
   data_ += (color ? "\033[1m" : "") + alignedRow(heading, widths) + (color ? "\033[0m" : "");
@@ -155,6 +147,14 @@ void addText(Json& object, const std::string& key, const WString& text) {
     hex += fmt::format("{:02x}", static_cast<unsigned char>(byte));
   }
   object[key + "_hex"] = hex;
+}
+
+size_t columnsOf(const std::string& text) {
+  size_t columns = 0;
+  for (wchar_t c : Qx::WStringFromUTF8(text)) {
+    columns += static_cast<size_t>(std::max(0, utf8proc_charwidth(c)));
+  }
+  return columns;
 }
 
 std::string withUnit(uint64_t bytes) {

@@ -86,6 +86,9 @@ void remark(const Options& options, const std::string& text);
 std::string printable(std::string_view bytes);
 std::string printable(const WString& text);
 
+// How many columns of a terminal a printable text takes.
+size_t columnsOf(const std::string& text);
+
 // Adds key: text, and when the text is not UTF-8 shows it with U+FFFD and gives its bytes in
 // hexadecimal under key + "_hex".
 void addText(Json& object, const std::string& key, const WString& text);

@@ -7,6 +7,7 @@
 #include "console/folders.h"
 #include "console/holding.h"
 #include "console/space.h"
+#include "host/places.h"
 #include "host/volumes.h"
 #include "miscdisc/dircache/cache_text.h"
 #include "miscdisc/lobby/lobby_utils.h"
@@ -17,29 +18,56 @@
 namespace console {
 namespace {
 
-constexpr std::chrono::seconds kPatience{5};  // for the messenger to connect and to send
+constexpr std::chrono::seconds kPatience{5};  // for the messenger to connect
 constexpr std::chrono::milliseconds kMoment{250};
 constexpr std::chrono::milliseconds kAttempt{3000};  // to connect to a server
 constexpr std::chrono::milliseconds kBeat{2};
-constexpr size_t kMostTexts = 65536;
 
-Exit sayUnsent(const host::MessengerFacts& facts) {
-  complain("the others were not told: " + facts.state);
-  return kFailed;
+std::vector<std::pair<const char*, uint64_t>> countsOf(const host::MessengerFacts& facts) {
+  return {{"sent", facts.sent},
+          {"received", facts.received},
+          {"waiting", facts.waiting},
+          {"dropped", facts.dropped},
+          {"rescans", facts.rescans}};
 }
 
-Exit waitUntilSent(size_t texts, const Options& options) {
-  const auto end = std::chrono::steady_clock::now() +
-                   std::max<std::chrono::milliseconds>(kPatience, options.deadline());
-  for (host::MessengerFacts facts = host::messengerFacts(); facts.sent < texts;
-       facts = host::messengerFacts()) {
-    const bool none = facts.group.empty();
-    if (none || facts.dropped > 0 || std::chrono::steady_clock::now() >= end) {
-      return sayUnsent(facts);
-    }
+// Returns when the messenger has taken all texts, or is not worth waiting for: a carrier that
+// cannot be reached at once has what the release of the messenger gives it.
+host::MessengerFacts waitUntilTaken(size_t texts, const Options& options) {
+  const auto start = std::chrono::steady_clock::now();
+  const auto patience = std::max<std::chrono::milliseconds>(kPatience, options.deadline());
+  while (true) {
+    host::MessengerFacts facts = host::messengerFacts();
+    const auto passed = std::chrono::steady_clock::now() - start;
+    const bool failed = facts.tried && !facts.connected && passed >= options.deadline();
+    const bool over = facts.group.empty() || facts.dropped > 0 || failed || passed >= patience;
+    if (facts.sent >= texts || over) return facts;
     std::this_thread::sleep_for(kBeat);
   }
-  return kDone;
+}
+
+std::string whyNotTold(const host::MessengerFacts& before, const host::MessengerFacts& after,
+                       size_t texts) {
+  if (!before.connected) return "the others were not told: " + printable(before.state);
+  const std::string log = printable(host::places().state) + "/miscdisc.log";
+  return "the others were not told: " + std::to_string(after.dropped) + " of " +
+         std::to_string(texts) + (texts == 1 ? " text was" : " texts were") +
+         " not taken by the carrier (" + printable(before.state) + ").  Look for the reason in " +
+         log;
+}
+
+// A text that was handed over may be refused afterwards: that is known when the messenger is gone.
+Exit send(const std::vector<std::string>& texts, const Options& options) {
+  host::MessengerFacts before;
+  {
+    const Notifications notifications;
+    for (const std::string& text : texts) SendNotify(text);
+    before = waitUntilTaken(texts.size(), options);
+  }
+  const host::MessengerFacts after = host::messengerFacts();
+  if (after.sent >= texts.size() && after.dropped == 0) return kDone;
+  complain(whyNotTold(before, after, texts.size()));
+  return kFailed;
 }
 
 }  // namespace
@@ -72,12 +100,7 @@ WString networkPath(const WString& path) { return FsysConvertLocalToUNC(absolute
 
 Exit sendTexts(Context& context, const std::vector<std::string>& texts) {
   const Options& options = context.options;
-  Exit exit = kDone;
-  if (!options.dryRun) {
-    const Notifications notifications;
-    for (const std::string& text : texts) SendNotify(text);
-    exit = waitUntilSent(texts.size(), options);
-  }
+  const Exit exit = options.dryRun ? kDone : send(texts, options);
   if (exit != kDone) return exit;
   const WString lobby = LobbyUtils::getCurrentNetworkLobbyName();
   Json document{{"schema", "miscdisc.notify/1"}, {"dry_run", options.dryRun}};
@@ -96,7 +119,14 @@ Exit sendTexts(Context& context, const std::vector<std::string>& texts) {
 }
 
 std::string messengerInWords(const host::MessengerFacts& facts) {
-  return facts.engine + ": " + facts.state;
+  std::string words = printable(facts.engine + ": " + facts.state);
+  const char* gap = "; ";
+  for (const auto& [name, count] : countsOf(facts)) {
+    if (count == 0) continue;
+    words += gap + (name + (" " + std::to_string(count)));
+    gap = ", ";
+  }
+  return words;
 }
 
 Json asJson(const host::MessengerFacts& facts) {
@@ -104,6 +134,12 @@ Json asJson(const host::MessengerFacts& facts) {
   addText(object, "state", Qx::WStringFromUTF8(facts.state));
   object["group"] = nullptr;
   if (!facts.group.empty()) addText(object, "group", Qx::WStringFromUTF8(facts.group));
+  return object;
+}
+
+Json withCounts(const host::MessengerFacts& facts) {
+  Json object = asJson(facts);
+  for (const auto& [name, count] : countsOf(facts)) object[name] = count;
   return object;
 }
 
@@ -155,26 +191,19 @@ void Listener::notify(const NotifyMsg& msg) {
   if (msg.type() != ValServerBase::valChangedMsgType_) return;
   {
     const std::lock_guard lock(mutex_);
-    texts_.push_back(getNetMessageServer()->getVal());
-    if (texts_.size() > kMostTexts) {
-      texts_.pop_front();
-      ++dropped_;
-    }
+    texts_.push(getNetMessageServer()->getVal());
   }
   wakeup_.wake();
 }
 
 std::optional<std::string> Listener::next() {
   const std::lock_guard lock(mutex_);
-  if (texts_.empty()) return {};
-  std::string text = std::move(texts_.front());
-  texts_.pop_front();
-  return text;
+  return texts_.next();
 }
 
-uint64_t Listener::dropped() {
+uint64_t Listener::leftOut() {
   const std::lock_guard lock(mutex_);
-  return dropped_;
+  return texts_.leftOut();
 }
 
 }  // namespace console

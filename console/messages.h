@@ -1,7 +1,6 @@
 // Texts between the machines of a lobby, as commands send and hear them.
 #pragma once
 
-#include <deque>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -9,6 +8,7 @@
 
 #include "console/context.h"
 #include "console/events.h"
+#include "console/waiting_texts.h"
 #include "host/messenger/messenger.h"
 #include "miscdisc/platform/values/val_server.h"
 
@@ -31,12 +31,13 @@ bool workInLobby(const std::optional<std::string>& lobby, const Options& options
 WString networkPath(const WString& path);
 
 // Sends texts to the other machines of the lobby in which this process works, and says what was
-// sent; not before the messenger has taken them, or with --dry-run never.
+// sent; not before the carrier has taken them, or with --dry-run never.  Once in a process.
 Exit sendTexts(Context& context, const std::vector<std::string>& texts);
 
-// The messenger as it is now: "dbus: connected to the session bus".
+// The messenger as it is now: "dbus: connected to the session bus; received 3", printable.
 std::string messengerInWords(const host::MessengerFacts& facts);
-Json asJson(const host::MessengerFacts& facts);
+Json asJson(const host::MessengerFacts& facts);  // the same for as long as it is in that state
+Json withCounts(const host::MessengerFacts& facts);
 
 // For who only wants to know: makes one where there is a lobby to hear, and gives it a moment to
 // connect.
@@ -50,23 +51,21 @@ struct Heard {
 Heard heard(const std::string& text);
 Json asJson(const Heard& heard, const std::string& text);
 
-// Keeps the texts that come in until they are asked for, within a bound: beyond it the oldest are
-// given up.
+// Keeps the texts that come in until they are asked for.
 class Listener : private ValClientBase {
  public:
   explicit Listener(Wakeup& wakeup);
   ~Listener() override;
 
   std::optional<std::string> next();
-  uint64_t dropped();
+  uint64_t leftOut();
 
   void notify(const NotifyMsg& msg) override;
 
  private:
   Wakeup& wakeup_;
   std::mutex mutex_;
-  std::deque<std::string> texts_;
-  uint64_t dropped_ = 0;
+  WaitingTexts texts_;
 };
 
 }  // namespace console

@@ -1,4 +1,6 @@
 // Texts to and from the other machines of a lobby, for people and scripts.
+#include <utility>
+
 #include "console/commands.h"
 #include "console/messages.h"
 #include "host/messenger/messenger.h"
@@ -47,7 +49,7 @@ class State {
     const host::MessengerFacts facts = host::messengerFacts();
     const std::string now =
         (facts.connected ? "listening to " + printable(facts.group) + ": " : "not listening: ") +
-        facts.state;
+        printable(facts.state);
     if (now == said_) return {};
     said_ = now;
     if (!options_.json) {
@@ -64,17 +66,37 @@ class State {
   std::string said_;
 };
 
+// Says how many texts were left out; for each time that is so once, when it is over.
+class LeftOut {
+ public:
+  explicit LeftOut(Listener& listener) : listener_(listener) {}
+  LeftOut(const LeftOut&) = delete;
+  LeftOut& operator=(const LeftOut&) = delete;
+  ~LeftOut() { say(); }
+
+  void say() {
+    const uint64_t before = std::exchange(said_, listener_.leftOut());
+    if (said_ == before) return;
+    complain("texts came faster than they were read: " + std::to_string(said_ - before) +
+             " of them, the oldest, were left out");
+  }
+
+ private:
+  Listener& listener_;
+  uint64_t said_ = 0;
+};
+
 Exit listenWith(Context& context, EndSignals& signals) {
   const Notifications notifications;
   if (host::messengerFacts().group.empty()) {
-    complain("nothing can be heard: " + host::messengerFacts().state);
+    complain("nothing can be heard: " + printable(host::messengerFacts().state));
     return kFailed;
   }
   Wakeup wakeup;
   Listener listener(wakeup);
+  LeftOut leftOut(listener);
   EventLines lines(context.output, signals);
   State state(context.options);
-  uint64_t dropped = 0;
   while (true) {
     if (const auto end = lines.write(state.change())) return *end;
     if (const auto end = lines.wait(wakeup.descriptor(), kBeat)) return *end;
@@ -82,10 +104,7 @@ Exit listenWith(Context& context, EndSignals& signals) {
     while (const auto text = listener.next()) {
       if (const auto end = lines.write(lineOf(*text, context.options))) return *end;
     }
-    if (listener.dropped() == dropped) continue;
-    dropped = listener.dropped();
-    complain("texts came faster than they were read: " + std::to_string(dropped) +
-             " are missing so far");
+    leftOut.say();
   }
 }
 

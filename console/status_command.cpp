@@ -104,7 +104,7 @@ Json asJson(const Status& status) {
   document["network_mode"] = status.networkMode;
   document["lobby"] = nullptr;
   if (!status.lobby.empty()) addText(document, "lobby", status.lobby);
-  document["messenger"] = console::asJson(status.messenger);
+  document["messenger"] = withCounts(status.messenger);
   document["drives"] = Json::array();
   for (const DriveView& view : status.drives) {
     document["drives"].push_back(asJson(view, status.formats));
@@ -134,7 +134,7 @@ void show(Context& context, const Status& status) {
   line("project space", printable(status.space.folder));
   line("network mode", status.networkMode ? "yes" : "no");
   line("lobby", status.lobby.empty() ? "-" : printable(status.lobby));
-  line("messenger", printable(messengerInWords(status.messenger)));
+  line("messenger", messengerInWords(status.messenger));
   if (people) context.output.print("\n");
 
   std::vector<std::vector<std::string>> rows;

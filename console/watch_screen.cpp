@@ -30,12 +30,6 @@ std::string clockTime() {
   return text;
 }
 
-int widthOf(const std::string& text) {
-  int columns = 0;
-  for (wchar_t c : Qx::WStringFromUTF8(text)) columns += std::max(0, utf8proc_charwidth(c));
-  return columns;
-}
-
 // Of a drive's cells what matters most first, for windows that are too narrow for all of them.
 std::vector<std::string> forPage(std::vector<std::string> cells) {
   const auto state = cells.end() - 2;  // before the path
@@ -103,9 +97,10 @@ class WatchScreen::Terminal {
 
   void table(const std::vector<std::string>& heading,
              const std::vector<std::vector<std::string>>& rows, const std::vector<bool>& warned) {
-    std::vector<int> widths(heading.size());
+    std::vector<size_t> widths(heading.size());
     const auto consider = [&](const std::vector<std::string>& cells) {
-      for (size_t i = 0; i < cells.size(); ++i) widths[i] = std::max(widths[i], widthOf(cells[i]));
+      for (size_t i = 0; i < cells.size(); ++i)
+        widths[i] = std::max(widths[i], columnsOf(cells[i]));
     };
     consider(heading);
     std::for_each(rows.begin(), rows.end(), consider);
@@ -116,12 +111,12 @@ class WatchScreen::Terminal {
   }
 
  private:
-  static std::string line(const std::vector<std::string>& cells, const std::vector<int>& widths) {
+  static std::string line(const std::vector<std::string>& cells,
+                          const std::vector<size_t>& widths) {
     std::string text;
     for (size_t i = 0; i < cells.size(); ++i) {
       text += cells[i];
-      const int gap = widths[i] - widthOf(cells[i]) + 2;
-      if (i + 1 < cells.size()) text += std::string(static_cast<size_t>(gap), ' ');
+      if (i + 1 < cells.size()) text += std::string(widths[i] - columnsOf(cells[i]) + 2, ' ');
     }
     return text;
   }

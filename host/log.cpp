@@ -32,6 +32,42 @@ std::string formatted(const char* format, va_list arguments) {
   return text;
 }
 
+bool isControl(unsigned char c) { return c < 0x20 || c == 0x7F; }
+
+// The control characters of U+0080 to U+009F, which some terminals obey like the others.
+bool isUpperControl(const std::string& text, size_t at) {
+  const auto c = static_cast<unsigned char>(text[at]);
+  return c == 0xC2 && at + 1 < text.size() && (text[at + 1] & 0xE0) == 0x80;
+}
+
+// What others put into a text makes no line of its own, and does nothing to a terminal on which the
+// log is shown.
+// The line end that a text has stays.
+std::string asOneLine(const std::string& text) {
+  const size_t end = text.ends_with('\n') ? text.size() - 1 : text.size();
+  std::string line;
+  const auto escape = [&](char c) {
+    char escaped[5];
+    std::snprintf(escaped, sizeof escaped, "\\x%02X", static_cast<unsigned char>(c));
+    line += escaped;
+  };
+  for (size_t i = 0; i < end; ++i) {
+    if (text[i] == '\n') {
+      line += "\\n";
+    } else if (text[i] == '\t') {
+      line += "\\t";
+    } else if (isUpperControl(text, i)) {
+      escape(text[i]);
+      escape(text[++i]);
+    } else if (isControl(static_cast<unsigned char>(text[i]))) {
+      escape(text[i]);
+    } else {
+      line += text[i];
+    }
+  }
+  return line + text.substr(end);
+}
+
 std::string linePrefix() {
   const std::time_t now = std::time(nullptr);
   std::tm utc{};
@@ -55,14 +91,16 @@ int openLog() {
 void writeToLog(const std::string& text) {
   const int log = openLog();
   if (log < 0) return;
-  std::string line = linePrefix() + text;
+  std::string line = linePrefix() + asOneLine(text);
   if (line.back() != '\n') line += '\n';
   [[maybe_unused]] const ssize_t written = write(log, line.data(), line.size());
   close(log);
 }
 
 void writeToConsole(const std::string& text) {
-  if (verbose) std::fwrite(text.data(), 1, text.size(), stderr);
+  if (!verbose) return;
+  const std::string line = asOneLine(text);
+  std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
 }  // namespace

@@ -110,8 +110,10 @@ void CacheFollower::keep(NetMessage message) {
 
 void CacheFollower::ignore(const String& text, const char* why) {
   if (ignored_++ != 0) return;
+  String start;
+  for (const char c : text.substr(0, kLoggedBytes)) c ? start += c : start += "\\0";
   Log("A text of another machine is ignored, and others may be from now on: %s: %s\n", why,
-      text.substr(0, kLoggedBytes).c_str());
+      start.c_str());
 }
 
 std::optional<NetMessage> CacheFollower::takeNext() {

@@ -3,12 +3,16 @@
 
 alpha_user=Alpha-a94de85b9497535b # of the lobby \\nas\projects\Alpha
 
+# What else stands in its configuration.
+nats_settings=
+
 # Takes the users that "notify setup" prints, with the password "secret", and an administrator.
 start_nats() { # FILE...: what was printed
   mkdir -p nats/ports
   {
     printf 'listen: "127.0.0.1:-1"\nports_file_dir: "%s"\n' "$PWD/nats/ports"
     printf 'jetstream { store_dir: "%s" }\n' "$PWD/nats/store"
+    echo "$nats_settings"
     printf 'authorization { users: [\n    { user: "administrator", password: "ruling" }\n'
     cat "$@" | grep '^    ' | sed 's/CHANGE ME/secret/'
     printf '] }\n'
@@ -36,4 +40,19 @@ use_nats() { # HOME USER:PASSWORD
 
 setup_as_administrator() { # ARGUMENT...
   ask notify setup --run --url "$nats_url" --credentials administrator.credentials "$@"
+}
+
+# ann and bob in lobby Alpha, with a server that knows its user; nobody has made the stream.
+two_machines_and_a_server() { # [LINE: that the user's rights are without]
+  two_machines_with_a_drive
+  miscdisc -q notify setup | grep -vxF "${1-nothing}" >printed
+  start_nats printed
+  use_nats "$MISCDISC_HOME" "$alpha_user:secret"
+  use_nats bob "$alpha_user:secret"
+}
+
+messenger_line() {
+  ask status
+  expect_code 0
+  grep '^messenger	' data
 }

@@ -11,21 +11,6 @@ teardown() {
   end_nats
 }
 
-# ann and bob in lobby Alpha, with a server that knows its user; nobody has made the stream.
-two_machines_and_a_server() {
-  two_machines_with_a_drive
-  miscdisc -q notify setup >printed
-  start_nats printed
-  use_nats "$MISCDISC_HOME" "$alpha_user:secret"
-  use_nats bob "$alpha_user:secret"
-}
-
-messenger_line() {
-  ask status
-  expect_code 0
-  grep '^messenger	' data
-}
-
 @test "setup says what the server needs for the lobby" {
   two_machines_with_a_drive
   ask notify setup
@@ -91,6 +76,10 @@ command	miscdisc notify setup --lobby Alpha --run
   expect_code 0
   expect_heard "added	$PWD/bob_sees/Material/A001.mxf"
   [ "$(wc -l <bob.data)" -eq 2 ]
+  # Who comes in does not know what was said before.
+  [ "$(messenger_line)" = "messenger	nats: connected to $nats_url; rescans 1" ]
+  ask status --json
+  [ "$(jq -c '.messenger | [.sent, .received, .waiting, .dropped, .rescans]' data)" = "[0,0,0,0,1]" ]
 }
 
 @test "the administrator's access may stand in the settings" {
@@ -126,65 +115,4 @@ command	miscdisc notify setup --lobby Alpha --run
   expect_code 1
   expect_words "the others were not told: the server has no stream"
   expect_words "$why"
-}
-
-# Nobody hears of files, and everything else goes on.
-expect_local_work_goes_on() { # WORDS
-  : >media/Material/A001.mxf
-  code=0
-  miscdisc cache add ann_sees/Material/A001.mxf >data 2>words || code=$?
-  expect_code 1
-  expect_words "the others were not told: $1"
-  ask find A001.mxf
-  expect_code 0
-  ask lobby show
-  expect_code 0
-}
-
-@test "a wrong password is said, and local work goes on" {
-  two_machines_and_a_server
-  setup_as_administrator
-  echo "$alpha_user:guessed" >"$MISCDISC_HOME/credentials"
-  [[ "$(messenger_line)" = "messenger	nats: $nats_url refuses these credentials: "* ]]
-  ! grep -q guessed data
-  ask status --json
-  [ "$(jq -c '[.messenger.engine, .messenger.connected]' data)" = '["nats",false]' ]
-  expect_local_work_goes_on "$nats_url refuses these credentials"
-}
-
-@test "another lobby's user is told so, and local work goes on" {
-  two_machines_with_a_drive
-  mkdir net/Beta
-  touch net/Beta/DefNetDrive.txt
-  miscdisc -q notify setup >alpha
-  miscdisc -q notify setup --lobby Beta >beta
-  start_nats alpha beta
-  setup_as_administrator
-  use_nats "$MISCDISC_HOME" "$(sed -n 's/.*user: "\([^"]*\)".*/\1/p' beta):secret"
-  local line
-  line=$(messenger_line)
-  [[ "$line" = "messenger	nats: the server does not let this user work in the lobby: "* ]]
-  [[ "$line" = *"use the lobby's own credentials"* ]]
-  expect_local_work_goes_on "the server does not let this user work in the lobby"
-}
-
-@test "a server that is not there is said, and nothing hangs" {
-  two_machines_and_a_server
-  end_nats
-  [[ "$(messenger_line)" = "messenger	nats: no answer from $nats_url: "* ]]
-  expect_local_work_goes_on "no answer from $nats_url"
-  setup_as_administrator
-  expect_code 1
-  expect_words "no answer from $nats_url"
-}
-
-@test "a server that stands still is said, and nothing hangs" {
-  two_machines_and_a_server
-  setup_as_administrator
-  kill -STOP "$nats"
-  [[ "$(messenger_line)" = "messenger	nats: no answer from $nats_url: "* ]]
-  expect_local_work_goes_on "no answer from $nats_url"
-  setup_as_administrator
-  expect_code 1
-  expect_words "no answer from $nats_url"
 }

@@ -169,7 +169,7 @@ END
   expect_code 0
   grep -qx "messenger	dbus: connected to the session bus" data
   ask status --json
-  [ "$(jq -c .messenger data)" = '{"engine":"dbus","connected":true,"state":"connected to the session bus","group":"\\\\nas\\projects\\Alpha"}' ]
+  [ "$(jq -c .messenger data)" = '{"engine":"dbus","connected":true,"state":"connected to the session bus","group":"\\\\nas\\projects\\Alpha","sent":0,"received":0,"waiting":0,"dropped":0,"rescans":0}' ]
   miscdisc -q config set "network lobby name" ""
   ask status
   grep -qx "messenger	dbus: not used: this machine works in no lobby" data
@@ -181,4 +181,29 @@ END
   ask status
   expect_code 0
   grep -q "^messenger	dbus: no connection to the session bus" data
+}
+
+# The shortest of several times of the page, in milliseconds.
+fastest_status() { # TIMEOUT
+  local best=1000000 before took
+  for _ in 1 2 3 4; do
+    before=$(date +%s%N)
+    miscdisc --timeout "$1" status >data 2>words || true
+    took=$((($(date +%s%N) - before) / 1000000))
+    if [ "$took" -lt "$best" ]; then best=$took; fi
+  done
+  echo "$best"
+}
+
+@test "a bus that is silent is waited for no longer than a mount" {
+  start_bus
+  two_machines_with_a_drive
+  kill -STOP "$bus"
+  local short long
+  short=$(fastest_status 0.001)
+  grep -q "^messenger	dbus: not connected yet" data
+  long=$(fastest_status 0.25)
+  kill -CONT "$bus"
+  echo "$short and $long ms"
+  [ $((long - short)) -ge 150 ]
 }

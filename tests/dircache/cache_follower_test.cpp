@@ -176,6 +176,14 @@ TEST_F(CacheFollowerTest, WhatIsNoNewsOfAFileIsIgnoredAndLoggedOnce) {
                                         "from now on: it has no number: \n"));
 }
 
+TEST_F(CacheFollowerTest, TheLogShowsTheStartOfATextWithItsZeroBytes) {
+  platform.log.clear();
+  platform.deliver(String("a\0b", 3) + String(300, 'c'));
+  EXPECT_THAT(platform.log, ElementsAre("A text of another machine is ignored, and others may be "
+                                        "from now on: it has no number: a\\0b" +
+                                        String(197, 'c') + "\n"));
+}
+
 TEST_F(CacheFollowerTest, PathsOnNoVolumeAreIgnored) {
   const std::vector<String> paths = {
       "",

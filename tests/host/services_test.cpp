@@ -73,6 +73,16 @@ TEST_F(LogTest, LinesAreAppendedWithTheirTimeAndProcess) {
   EXPECT_EQ(logged(), "> one 1\n> two 2\n");
 }
 
+TEST_F(LogTest, ATextIsOneLineAndObeyedByNoTerminal) {
+  Log("%s\n", "a\nb\tc\x1B[2J\x7F\r d\xC2\x9Bz \xC3\x9B \\\\nas \xFF");
+  EXPECT_EQ(logged(), "> a\\nb\\tc\\x1B[2J\\x7F\\x0D d\\xC2\\x9Bz \xC3\x9B \\\\nas \xFF\n");
+  host::setVerbose(true);
+  testing::internal::CaptureStderr();
+  LogBoth("1\n2\x1B\n");
+  tolv_printf("no end");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "1\\n2\\x1B\nno end");
+}
+
 TEST_F(LogTest, TheFolderIsMadeAndAMovedLogGoesOn) {
   std::filesystem::remove_all(test::home());
   Log("first");
