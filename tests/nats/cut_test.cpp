@@ -1,18 +1,18 @@
-// A network that is cut for a while: two networks that only this test has, and a cable.
+// A network that is cut for a while: a cable between two networks that only this test has.
 #include <gmock/gmock.h>
-#include <sched.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
-#include <fstream>
+#include <memory>
 
 #include "tests/nats/box.h"
+#include "tests/nats/networks.h"
 #include "tests/nats/server.h"
 
 using namespace std::chrono_literals;
 using test::Member;
-using test::runProgram;
+using test::Networks;
 using test::Server;
 
 namespace {
@@ -22,40 +22,23 @@ constexpr char kAlpha[] = R"(\\nas\projects\Alpha)";
 // As long as it takes to be noticed; a minute with MISCDISC_LONG_TESTS=1.
 std::chrono::seconds cutTime() { return getenv("MISCDISC_LONG_TESTS") ? 60s : 8s; }
 
-// Into a network of our own, with the rights of a user namespace where the test is not root.
-bool leaveTheNetwork() {
-  if (unshare(CLONE_NEWNET) == 0) return true;
-  const std::string user = "0 " + std::to_string(geteuid()) + " 1";
-  const std::string group = "0 " + std::to_string(getegid()) + " 1";
-  if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) return false;
-  std::ofstream("/proc/self/setgroups") << "deny";
-  std::ofstream("/proc/self/gid_map") << group;
-  return static_cast<bool>(std::ofstream("/proc/self/uid_map") << user << std::flush);
-}
-
-bool ip(const std::vector<std::string>& arguments, std::vector<std::string> command = {}) {
-  command.push_back("ip");
-  command.insert(command.end(), arguments.begin(), arguments.end());
-  return runProgram(command) == 0;
-}
-
-std::vector<std::string> inNetworkOf(pid_t process) {
-  return {"nsenter", "--target", std::to_string(process), "--net", "--"};
-}
-
 class CutTest : public testing::Test {
  protected:
-  // The body runs in a process whose network has a cable to another one, in which programs run that
-  // are started with `there`.
+  // The body runs in a process on a machine that has a network of its own, and a server in reach.
   template <typename Body>
   static void withCable(Body body) {
     fflush(nullptr);
     const pid_t child = fork();
     if (child == 0) {
-      const int possible = prepare();
-      if (possible == kPossible) body(inNetworkOf(other_));
+      const std::unique_ptr<Networks> networks = Networks::make(1);
+      if (!networks) _exit(kNotPossible);
+      {
+        Server server("", Networks::kCentre);
+        networks->enter(0);
+        body(*networks, server);
+      }
       fflush(nullptr);
-      _exit(possible != kPossible ? possible : testing::Test::HasFailure() ? kFailed : kPassed);
+      _exit(testing::Test::HasFailure() ? kFailed : kPassed);
     }
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
@@ -64,45 +47,12 @@ class CutTest : public testing::Test {
     EXPECT_EQ(WEXITSTATUS(status), kPassed) << "the failures are above";
   }
 
-  static bool pull() { return ip({"link", "set", "here", "down"}); }
-  static bool putBack() { return ip({"link", "set", "here", "up"}); }
-
  private:
-  enum Ending { kPossible = 0, kPassed = 0, kFailed = 1, kNotPossible = 2 };
-
-  static int prepare() {
-    if (!leaveTheNetwork()) return kNotPossible;
-    int ready[2];
-    if (pipe(ready) != 0) return kFailed;
-    other_ = fork();
-    if (other_ == 0) {
-      // Holds the other network until this process is gone.
-      const bool apart = unshare(CLONE_NEWNET) == 0;
-      if (write(ready[1], apart ? "y" : "n", 1) != 1) _exit(1);
-      close(ready[1]);
-      const pid_t parent = getppid();
-      while (getppid() == parent) usleep(100000);
-      _exit(0);
-    }
-    char apart = 'n';
-    if (read(ready[0], &apart, 1) != 1 || apart != 'y') return kNotPossible;
-    const std::string other = std::to_string(other_);
-    const bool made =
-        ip({"link", "set", "lo", "up"}) &&
-        ip({"link", "add", "here", "type", "veth", "peer", "name", "there", "netns", other}) &&
-        ip({"addr", "add", "10.77.0.1/24", "dev", "here"}) && ip({"link", "set", "here", "up"}) &&
-        ip({"addr", "add", "10.77.0.2/24", "dev", "there"}, inNetworkOf(other_)) &&
-        ip({"link", "set", "lo", "up"}, inNetworkOf(other_)) &&
-        ip({"link", "set", "there", "up"}, inNetworkOf(other_));
-    return made ? kPossible : kNotPossible;
-  }
-
-  static inline pid_t other_ = 0;
+  enum Ending { kPassed = 0, kFailed = 1, kNotPossible = 2 };
 };
 
 TEST_F(CutTest, TextsOfBothSidesArriveAfterwardsInOrderAndOnce) {
-  withCable([](const std::vector<std::string>& there) {
-    Server server("", "10.77.0.2", there);
+  withCable([](const Networks& networks, const Server& server) {
     const host::EngineSettings settings{server.url(), "", ""};
     ASSERT_EQ(test::makeStream(settings, kAlpha), "");
     Member ann(settings, kAlpha, "a1"), bob(settings, kAlpha, "b1");
@@ -110,7 +60,7 @@ TEST_F(CutTest, TextsOfBothSidesArriveAfterwardsInOrderAndOnce) {
     ann.send("0");
     ASSERT_TRUE(bob.awaitTexts(1));
 
-    ASSERT_TRUE(pull());
+    networks.pull(0);
     const auto cut = std::chrono::steady_clock::now();
     int number = 0;
     while (std::chrono::steady_clock::now() < cut + cutTime()) {
@@ -119,7 +69,7 @@ TEST_F(CutTest, TextsOfBothSidesArriveAfterwardsInOrderAndOnce) {
       std::this_thread::sleep_for(10ms);
     }
     EXPECT_TRUE(ann.awaitWords("") && bob.awaitWords(""));  // both have noticed
-    ASSERT_TRUE(putBack());
+    networks.putBack(0);
 
     ASSERT_TRUE(bob.awaitTexts(static_cast<size_t>(number) + 1));
     ASSERT_TRUE(ann.awaitTexts(static_cast<size_t>(number)));

@@ -86,10 +86,8 @@ void replace(std::string& text, const std::string& what, const std::string& with
   text.replace(found, what.size(), with);
 }
 
-Server::Server(std::string settings, std::string address, std::vector<std::string> prefix)
-    : settings_(whole(std::move(settings))),
-      address_(std::move(address)),
-      prefix_(std::move(prefix)) {
+Server::Server(std::string settings, std::string address)
+    : settings_(whole(std::move(settings))), address_(std::move(address)) {
   start();
 }
 
@@ -109,9 +107,7 @@ void Server::start() {
   const std::string ports = folder_.path() + "/ports";
   fs::remove_all(ports);
   fs::create_directory(ports);
-  std::vector<std::string> command = prefix_;
-  command.insert(command.end(), {"nats-server", "-c", configure()});
-  process_ = spawn(command, folder_.path() + "/log");
+  process_ = spawn({"nats-server", "-c", configure()}, folder_.path() + "/log");
 
   const auto end = std::chrono::steady_clock::now() + kPatience;
   const std::string file = ports + "/nats-server_" + std::to_string(process_) + ".ports";

@@ -30,9 +30,8 @@ class Folder {
 class Server {
  public:
   // Where it listens and keeps its texts is added to the settings, or put in for "@LISTEN@" and
-  // "@STORE@".  With a prefix, another program is asked to start it.
-  explicit Server(std::string settings = "", std::string address = "127.0.0.1",
-                  std::vector<std::string> prefix = {});
+  // "@STORE@".
+  explicit Server(std::string settings = "", std::string address = "127.0.0.1");
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
   ~Server();
@@ -55,7 +54,6 @@ class Server {
 
   Folder folder_;
   std::string settings_, address_;
-  std::vector<std::string> prefix_;
   pid_t process_ = 0;
   int port_ = -1;
 };
