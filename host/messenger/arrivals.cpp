@@ -14,7 +14,9 @@ constexpr size_t kMostSenders = 4096;
 Arrivals::Verdict Arrivals::text(const std::string& sender, uint64_t number, Time now) {
   const Sender* const known = find(sender);
   if (known && number <= known->number) return {false, false};
-  const bool missing = known ? number > known->number + 1 : number > 1 && now >= settled_;
+  const bool isTold = known && known->lossesTold != lossesTold_;
+  const bool missing =
+      known ? number > known->number + 1 && !isTold : number > 1 && now >= settled_;
   remember(sender, number, now);
   return {missing, true};
 }
@@ -38,7 +40,7 @@ void Arrivals::remember(const std::string& sender, uint64_t number, Time now) {
       return a.second.heard < b.second.heard;
     }));
   }
-  senders_[sender] = {number, now};
+  senders_[sender] = {number, now, lossesTold_};
 }
 
 }  // namespace host

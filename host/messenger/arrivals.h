@@ -32,6 +32,12 @@ class MISCDISC_EXPORT Arrivals {
   void settle(Time now) { settled_ = settling_ ? now + *settling_ : Time::max(); }
   void forgetAll() { senders_.clear(); }
 
+  // The carrier has told of a loss: numbers that the senders have left out by their next texts are
+  // no other one.  Not where it may lose texts without telling.
+  void lossTold() {
+    if (!settling_) ++lossesTold_;
+  }
+
   Verdict text(const std::string& sender, uint64_t number, Time now);
 
   // The sender says that this is the number of its last text.
@@ -41,6 +47,7 @@ class MISCDISC_EXPORT Arrivals {
   struct Sender {
     uint64_t number;  // of the last text that is known
     Time heard;
+    uint64_t lossesTold;  // by then
   };
 
   const Sender* find(const std::string& sender) const;
@@ -48,6 +55,7 @@ class MISCDISC_EXPORT Arrivals {
 
   const std::optional<std::chrono::milliseconds> settling_;
   Time settled_ = Time::max();
+  uint64_t lossesTold_ = 0;
   std::unordered_map<std::string, Sender> senders_;
 };
 

@@ -447,6 +447,7 @@ void MessengerCore::lost() {
   markWanted_ = mayLose_ && number_ > 0;
   if (markWanted_) ring();
   if (!group_.empty()) {
+    arrivals_.lossTold();
     askForRescan();
     wake();
   }

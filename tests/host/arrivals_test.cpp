@@ -73,6 +73,22 @@ TEST_F(ArrivalsTest, WhereTheCarrierTellsOfLossesAStrangersNumberMayAlwaysBeAny)
   EXPECT_EQ(told.text("a", 9, kStart + 1h), kNewsAfterALoss);
 }
 
+TEST_F(ArrivalsTest, WhatTheCarrierHasToldOfIsNoSecondLoss) {
+  Arrivals told{std::nullopt};
+  for (const char* sender : {"a", "b"}) told.text(sender, 1, kStart);
+  told.lossTold();
+  EXPECT_EQ(told.text("a", 4, kStart), kNews);
+  EXPECT_EQ(told.text("a", 6, kStart), kNewsAfterALoss);
+  EXPECT_EQ(told.text("b", 3, kStart), kNews);
+  EXPECT_EQ(told.text("b", 3, kStart), kIgnored);
+}
+
+TEST_F(ArrivalsTest, WhereTheCarrierMayLoseUnnoticedWhatItTellsOfIsNotAll) {
+  arrivals.text("a", 1, kStart);
+  arrivals.lossTold();
+  EXPECT_EQ(arrivals.text("a", 4, kStart), kNewsAfterALoss);
+}
+
 TEST_F(ArrivalsTest, AMarkAboveWhatIsKnownIsALossOnce) {
   arrivals.text("a", 1, kStart);
   EXPECT_EQ(arrivals.mark("a", 1, kStart), kIgnored);

@@ -713,6 +713,16 @@ TEST_F(MessengerTest, WhatTheEngineLostIsOneRescanHoweverOftenItSaysSo) {
   EXPECT_THAT(heard.await(4), ElementsAre("8 first", kRescan, "8 third", kRescan));
 }
 
+TEST_F(MessengerTest, AGapThatTheEngineHasToldOfIsNoSecondRescan) {
+  const auto messenger = start();
+  arrive("a", 1, "8 one");
+  carrier.mailbox->lost();
+  EXPECT_THAT(heard.await(2), ElementsAre("8 one", kRescan));
+  arrive("a", 4, "8 four");
+  EXPECT_THAT(heard.await(3), ElementsAre("8 one", kRescan, "8 four"));
+  EXPECT_EQ(host::messengerFacts().rescans, 1u);
+}
+
 TEST_F(MessengerTest, AnEngineThatTellsOfLossesNeedsNoHellosAndMarks) {
   timing.marks = {0ms, 0ms};
   timing.settling = 0ms;
