@@ -4,8 +4,8 @@
 // The machines are processes that send to each other without a pause.  What each sent and heard,
 // and when, stands in memory that they share.  A text that a machine missed is noticed when that
 // machine was told of a loss after the text was sent; every other one is a loss unnoticed.  What a
-// machine has not sent off when it is killed dies with it: that are the texts behind the last one
-// that anybody heard.
+// machine has not sent off when it is killed dies with it: the texts behind the last one that
+// anybody heard.
 //
 // Exit status: 0 when nothing was lost unnoticed, came twice or out of order, and in each row those
 // were told that it says; 1 otherwise; 2 for a bad option or when a row did not get through; 77
@@ -68,6 +68,7 @@ struct Run {
   size_t machine;
   bool killed;
   std::atomic<int64_t> connected;  // since when it hears the others; 0: it does not yet
+  std::atomic<uint32_t> rounds;    // times that it has looked whether it is to send
   std::atomic<uint32_t> sent;
   int64_t sentAt[kMostTexts + 1];  // by number, from 1
   std::atomic<uint32_t> heard;
@@ -136,6 +137,7 @@ void sendOne(iNetMessager& messenger, const Board& board, uint32_t index, Run& r
         for (uint32_t i = 0; i <= board.more; ++i) sendOne(*messenger, board, index, run);
       }
       if (asked) board.askedOf &= ~bit;
+      ++run.rounds;
       std::this_thread::sleep_for(interval);
     }
   }
@@ -340,17 +342,11 @@ class Machines {
 
   // All hear again what is sent from now on, and nothing is on its way any more.
   void settle() {
-    std::vector<uint32_t> goals;
-    for (uint32_t run = 0; run < board_.runs; ++run) goals.push_back(board_.run[run].sent);
+    const std::vector<uint32_t> before = sentByRun();
     pass(0s);
-    await("all hear each other again", [&] { return allHeard(goals); });
-    board_.senders = 0;
-    std::this_thread::sleep_for(2 * pace_.interval());
-    await("no text is on its way", [&] {
-      goals.clear();
-      for (uint32_t run = 0; run < board_.runs; ++run) goals.push_back(board_.run[run].sent);
-      return allHeard(goals);
-    });
+    await("all hear each other again", [&] { return allHeard(before); });
+    silence();
+    await("no text is on its way", [&] { return allHeard(sentByRun()); });
     // Losses that nobody has noticed by now may still be: by the marks that follow a text.
     const auto patience = Clock::now() + kPatience;
     while (Judge(board_).count().unnoticed > 0 && Clock::now() < patience) {
@@ -375,7 +371,23 @@ class Machines {
     bool stopped = false;
   };
 
-  // Every machine a text behind these, of each run that lives; or the last of it.
+  // Nobody sends any more.
+  void silence() {
+    board_.senders = 0;
+    for (const Process& process : processes_) {
+      const Run& run = board_.run[process.run];
+      const uint32_t goal = run.rounds + 2;  // the round that is underway, and a whole one
+      await("a machine is silent", [&] { return run.rounds >= goal; });
+    }
+  }
+
+  std::vector<uint32_t> sentByRun() const {
+    std::vector<uint32_t> sent;
+    for (uint32_t run = 0; run < board_.runs; ++run) sent.push_back(board_.run[run].sent);
+    return sent;
+  }
+
+  // By every machine, these numbers or later ones, of each run that lives.
   bool allHeard(const std::vector<uint32_t>& goals) {
     const Judge judge(board_);
     for (const Process& receiver : processes_) {
