@@ -14,5 +14,6 @@ endif()
 
 # Headers are included by their full path from the root.
 add_library(miscdisc_includes INTERFACE)
-target_include_directories(miscdisc_includes INTERFACE ${PROJECT_SOURCE_DIR})
+target_include_directories(miscdisc_includes INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
+set_target_properties(miscdisc_includes PROPERTIES EXPORT_NAME includes)
 target_compile_features(miscdisc_includes INTERFACE cxx_std_20)
