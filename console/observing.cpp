@@ -195,6 +195,7 @@ std::shared_ptr<const Sight> Observing::latest() {
 
 std::vector<Event> Observing::takeEvents() {
   const std::lock_guard lock(mutex_);
+  if (failure_ && events_.empty()) std::rethrow_exception(failure_);
   changed_.notify_one();
   return std::exchange(events_, {});
 }
@@ -266,6 +267,22 @@ bool Observing::isEnding() {
 }
 
 void Observing::run() {
+  std::exception_ptr failure;
+  try {
+    observe();
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  {
+    const std::lock_guard lock(mutex_);
+    failure_ = failure;
+    ended_ = true;
+    changed_.notify_all();
+  }
+  if (failure) wakeup_.wake();
+}
+
+void Observing::observe() {
   std::optional<Ear> ear;
   for (auto nextLook = Clock::now(); !isEnding();) {
     if (Clock::now() >= nextLook) {
@@ -284,10 +301,6 @@ void Observing::run() {
     poll(&asked, 1, static_cast<int>(std::max<int64_t>(left.count(), 0)));
     news_.calm();
   }
-  ear.reset();
-  const std::lock_guard lock(mutex_);
-  ended_ = true;
-  changed_.notify_all();
 }
 
 }  // namespace console

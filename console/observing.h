@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <exception>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -55,6 +56,7 @@ class Observing {
   ~Observing() = default;  // REQUIRES: stop()
 
   std::shared_ptr<const Sight> latest();  // null before the first look is over
+  // After the last ones it throws what has ended the looking, if anything did.
   std::vector<Event> takeEvents();
 
   // Whoever waits for storage that hangs is left behind: then it is false, and only the end of the
@@ -65,6 +67,7 @@ class Observing {
   class Ear;
 
   void run();
+  void observe();
   bool isEnding();
   void look();
   void post(std::vector<Event> events, std::shared_ptr<const Sight> sight);
@@ -77,6 +80,7 @@ class Observing {
   std::condition_variable changed_;
   bool ending_ = false;
   bool ended_ = false;
+  std::exception_ptr failure_;
   std::shared_ptr<const Sight> latest_;
   std::vector<Event> events_;
   std::thread thread_;  // built last: it uses the others

@@ -3,6 +3,8 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "console/commands.h"
 #include "console/drives.h"
 #include "console/observing.h"
@@ -40,14 +42,21 @@ Exit showLines(Context& context, EndSignals& signals, Observing& observing, Wake
   }
 }
 
+// It is drawn at every beat, and when a key or the terminal wants it: texts may come by the
+// thousand.
 Exit showPage(WatchScreen& screen, EndSignals& signals, Observing& observing, Wakeup& wakeup) {
-  while (true) {
+  using Clock = std::chrono::steady_clock;
+  for (auto next = Clock::now();;) {
     screen.add(observing.takeEvents());
-    screen.show(observing.latest());
+    if (Clock::now() >= next) {
+      screen.show(observing.latest());
+      next = Clock::now() + kBeat;
+    }
     pollfd asked[] = {{signals.descriptor(), POLLIN, 0},
                       {wakeup.descriptor(), POLLIN, 0},
                       {STDIN_FILENO, POLLIN, 0}};
-    poll(asked, std::size(asked), static_cast<int>(kBeat.count()));
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now());
+    poll(asked, std::size(asked), static_cast<int>(std::max<int64_t>(left.count(), 0)));
     if (const auto signal = signals.next()) return exitBySignal(signal->number);
     wakeup.calm();
     // Also when no key came: the size of the terminal may be another one.
@@ -69,9 +78,19 @@ Exit watch(Context& context, const Watched& watched) {
     const TerminalSignalsHere here;
     observing = std::make_unique<Observing>(options, watched, wakeup);
   }
-  const Exit exit = screen ? showPage(*screen, signals, *observing, wakeup)
-                           : showLines(context, signals, *observing, wakeup);
-  screen.reset();
+  Exit exit = kFailed;
+  std::string failure;
+  try {
+    exit = screen ? showPage(*screen, signals, *observing, wakeup)
+                  : showLines(context, signals, *observing, wakeup);
+  } catch (const std::exception& error) {
+    failure = error.what();
+  }
+  screen.reset();  // the words are for the terminal as it was
+  if (!failure.empty()) {
+    complain("watching has ended, as something failed: " + printable(failure) +
+             ".  Start it again, and look at memory and open files when that ends it too");
+  }
   if (!observing->stop()) _exit(exit);
   return exit;
 }

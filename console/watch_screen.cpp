@@ -2,6 +2,8 @@
 
 #define NCURSES_NOMACROS 1
 #include <ncurses.h>
+#include <term.h>
+#include <termios.h>
 #include <unistd.h>
 #include <utf8proc.h>
 
@@ -9,7 +11,9 @@
 #include <clocale>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <stdexcept>
+#include <utility>
 
 #include "console/messages.h"
 #include "console/space_view.h"
@@ -30,6 +34,47 @@ std::string clockTime() {
   return text;
 }
 
+// For an end that leaves no time for curses: the terminal's modes, and what brings its own page and
+// cursor back.  A signal may come on any thread.
+struct Leaving {
+  int descriptor = -1;
+  termios modes{};
+  char text[256];
+  size_t size = 0;
+
+  void add(const char* capability) {
+    const char* const sequence = tigetstr(capability);
+    if (!sequence || sequence == reinterpret_cast<char*>(-1)) return;
+    const size_t more = std::strlen(sequence);
+    if (size + more > sizeof text) return;
+    std::memcpy(text + size, sequence, more);
+    size += more;
+  }
+};
+
+constexpr int kFatal[] = {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV};
+
+Leaving leaving;
+struct sigaction fatalBefore[std::size(kFatal)], continueBefore;
+volatile sig_atomic_t continued = 0;
+
+void leaveTerminal(int signal) {
+  [[maybe_unused]] const ssize_t written = write(leaving.descriptor, leaving.text, leaving.size);
+  tcsetattr(leaving.descriptor, TCSANOW, &leaving.modes);
+  for (size_t i = 0; i < std::size(kFatal); ++i) {
+    if (kFatal[i] == signal) sigaction(signal, &fatalBefore[i], nullptr);
+  }
+  raise(signal);
+}
+
+void noteContinued(int) { continued = 1; }
+
+void handle(int signal, void (*handler)(int), struct sigaction& before) {
+  struct sigaction action {};
+  action.sa_handler = handler;
+  sigaction(signal, &action, &before);
+}
+
 // Of a drive's cells what matters most first, for windows that are too narrow for all of them.
 std::vector<std::string> forPage(std::vector<std::string> cells) {
   const auto state = cells.end() - 2;  // before the path
@@ -47,6 +92,7 @@ class WatchScreen::Terminal {
   Terminal(const Output& output, bool colored) {
     setlocale(LC_CTYPE, "");
     if (MB_CUR_MAX == 1) setlocale(LC_CTYPE, "C.UTF-8");
+    tcgetattr(output.descriptor(), &leaving.modes);
     file_ = fdopen(dup(output.descriptor()), "w");
     screen_ = file_ ? newterm(nullptr, file_, stdin) : nullptr;
     if (!screen_) {
@@ -57,6 +103,7 @@ class WatchScreen::Terminal {
                                "\" (TERM).  Try --json, which prints a line for each event");
     }
     quitBefore_ = signal(SIGQUIT, SIG_IGN);
+    watchSignals(output.descriptor());
     cbreak();
     noecho();
     keypad(stdscr, TRUE);
@@ -71,6 +118,8 @@ class WatchScreen::Terminal {
   Terminal(const Terminal&) = delete;
   Terminal& operator=(const Terminal&) = delete;
   ~Terminal() {
+    for (size_t i = 0; i < std::size(kFatal); ++i) sigaction(kFatal[i], &fatalBefore[i], nullptr);
+    sigaction(SIGCONT, &continueBefore, nullptr);
     endwin();
     delscreen(screen_);
     fclose(file_);
@@ -78,6 +127,11 @@ class WatchScreen::Terminal {
   }
 
   void begin() {
+    // Whoever stopped the command may have used the terminal since.
+    if (std::exchange(continued, 0)) {
+      reset_prog_mode();
+      clearok(curscr, TRUE);
+    }
     werase(stdscr);
     row_ = 0;
   }
@@ -136,6 +190,14 @@ class WatchScreen::Terminal {
     wattr_set(stdscr, A_NORMAL, 0, nullptr);
   }
 
+  static void watchSignals(int descriptor) {
+    leaving.descriptor = descriptor;
+    leaving.size = 0;
+    for (const char* const capability : {"sgr0", "rmkx", "rmcup", "cnorm"}) leaving.add(capability);
+    for (size_t i = 0; i < std::size(kFatal); ++i) handle(kFatal[i], leaveTerminal, fatalBefore[i]);
+    handle(SIGCONT, noteContinued, continueBefore);
+  }
+
   FILE* file_ = nullptr;
   SCREEN* screen_ = nullptr;
   sighandler_t quitBefore_ = SIG_DFL;
@@ -169,6 +231,7 @@ void WatchScreen::show(std::shared_ptr<const Sight> sight) {
 }
 
 bool WatchScreen::readKeys() {
+  if (continued) draw();
   while (true) {
     switch (wgetch(stdscr)) {
       case ERR:
@@ -188,7 +251,10 @@ bool WatchScreen::readKeys() {
       case 12:  // Ctrl-L
         wclear(stdscr);
         break;
-      default:  // also KEY_RESIZE: the size is the new one by now
+      case KEY_RESIZE:
+        clearok(curscr, TRUE);  // terminals differ in what they keep
+        break;
+      default:
         break;
     }
     show(latest_);

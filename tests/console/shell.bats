@@ -1,18 +1,6 @@
 # The shell, driven through a pipe and on a terminal.
 load setup
-load machines
-load hanging
-load bus
 load terminal
-
-setup_file() { export BATS_TEST_TIMEOUT=120; }
-
-teardown() {
-  end_started
-  end_terminal
-  end_hanging
-  end_bus
-}
 
 # Its lines; data, words and exit code as of "ask".
 shell() { # ARGUMENT... <LINES
@@ -21,12 +9,6 @@ shell() { # ARGUMENT... <LINES
 
 shell_on_terminal() { # ARGUMENT...
   on_terminal "$MISCDISC_COMMAND" --timeout 60 shell "$@"
-}
-
-shows() { screen | grep -qF -- "$1"; }
-
-expect_screen() { # TEXT: within a minute
-  eventually shows "$1" || { screen; return 1; }
 }
 
 # What a command leaves on the screen is there before the shell reads keys again, and of keys typed
@@ -241,7 +223,7 @@ END
   type_keys "ent" Tab "Al" Tab Enter
   expect_screen "miscdisc Alpha>"
   type_keys "roo" Tab "g" Tab "Sch" Tab
-  expect_screen 'room go Schnitt\ ä'
+  expect_screen 'room go Schnitt\\ ä'
   type_keys Enter
   expect_screen "miscdisc Alpha/Schnitt ä>"
   type_keys 'room go "E' Tab

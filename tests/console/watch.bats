@@ -1,18 +1,6 @@
 # Looking on, in a pipe and on a terminal.
 load setup
-load machines
-load hanging
-load bus
 load terminal
-
-setup_file() { export BATS_TEST_TIMEOUT=120; }
-
-teardown() {
-  end_started
-  end_terminal
-  end_hanging
-  end_bus
-}
 
 start_watching() { # ARGUMENT...
   start watch watch --timeout 1 "$@"
@@ -58,6 +46,8 @@ events() { jq -se "[.[] | select($1)] | length" watch.data; }
   expect_event '.event == "file_added" and .path == "'"$PWD"'/ann_sees/Material/A.mxf"'
   expect_event '.event == "file_removed" and .path == "'"$PWD"'/ann_sees/Sound/B.wav"'
   [ "$(jq -r .event watch.data | sort -u | paste -sd' ')" = "file_added file_removed messenger rescan" ]
+  # One for each state, whatever is counted: before the connection, and with it.
+  [ "$(events '.event == "messenger"')" -le 2 ]
 }
 
 @test "a drive that fills is a change" {
@@ -96,13 +86,13 @@ events() { jq -se "[.[] | select($1)] | length" watch.data; }
 # A plain shell, in which it runs, so that what it leaves behind is seen.
 on_plain_shell() { on_terminal "PS1='before> ' bash --norc --noprofile"; }
 
+watched_with= # settings of the environment
+
 watch_on_terminal() { # ARGUMENT...
   on_plain_shell
-  type_keys "stty -g >modes.before; '$MISCDISC_COMMAND' --timeout 1 watch $*; echo ended \$?; stty -g >modes.after" Enter
+  type_keys "stty -g >modes.before; $watched_with '$MISCDISC_COMMAND' --timeout 1 watch $*; echo ended \$?; stty -g >modes.after" Enter
 }
 
-shows() { screen | grep -qE -- "$1"; }
-expect_screen() { eventually shows "$1" || { screen; return 1; }; }
 shows_no() { ! shows "$1"; }
 
 # The terminal is as it was: its modes, the shell's own page, and the cursor.
@@ -111,8 +101,10 @@ expect_restored() { # EXIT-CODE
   expect_screen "before> "
   eventually test -s modes.after
   diff modes.before modes.after
-  [ "$(terminal display-message -p '#{alternate_on} #{cursor_flag}')" = "0 1" ]
+  shows_own_page
 }
+
+shows_own_page() { [ "$(terminal display-message -p '#{alternate_on} #{cursor_flag}')" = "0 1" ]; }
 
 @test "on a terminal the page shows drives, people and locks, and changes in place" {
   start_bus
@@ -166,7 +158,7 @@ last_row_is() { [ "$(screen | tail -n 1)" = "$1" ]; }
   watch_on_terminal
   expect_screen "E +.*ann_sees"
   local size keys="q quit  s sort (by id)  space freeze"
-  for size in 20x5 3x2 1x1 200x50 100x30; do
+  for size in 20x5 3x2 1x1 200x50 120x30; do
     terminal resize-window -x "${size%x*}" -y "${size#*x}"
     eventually last_row_is "${keys:0:${size%x*}}"
   done
@@ -199,6 +191,74 @@ signal_watch() { # SIGNAL
   local shell
   shell=$(terminal display-message -p '#{pane_pid}')
   kill "-$1" "$(pgrep -P "$shell")"
+}
+
+@test "the terminal is restored also when the command breaks" {
+  two_machines_with_a_drive
+  watch_on_terminal
+  expect_screen "E +.*ann_sees"
+  signal_watch ABRT
+  expect_restored 134
+}
+
+@test "it can be stopped, and goes on where it was" {
+  two_machines_with_a_drive
+  on_plain_shell
+  type_keys "stty -g >modes.before; '$MISCDISC_COMMAND' --timeout 1 watch" Enter
+  expect_screen "E +.*ann_sees"
+  type_keys C-z
+  expect_screen "Stopped"
+  eventually shows_own_page
+  type_keys "stty -g >modes.stopped" Enter
+  eventually test -s modes.stopped
+  diff modes.before modes.stopped
+  type_keys fg Enter
+  expect_screen "E +.*ann_sees"
+  eventually shows_no "before>"
+  # Nobody can be asked to leave the terminal first.
+  signal_watch STOP
+  expect_screen "Stopped"
+  type_keys "clear; fg" Enter
+  expect_screen "DRIVE +STATE"
+  expect_screen "E +.*ann_sees"
+  type_keys s
+  expect_screen "by name"
+  type_keys q
+  expect_screen "before> "
+  type_keys "echo ended \$?; stty -g >modes.after" Enter
+  expect_restored 0
+}
+
+@test "what ends the watching is said on the terminal as it was, and in a pipe" {
+  two_machines_with_a_drive
+  watched_with="LD_PRELOAD='$WATCHED_PAGE'"
+  watch_on_terminal drives
+  expect_screen "E +.*ann_sees"
+  : >no_memory
+  expect_restored 1
+  expect_screen "miscdisc: watching has ended, as something failed: std::bad_alloc"
+  code=0
+  LD_PRELOAD="$WATCHED_PAGE" "$MISCDISC_COMMAND" --timeout 60 watch drives >data 2>words || code=$?
+  expect_code 1
+  expect_words "watching has ended, as something failed: std::bad_alloc.  Start it again"
+}
+
+@test "texts by the hundred do not draw the page for each" {
+  start_bus
+  two_machines_with_a_drive
+  local files=(media/Material/{1001..1800}.mxf) start
+  touch "${files[@]}"
+  watched_with="LD_PRELOAD='$WATCHED_PAGE' DRAWS='$PWD/draws'"
+  start=$SECONDS
+  watch_on_terminal files
+  expect_screen "messenger +dbus: connected to the session bus"
+  # A few at a time, so that they do not come in all at once.
+  printf '%s\n' "${files[@]/media/bob_sees}" | as_bob xargs -n 40 "$MISCDISC_COMMAND" --timeout 60 cache add >told
+  expect_screen "added +.*/ann_sees/Material/1800.mxf"
+  # Two a second, the first, and those of a terminal that was made.
+  [ "$(stat -c %s draws)" -le $((2 * (SECONDS - start + 1) + 4)) ] || { ls -l draws; return 1; }
+  type_keys q
+  expect_restored 0
 }
 
 @test "storage that hangs keeps nobody from reading keys or leaving" {
