@@ -144,7 +144,7 @@ END
   ask_hanging doctor share d
   expect_code 3
   [ "$SECONDS" -lt 30 ]
-  expect_words "$PWD/d is not answering: nothing came from it in 2 s."
+  expect_words "$PWD/d is not answering: nothing came from it in 1 s."
 }
 
 @test "a process that hangs during the test is waited for, but not for ever" {

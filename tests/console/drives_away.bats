@@ -17,7 +17,7 @@ teardown() { end_hanging; }
   expect_code 3
   cut -f1,2,7,8 data | sed -E 's/answering [1-9][0-9]* s/answering N s/' |
     diff <(printf '%s\n' "E	$PWD/e	ok	$PWD/e" "#1	a	ok	$PWD/a" "#2	b	not answering N s	$PWD/b") -
-  expect_words "drive #2 is not answering: nothing came from $PWD/b in 2 s.  Look at its mount or server"
+  expect_words "drive #2 is not answering: nothing came from $PWD/b in 1 s.  Look at its mount or server"
   ask_hanging drives list --json
   [ "$(jq -c '.drives[2] | [.free, .capacity, .minutes.dv25, .full]' data)" = '[null,null,null,null]' ]
   [[ "$(jq -r .drives[2].state data)" =~ ^"not answering "[1-9][0-9]*" s"$ ]]
@@ -33,14 +33,14 @@ teardown() { end_hanging; }
   hanging_b
   mkdir c
   printf '1@dv25 A\n' >recordings
-  ask_hanging status
+  ask_hanging --timeout 0.3 status
   expect_code 3
   grep -q "^warning	drive #2 is not answering" data
   for command in "find x" "cache stats" "drives check --min-minutes 1@dv25" "drives rename b N" \
     "drives prepare b" "drives task Capture b" "drives add b/Material"; do
-    ask_hanging $command
+    ask_hanging --timeout 0.3 $command
     expect_code 3
-    expect_words "is not answering"
+    expect_words "is not answering: nothing came from"
   done
   ask_hanging drives best
   expect_code 0
@@ -55,7 +55,7 @@ teardown() { end_hanging; }
   diff <(printf '%s/\n' "$PWD/a" "$PWD/c") "$locations"
   ask_hanging drives restore saved
   expect_code 3
-  expect_words "could not be mounted: $PWD/b is not answering: nothing came from it in 2 s."
+  expect_words "could not be mounted: $PWD/b is not answering: nothing came from it in 1 s."
 }
 
 @test "a lettered volume that does not answer is hidden like any other" {
@@ -86,18 +86,18 @@ teardown() { end_hanging; }
   cp "$locations" before
   hang_on c/Sound
   for name in "" "--name N"; do
-    ask_hanging drives add c $name
+    ask_hanging --timeout 0.3 drives add c $name
     expect_code 3
-    expect_words "$PWD/c is not answering: nothing came from it in 2 s."
+    expect_words "$PWD/c is not answering: nothing came from it in 0.3 s."
   done
   cmp before "$locations"
   ask_hanging drives restore saved
   expect_code 3
   expect_data "added #3: $PWD/c/ (in $locations)"
-  expect_words "#3 is listed, but could not be mounted: $PWD/c is not answering: nothing came from it in 2 s."
-  ask_hanging drives prepare "#3"
+  expect_words "#3 is listed, but could not be mounted: $PWD/c is not answering: nothing came from it in 1 s."
+  ask_hanging --timeout 0.3 drives prepare "#3"
   expect_code 3
-  ask_hanging find x
+  ask_hanging --timeout 0.3 find x
   expect_code 3
   ask_hanging drives list
   expect_code 3
@@ -107,9 +107,9 @@ teardown() { end_hanging; }
 @test "a file on a mount that does not answer keeps nobody waiting" {
   hanging_b
   for command in "save b/saved" "restore b/saved" "plan b/recordings"; do
-    ask_hanging drives $command
+    ask_hanging --timeout 0.3 drives $command
     expect_code 3
-    expect_words "is not answering: nothing came from it in 2 s."
+    expect_words "is not answering: nothing came from it in 0.3 s."
     [ ! -s data ]
   done
 }
@@ -117,10 +117,10 @@ teardown() { end_hanging; }
 @test "a link into a mount that does not answer is no unknown drive" {
   hanging_b
   ln -s "$PWD/b" link
-  ask_hanging drives show link
+  ask_hanging --timeout 0.3 drives show link
   expect_code 3
   expect_words "$PWD/link is not answering"
-  ask_hanging find x --volume link
+  ask_hanging --timeout 0.3 find x --volume link
   expect_code 3
   ask_hanging drives show nope
   expect_code 4
@@ -134,10 +134,10 @@ teardown() { end_hanging; }
   expect_code 3
   [ "$(cut -f1 data)" = E ]
   expect_words "$PWD/b/DefNetDrive.txt is on a mount that does not answer"
-  ask_hanging status
+  ask_hanging --timeout 0.3 status
   expect_code 3
   grep -q "^warning	$PWD/b/DefNetDrive.txt is on a mount that does not answer" data
-  ask_hanging drives add a
+  ask_hanging --timeout 0.3 drives add a
   expect_code 1
   expect_words "Nothing was added."
 }
