@@ -170,6 +170,10 @@ Exit tellOfFiles(Context& context, const Recorded& recorded, NetMessage::Type ty
   for (const std::string& file : recorded.files) {
     const WString path = absoluteFolder(Qx::WStringFromUTF8(file));
     if (!isMediaFile(list, path)) return kNotFound;
+    if (isFolder(path, options.deadline())) {
+      complain(printable(path) + " is a folder.  Name the files in it that are to be told of.");
+      return kUsage;
+    }
     const auto there = isThere(path, options);
     if (type == NetMessage::FileAdded && !there.value_or(false)) {
       complain(printable(path) + (there

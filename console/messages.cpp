@@ -48,12 +48,11 @@ host::MessengerFacts waitUntilTaken(size_t texts, const Options& options) {
 
 std::string whyNotTold(const host::MessengerFacts& before, const host::MessengerFacts& after,
                        size_t texts) {
-  if (!before.connected) return "the others were not told: " + printable(before.state);
-  const std::string log = printable(host::places().state) + "/miscdisc.log";
+  const bool refused = after.dropped > 0 && (before.connected || !before.tried);
+  if (!refused) return "the others were not told: " + printable(before.state);
   return "the others were not told: " + std::to_string(after.dropped) + " of " +
          std::to_string(texts) + (texts == 1 ? " text was" : " texts were") +
-         " not taken by the carrier (" + printable(before.state) + ").  Look for the reason in " +
-         log;
+         " not taken.  Look for the reason in " + printable(host::places().state) + "/miscdisc.log";
 }
 
 // A text that was handed over may be refused afterwards: that is known when the messenger is gone.

@@ -84,6 +84,16 @@ teardown() {
   [ "$(cat bob.data)" = "text	two" ]
 }
 
+@test "a text that is too long was not told, with the reason in the log" {
+  start_bus
+  two_machines_with_a_drive
+  ask notify send "$(printf '%0100000d' 1)"
+  expect_code 1
+  [ ! -s data ]
+  expect_words "the others were not told: 1 of 1 text was not taken.  Look for the reason in $MISCDISC_HOME/miscdisc.log"
+  grep -q "a text of 100000 bytes was not sent" "$MISCDISC_HOME/miscdisc.log"
+}
+
 @test "only those in the lobby hear" {
   start_bus
   two_machines_with_a_drive
@@ -198,6 +208,13 @@ teardown() {
   ask cache add ann_sees/x.mxf
   expect_code 4
   expect_words "is in no folder \"Material\" or \"Sound\" of a drive (E)"
+  mkdir media/Material/sub
+  for command in add remove; do
+    ask cache $command ann_sees/Material/sub
+    expect_code 2
+    expect_words "$PWD/ann_sees/Material/sub is a folder.  Name the files in it"
+    [ ! -s data ]
+  done
   ask cache add
   expect_code 2
 }
