@@ -7,7 +7,6 @@
 #include "console/folders.h"
 #include "console/holding.h"
 #include "console/space.h"
-#include "host/places.h"
 #include "host/volumes.h"
 #include "miscdisc/dircache/cache_text.h"
 #include "miscdisc/lobby/lobby_utils.h"
@@ -52,7 +51,7 @@ std::string whyNotTold(const host::MessengerFacts& before, const host::Messenger
   if (!refused) return "the others were not told: " + printable(before.state);
   return "the others were not told: " + std::to_string(after.dropped) + " of " +
          std::to_string(texts) + (texts == 1 ? " text was" : " texts were") +
-         " not taken.  Look for the reason in " + printable(host::places().state) + "/miscdisc.log";
+         " not taken: " + printable(after.whyDropped);
 }
 
 // A text that was handed over may be refused afterwards: that is known when the messenger is gone.

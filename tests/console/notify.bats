@@ -90,7 +90,7 @@ teardown() {
   ask notify send "$(printf '%0100000d' 1)"
   expect_code 1
   [ ! -s data ]
-  expect_words "the others were not told: 1 of 1 text was not taken.  Look for the reason in $MISCDISC_HOME/miscdisc.log"
+  expect_words "the others were not told: 1 of 1 text was not taken: a text of 100000 bytes"
   grep -q "a text of 100000 bytes was not sent" "$MISCDISC_HOME/miscdisc.log"
 }
 
