@@ -302,6 +302,9 @@ class DbusEngine::Line {
       ready[1].events = static_cast<short>(events);
       if (more_) until = Time::min();
     }
+    if (established_ && !held_ && !isBusy()) {
+      until = std::min(until, mailbox_->due().value_or(Time::max()));
+    }
     if (end_) until = std::min(until, *end_);
     const int timeout = millisecondsTo(until);
     lock.unlock();

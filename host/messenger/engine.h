@@ -57,6 +57,10 @@ class Mailbox {
   // The oldest parcel that waits.  Once taken it is the engine's to deliver.
   virtual std::optional<Parcel> take() = 0;
 
+  // When there will be something to take without a sign from the descriptor.  For run(), before it
+  // waits, of an engine that may lose texts unnoticed.
+  virtual std::optional<std::chrono::steady_clock::time_point> due() { return {}; }
+
   // When set, run() is to return: as soon as everything is out, and at that moment at the latest.
   virtual std::optional<std::chrono::steady_clock::time_point> end() = 0;
 

@@ -107,6 +107,7 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
   int descriptor() const override { return bell_.number(); }
   std::string group() override;
   std::optional<Parcel> take() override;
+  std::optional<Time> due() override;
   std::optional<Time> end() override;
   void arrived(Parcel parcel) override;
   bool arrivedTogether(std::vector<Parcel>& parcels) override;
@@ -144,7 +145,6 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
   Parcel drop();
   void giveUpOldest();
   void scheduleMarks();
-  void markIfDue(Time now);
   void askForRescan();
   void keep(std::string text);
   bool hasNews() const;
@@ -164,7 +164,7 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
 
   mutable std::mutex mutex_;
   bool rung_ = false;
-  bool changed_ = false;  // the group or the end, and run() has not asked
+  bool changed_ = false;  // the group, the end or what is due, and run() has not asked
 
   std::string group_, sender_;
   uint64_t stays_ = 0;
@@ -174,6 +174,7 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
   std::deque<Parcel> givenUp_;  // what stands for older ones that are not among them any more
   bool helloWanted_ = false, markWanted_ = false;
   std::deque<Time> marksDue_;
+  Time carrierWaitsUntil_ = Time::max();
   std::optional<Time> end_;
 
   Arrivals arrivals_;
@@ -352,6 +353,10 @@ std::optional<Parcel> MessengerCore::take() {
     if (parcel.kind == Parcel::Kind::kText && parcel.sender == sender_) scheduleMarks();
     return parcel;
   }
+  if (!marksDue_.empty() && marksDue_.front() <= Clock::now()) {
+    marksDue_.pop_front();
+    markWanted_ = true;
+  }
   if (std::exchange(markWanted_, false)) {
     return Parcel{Parcel::Kind::kMark, group_, sender_, number_, {}};
   }
@@ -374,14 +379,16 @@ void MessengerCore::scheduleMarks() {
   const Time now = Clock::now();
   marksDue_.clear();
   for (const auto delay : timing_.marks) marksDue_.push_back(now + delay);
-  if (marksDue_.front() < sleepsUntil_) wake();
+  if (marksDue_.front() >= carrierWaitsUntil_) return;
+  changed_ = true;
+  ring();
 }
 
-void MessengerCore::markIfDue(Time now) {
-  if (marksDue_.empty() || marksDue_.front() > now) return;
-  marksDue_.pop_front();
-  markWanted_ = true;
-  ring();
+std::optional<Time> MessengerCore::due() {
+  const std::lock_guard lock(mutex_);
+  carrierWaitsUntil_ = marksDue_.empty() ? Time::max() : marksDue_.front();
+  if (marksDue_.empty()) return {};
+  return marksDue_.front();
 }
 
 void MessengerCore::arrived(Parcel parcel) {
@@ -575,7 +582,6 @@ bool MessengerCore::standBy() {
     } else {
       sleep(lock);
     }
-    if (!marksDue_.empty()) markIfDue(Clock::now());
   }
   return false;
 }
@@ -586,7 +592,7 @@ bool MessengerCore::mustTakeOver() const {
 
 // While texts come in it looks again now and then, which costs less than being woken for each.
 void MessengerCore::sleep(Lock& lock) {
-  sleepsUntil_ = marksDue_.empty() ? Time::max() : marksDue_.front();
+  sleepsUntil_ = Time::max();
   if (carrierHands_) {
     sleepsUntil_ = std::min(sleepsUntil_, handingSince_ + kPatience);
   } else if (std::exchange(handingsSeen_, handings_) != handings_) {

@@ -124,7 +124,7 @@ class PretendedEngine final : public host::Engine {
     if (!carrier_.running.try_wait()) carrier_.running.count_down();
     while (!mailbox.end()) {
       pollfd ready[] = {{mailbox.descriptor(), POLLIN, 0}, {carrier_.bell, POLLIN, 0}};
-      poll(ready, 2, -1);
+      poll(ready, 2, millisecondsTo(mailbox.due()));
       std::vector<Parcel> parcels = carrier_.nextToCome();
       if (!parcels.empty() && !mailbox.arrivedTogether(parcels)) return;
       look(mailbox);
@@ -144,6 +144,13 @@ class PretendedEngine final : public host::Engine {
     if (carrier_.isDead || carrier_.listensTo == group) return;
     carrier_.listensTo = group;
     if (!carrier_.isSlow) mailbox.state(true, "pretends");
+  }
+
+  static int millisecondsTo(std::optional<std::chrono::steady_clock::time_point> time) {
+    if (!time) return -1;
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(*time - std::chrono::steady_clock::now());
+    return static_cast<int>(std::max<int64_t>(left.count(), 0));
   }
 
   void takeAll(host::Mailbox& mailbox) {
@@ -814,6 +821,40 @@ TEST_F(LossyMessengerTest, TheNumberOfTheLastTextIsToldTwiceWhenNoneFollows) {
   EXPECT_EQ(last[0].number, 2u);
   EXPECT_TRUE(isLastMark(last[1]));
   EXPECT_TRUE(isLastMark(last[2]));
+}
+
+TEST_F(LossyMessengerTest, AReceiverThatTakesItsTimeKeepsNoMarkBack) {
+  timing.marks = {1ms, 1h};
+  std::latch inside(1), on(1);
+  const auto messenger = start([&](const std::string&) {
+    inside.count_down();
+    on.wait();
+  });
+  arrive("a", 1, "8 a");
+  inside.wait();
+  messenger->send("8 own");
+  const auto parcels = carrier.taken.await(3);  // a hello, the text, and
+  on.count_down();
+  ASSERT_EQ(parcels.size(), 3u);
+  EXPECT_EQ(parcels[2].kind, Parcel::Kind::kMark);
+  EXPECT_EQ(parcels[2].number, 1u);
+}
+
+TEST_F(LossyMessengerTest, NorWhenTheCarrierCallsIt) {
+  timing.marks = {1ms, 1h};
+  std::latch inside(1), on(1);
+  const auto messenger = start([&](const std::string&) {
+    inside.count_down();
+    on.wait();
+  });
+  carrier.come({parcel("a", 1, "8 a")});
+  inside.wait();
+  EXPECT_EQ(carrier.runners.await(2).size(), 2u);  // the other thread has taken over
+  messenger->send("8 own");
+  const auto parcels = carrier.taken.await(3);
+  on.count_down();
+  ASSERT_EQ(parcels.size(), 3u);
+  EXPECT_EQ(parcels[2].kind, Parcel::Kind::kMark);
 }
 
 TEST_F(LossyMessengerTest, WhoLeavesAGroupTellsItTheLastNumber) {
