@@ -25,8 +25,9 @@ class MISCDISC_EXPORT Arrivals {
     bool operator==(const Verdict&) const = default;
   };
 
-  // For so long after settle() a stranger's number may be any.  Nothing: always, as the carrier
-  // itself says when it has lost something.
+  // A sender that is first heard within `settling` of settle() may have any number: its earlier
+  // texts were sent before the group was entered.  Without a value that holds at any time, for a
+  // carrier that says itself when it has lost something.
   explicit Arrivals(std::optional<std::chrono::milliseconds> settling) : settling_(settling) {}
 
   void settle(Time now) { settled_ = settling_ ? now + *settling_ : Time::max(); }

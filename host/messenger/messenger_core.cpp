@@ -460,7 +460,7 @@ void MessengerCore::lost() {
   }
 }
 
-// One that waits is as good: it is read again what is there when it is handed over.
+// One that still waits to be handed over covers this loss, too: the receiver reads again only then.
 void MessengerCore::askForRescan() {
   if (std::exchange(rescanWaits_, true)) return;
   ++rescansGiven;

@@ -42,7 +42,8 @@ struct MessengerTiming {
 // for a call of the receiver that is underway; when that call itself lets go of the messenger, its
 // thread ends with the call instead.
 //
-// In a child of fork() it does nothing.
+// In a child of fork(), where its threads are not, it sends nothing and waits for nothing, also
+// when it is destroyed there or the child exits.  A child may make one of its own.
 class MISCDISC_EXPORT Messenger final : public iNetMessager {
  public:
   // The engine's name is for people.  Throws std::system_error when the machine has no descriptor

@@ -29,11 +29,14 @@ struct Traffic {
   };
   std::deque<Outgoing> out;  // not confirmed, oldest first
 
-  std::string group;             // that we are in; empty: none
-  std::optional<uint64_t> next;  // of the stream, the text that is due; none: never looked
-  int64_t streamMade = 0;        // its mark: another one is another stream
+  std::string group;  // that we are in; empty: none
+  // The number in the group's stream of the text that is due; none: the stream was not looked at
+  // since the group was entered.
+  std::optional<uint64_t> next;
+  int64_t streamMade = 0;  // when; at another time: that is another stream, with new numbers
 
   void look(Mailbox& mailbox);  // which group we are in
+  // Until the mailbox has something, the descriptor `line` (below 0: none) or the time is over.
   void wait(Mailbox& mailbox, int line, std::chrono::milliseconds wait);
   Outgoing* fetch(Mailbox& mailbox);  // the next that waits in the mailbox; null: none
 };

@@ -38,6 +38,9 @@ class MISCDISC_EXPORT NetMsgReceiver : public iNetMessageReceiver {
 };
 
 MISCDISC_EXPORT void BeginNotify();
+// Lets what waits go out, and returns when no call of a listener is underway but the caller's own.
+// A listener may call it when it is told of a new value; told that one is to come, it must not: the
+// value that then comes has no place any more.
 MISCDISC_EXPORT void EndNotify();
 
 // Sends a text to the other machines, in network mode and unless sending is disabled.

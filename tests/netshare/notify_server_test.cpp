@@ -131,6 +131,23 @@ TEST_F(NotifyServerTest, EndReleasesTheMessengerAndWithItTheReceiver) {
   EXPECT_FALSE(platform.receiver);
 }
 
+TEST_F(NotifyServerTest, AListenerMayEndItWhenItIsToldOfAValue) {
+  struct Ending : ValObserverClient {
+    void valueChanged(ValClientBase&) override {
+      last = getNetMessageServer()->getVal();
+      EndNotify();
+    }
+    String last;
+  } ending;
+  ValObserver<String> observer;
+  observer.registerWith(*getNetMessageServer());
+  observer.setClient(&ending);
+  const Qx::Ptr<iNetMessageReceiver> called = platform.receiver;  // as a messenger holds it
+  called->receive("8 a");
+  EXPECT_EQ(ending.last, "8 a");
+  EXPECT_FALSE(platform.receiver);
+}
+
 TEST_F(NotifyServerTest, EndWithoutABeginMakesAServerAndDestroysIt) {
   EndNotify();
   EXPECT_EQ(platform.messengersAsked, 1);
