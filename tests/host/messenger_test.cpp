@@ -1134,6 +1134,15 @@ TEST_F(MessengerTest, WhatNoMessengerSendsIsCountedAndTheLogTellsSometimes) {
   EXPECT_THAT(log(), HasSubstr("texts of another shape that were ignored: 4\n"));
 }
 
+TEST_F(MessengerTest, AChildOfForkMayExitWithIt) {
+  const auto messenger = start();
+  const pid_t child = fork();
+  if (child == 0) exit(3);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 3) << status;
+}
+
 TEST_F(MessengerTest, TheFactsTellWhatHappened) {
   {
     const auto messenger = start();
