@@ -5,6 +5,7 @@
 
 #include "host/messenger/setup.h"
 #include "host/nats/names.h"
+#include "tests/machines/machines.h"
 #include "tests/nats/administrator.h"
 #include "tests/nats/box.h"
 #include "tests/nats/server.h"
@@ -102,6 +103,39 @@ TEST(NatsTlsTest, ACertificateThatIsNoGoodIsSaid) {
     EXPECT_TRUE(ann.awaitWords(each.words)) << each.words << ", but: " << ann.seen().words;
     EXPECT_FALSE(ann.seen().connected);
   }
+}
+
+// What a program's messenger says.
+std::string stateOfMachine(const std::string& messengerSettings, const std::string& awaited) {
+  test::Share share(test::Storage::kLocal);
+  share.addSettings("[messenger]\nengine = 'nats'\n" + messengerSettings);
+  test::Machine ann(share, "ann", share.root());
+  ann.ask("create Alpha");
+  EXPECT_EQ(ann.ask("enter Alpha"), "yes");
+  ann.ask("listen");
+  return ann.ask("await-state " + awaited);
+}
+
+TEST(NatsMessengerTest, ItsStateSaysThatTheCertificateHasExpired) {
+  const Authority authority("ours");
+  Server server(authority.serverSettings(kHere, -1));
+  const std::string settings =
+      "url = '" + tlsUrl(server) + "'\nca = '" + authority.certificate() + "'\n";
+  EXPECT_EQ(stateOfMachine(settings, "the certificate of " + tlsUrl(server) +
+                                         " has expired: have it renewed on the server"),
+            "yes");
+}
+
+TEST(NatsMessengerTest, ItsStateSaysThatTheCredentialsAreWrong) {
+  Server server("authorization { user: ann, password: secret }");
+  const std::string settings = "url = '" + server.url("ann:guessed") + "'\n";
+  EXPECT_EQ(stateOfMachine(
+                settings,
+                server.url() +
+                    " refuses these credentials: correct \"credentials\" (or the user and "
+                    "password in \"url\") in the settings, or ask the administrator whether they "
+                    "were withdrawn"),
+            "yes");
 }
 
 // The configuration that we hand out, with the users and rights that stand there.
