@@ -1,6 +1,7 @@
 #include "host/nats/stream.h"
 
 #include "host/nats/connection.h"
+#include "host/nats/group_stream.h"
 #include "host/nats/names.h"
 
 namespace host::nats {
@@ -33,19 +34,14 @@ std::string makeStream(const EngineSettings& settings, const std::string& group)
   jsErrCode code = jsErrCode(0);
   if (status != NATS_OK) return refusal(status, code, group);
 
-  const std::string stream = streamOf(group), subject = subjectOf(group);
   jsStreamInfo* found = nullptr;
-  status = js_GetStreamInfo(&found, context, stream.c_str(), nullptr, &code);
+  status = js_GetStreamInfo(&found, context, streamOf(group).c_str(), nullptr, &code);
   StreamInfo info(found);
   if (status == NATS_OK) return "";
   if (status != NATS_NOT_FOUND) return refusal(status, code, group);
 
-  const char* subjects[] = {subject.c_str()};
-  jsStreamConfig config;
-  jsStreamConfig_Init(&config);
-  config.Name = stream.c_str();
-  config.Subjects = subjects;
-  config.SubjectsLen = 1;
+  GroupStream stream(group);
+  jsStreamConfig& config = stream.config;
   config.MaxAge = kAge;
   config.MaxBytes = kBytes;
   config.Duplicates = kTwice;

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <thread>
 
+#include "host/nats/group_stream.h"
 #include "host/nats/line.h"
 #include "host/nats/names.h"
 
@@ -23,15 +24,9 @@ Administrator::Administrator(const Server& server, const std::string& userAndPas
 }
 
 void Administrator::makeStream(const std::string& group, const Limits& limits) {
-  const std::string stream = streamOf(group), subject = subjectOf(group);
-  const char* subjects[] = {subject.c_str()};
-  jsStreamConfig config;
-  jsStreamConfig_Init(&config);
-  config.Name = stream.c_str();
-  config.Subjects = subjects;
-  config.SubjectsLen = 1;
-  limits(config);
-  EXPECT_EQ(js_AddStream(nullptr, jetStream_.get(), &config, nullptr, nullptr), NATS_OK);
+  host::nats::GroupStream stream(group);
+  limits(stream.config);
+  EXPECT_EQ(js_AddStream(nullptr, jetStream_.get(), &stream.config, nullptr, nullptr), NATS_OK);
 }
 
 void Administrator::updateStream(const std::string& group, const Limits& limits) {
