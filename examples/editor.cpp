@@ -29,7 +29,9 @@ void say(const std::string& text) { std::cout << text << std::endl; }
 void record(const std::string& name) {
   wchar_t volume = 0;
   if (!FsysGetFirstMaterialVolume(&volume)) return;
-  const WString path = volume + (L":/Material/" + Qx::WStringFromUTF8(name));
+  const WString file = Qx::WStringFromUTF8(name);
+  if (getSystemCache()->find(file, volume)) return say(name + " is there already");
+  const WString path = volume + (L":/Material/" + file);
   std::ofstream(Qx::UTF8FromWString(FsysFilenameToWin32Filename(path))) << "media";
   add_file_to_directory_cache(path, true);  // after it was written; tells the others
   say("recorded " + name);
@@ -86,7 +88,8 @@ int main(int argc, char** argv) {
     const int news = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     CacheFollower follower([news] { eventfd_write(news, 1); });
     awaitConnection();
-    validate_directory_cache();  // reads every media folder, once
+    invalidate_directory_cache();  // entering the lobby has read the folders, too early
+    validate_directory_cache();    // reads every media folder
     say("in lobby " + std::string(argv[1]));
     work(follower, news);
   }
