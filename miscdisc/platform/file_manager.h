@@ -26,6 +26,7 @@ class MISCDISC_EXPORT iFile : public iObject {
 
 class MISCDISC_EXPORT iFileManager {
  public:
+  // What list() gives for a file.
   struct DirectoryItem {
     WString name;         // with its extension, without a path
     uint32_t attributes;  // bit 2: the file is marked

@@ -28,6 +28,7 @@ MISCDISC_EXPORT bool isMpeg(Format format);
 }  // namespace Qx
 
 struct ShotVideoMetadata {
+  // As it is before compression.
   struct Picture {
     uint32_t width = 0;   // pixels
     uint32_t height = 0;  // pixels
