@@ -134,6 +134,7 @@ class DbusEngine::Line {
       if (!failure_.empty()) disconnect();
       if (!isOver()) wait(lock);
     }
+    if (unconfirmed_) mailbox.undeliverable(*unconfirmed_, "the session bus has not confirmed it");
     if (held_) mailbox.undeliverable(*held_, "there is no connection to the session bus");
     held_.reset();
   }
@@ -167,7 +168,7 @@ class DbusEngine::Line {
   void disconnect() {
     match_.reset();
     bus_.reset();
-    asked_ = established_ = more_ = false;
+    asked_ = established_ = more_ = isConfirming_ = false;
     missed_ = true;
     nextAttempt_ = Clock::now() + pauses_.next();
     mailbox_->state(false, "no connection to the session bus at " + address_ + ": " + failure_ +
@@ -253,9 +254,32 @@ class DbusEngine::Line {
       }
       const int result = writeParcel(bus_.get(), *held_);
       if (result < 0 && sd_bus_is_open(bus_.get()) <= 0) return fail(result);
-      if (result < 0) mailbox_->undeliverable(*held_, std::strerror(-result));
+      if (result < 0) {
+        mailbox_->undeliverable(*held_, std::strerror(-result));
+      } else if (held_->kind == Parcel::Kind::kText) {
+        unconfirmed_ = *std::move(held_);
+      }
       held_.reset();
     }
+  }
+
+  // A bus that writes to a connection already closed, as it does to give back what that one has
+  // sent, throws away what it has not read from it.  So before the end it is asked whether it has
+  // read everything; it answers in turn.
+  bool confirm() {
+    if (!unconfirmed_ || !established_) return true;
+    if (isConfirming_) return false;
+    isConfirming_ = true;
+    const int result = sd_bus_call_method_async(bus_.get(), nullptr, "org.freedesktop.DBus",
+                                                "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                                "GetId", &Line::onConfirmed, this, "");
+    if (result < 0) fail(result);
+    return false;
+  }
+
+  static int onConfirmed(sd_bus_message*, void* line, sd_bus_error*) {
+    static_cast<Line*>(line)->unconfirmed_.reset();
+    return 1;
   }
 
   // The oldest parcel that waits is in held_.
@@ -284,7 +308,7 @@ class DbusEngine::Line {
     if (asked_) subscribe();
   }
 
-  bool isOver() { return end_ && (Clock::now() >= *end_ || (isWritten() && !hold())); }
+  bool isOver() { return end_ && (Clock::now() >= *end_ || (isWritten() && !hold() && confirm())); }
 
   void wait(Lock& lock) {
     pollfd ready[] = {{mailbox_->descriptor(), POLLIN, 0}, {-1, 0, 0}};
@@ -325,7 +349,8 @@ class DbusEngine::Line {
   std::string group_;
   std::optional<Time> wanted_;  // since then its texts are; none: they come in
   std::optional<Time> end_;
-  std::optional<Parcel> held_;  // taken, and not sent yet
+  std::optional<Parcel> held_;         // taken, and not sent yet
+  std::optional<Parcel> unconfirmed_;  // the last text that has been sent
   std::vector<Parcel> came_;
 
   Time nextAttempt_ = Time::min();
@@ -338,6 +363,7 @@ class DbusEngine::Line {
   bool established_ = false;  // and those of some group have been promised
   bool missed_ = false;       // texts may have passed while there was no connection
   bool more_ = false;         // is to be done at once
+  bool isConfirming_ = false;
 };
 
 namespace {

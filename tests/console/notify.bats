@@ -26,6 +26,19 @@ teardown() {
   expect_heard "rescan	"
 }
 
+has_heard() { [ "$(grep -c "^$2	" bob.data)" -eq "$1" ]; } # NUMBER KIND
+
+@test "what programs tell that end at once is heard to the last of it" {
+  start_bus
+  two_machines_with_a_drive
+  start_listening
+  local files=(media/Material/{1001..1600}.mxf)
+  touch "${files[@]}"
+  printf '%s\n' "${files[@]/media/ann_sees}" |
+    xargs -n 40 "$MISCDISC_COMMAND" --timeout 60 cache add >told
+  eventually has_heard 600 added
+}
+
 @test "files are called as each machine calls them" {
   start_bus
   two_machines_with_a_drive

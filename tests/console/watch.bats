@@ -255,6 +255,7 @@ signal_watch() { # SIGNAL
   # A few at a time, so that they do not come in all at once.
   printf '%s\n' "${files[@]/media/bob_sees}" | as_bob xargs -n 40 "$MISCDISC_COMMAND" --timeout 60 cache add >told
   expect_screen "added +.*/ann_sees/Material/1800.mxf"
+  expect_screen "messenger +dbus: connected to the session bus; received 800"
   # Two a second, the first, and those of a terminal that was made.
   [ "$(stat -c %s draws)" -le $((2 * (SECONDS - start + 1) + 4)) ] || { ls -l draws; return 1; }
   type_keys q
