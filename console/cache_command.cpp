@@ -216,7 +216,8 @@ void addCache(CLI::App& app, Context& context, Command& chosen) {
     CLI::App* command = cache->add_subcommand(name, help);
     command->add_option("FILE", recorded->files, "In a folder \"Material\" or \"Sound\" of a drive")
         ->required();
-    command->add_option("--lobby", recorded->lobby, "Instead of the configured one");
+    command->add_option("--lobby", recorded->lobby, "Instead of the configured one")
+        ->type_name("LOBBY");
     command->callback([&context, &chosen, recorded, run] {
       chosen = [&context, recorded, run] { return run(context, *recorded); };
     });

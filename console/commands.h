@@ -26,7 +26,9 @@ void addNotify(CLI::App& app, Context& context, Command& chosen);
 void addNotifySetup(CLI::App& notify, Context& context, Command& chosen);
 void addWatch(CLI::App& app, Context& context, Command& chosen);
 void addVersion(CLI::App& app, Context& context, Command& chosen);
-// What it runs is not among the options: see main.
+// What it completes is not among the options, nor what "with" runs: see main.
+void addCompletion(CLI::App& app, Context& context, Command& chosen,
+                   const std::vector<std::string>& words);
 void addWith(CLI::App& app, Context& context, Command& chosen,
              const std::vector<std::string>& command);
 void addHold(CLI::App& app, Context& context, Command& chosen);

@@ -112,7 +112,8 @@ void addConfig(CLI::App& app, Context& context, Command& chosen) {
   };
   const auto addKey = [&](CLI::App* command) {
     command->add_option("KEY", arguments->key, "For example \"network project root\"")->required();
-    command->add_option("--section", arguments->section, "Instead of Configuration");
+    command->add_option("--section", arguments->section, "Instead of Configuration")
+        ->type_name("SECTION");
   };
   addKey(add("get", "Print a setting", get));
   CLI::App* setting = add("set", "Keep a setting", set);

@@ -192,8 +192,10 @@ void addDoctor(CLI::App& app, Context& context, Command& chosen) {
       "It takes no lock and changes nothing without --fix.  Exit code 10: something is wrong (and "
       "was not fixed), whether or not all could be looked at; 3: nothing was found, but something "
       "could not be looked at");
-  const auto* lobby = doctor->add_option("--lobby", arguments->lobby,
-                                         "Look at this lobby instead of the configured space");
+  const auto* lobby = doctor
+                          ->add_option("--lobby", arguments->lobby,
+                                       "Look at this lobby instead of the configured space")
+                          ->type_name("LOBBY");
   doctor->add_flag("--all", arguments->all, "Look at every lobby as well");
   doctor->add_flag("--fix", arguments->fix,
                    "Say what will be fixed, then fix it.  Only what nobody holds is removed, and "

@@ -177,6 +177,7 @@ void addDriveReading(CLI::App& drives, Context& context, Command& chosen) {
   };
   const auto addFormats = [&](CLI::App* command) {
     command->add_option("--format", arguments->formats, "Minutes of this format; may be repeated")
+        ->type_name("FORMAT")
         ->allow_extra_args(false);
   };
   CLI::App* listing = add("list", "Which drives there are, and how much they take", listDrives);

@@ -580,7 +580,8 @@ void addDriveLists(CLI::App& drives, Context& context, Command& chosen) {
   };
   CLI::App* adding = add("add", "Make a folder a media location of this space", addLocation);
   adding->add_option("FOLDER", arguments->folder, "Any folder")->required();
-  adding->add_option("--name", arguments->name, "What people call it; makes the media folders");
+  adding->add_option("--name", arguments->name, "What people call it; makes the media folders")
+      ->type_name("NAME");
   add("remove", "Take a location off the list, or hide a volume, in this space", removeDrive)
       ->add_option("DRIVE", arguments->drive, "Its id (E, '#1'), name or path")
       ->required();

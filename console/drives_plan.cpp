@@ -382,15 +382,18 @@ void addDrivePlanning(CLI::App& drives, Context& context, Command& chosen) {
       ->add_option(
           "--fit", planned->fit,
           "The drive with the most space (unless set), or the best: what fits most closely")
+      ->type_name("HOW")
       ->check(CLI::IsMember({"best", "most"}));
 
   const auto checked = std::make_shared<CheckArguments>();
   CLI::App* checking = addDriveCommand(
       drives, context, chosen, "check", "Whether drives have enough room: exit 8",
       [&context, checked](DriveList& list) { return checkDrives(context, list, *checked); });
-  checking->add_option("--min-minutes", checked->minutes, "MINUTES@FORMAT; may be repeated")
+  checking->add_option("--min-minutes", checked->minutes, "For example 30@dv25; may be repeated")
+      ->type_name("MINUTES@FORMAT")
       ->allow_extra_args(false);
-  checking->add_option("--min-free", checked->free, "20GiB, 500MB, or a number of bytes");
+  checking->add_option("--min-free", checked->free, "20GiB, 500MB, or a number of bytes")
+      ->type_name("SIZE");
   checking->add_option("DRIVE", checked->drives, "Ids (E, '#1'), names or paths; all unless given");
 }
 

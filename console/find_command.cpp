@@ -99,8 +99,10 @@ void addFind(CLI::App& app, Context& context, Command& chosen) {
   const auto arguments = std::make_shared<Arguments>();
   CLI::App* command = app.add_subcommand("find", "Say where media files are");
   command->add_option("NAME", arguments->names, "A file's name, with its extension")->required();
-  command->add_option("--volume", arguments->volume,
-                      "Look on this drive only: its id (E, '#1'), name or path");
+  command
+      ->add_option("--volume", arguments->volume,
+                   "Look on this drive only: its id (E, '#1'), name or path")
+      ->type_name("DRIVE");
   command->callback([&context, &chosen, arguments] {
     chosen = [&context, arguments] { return find(context, arguments->names, arguments->volume); };
   });

@@ -12,8 +12,9 @@
 namespace console {
 
 void addWanted(CLI::App& command, Wanted& wanted) {
-  command.add_option("--room", wanted.room, "And this room of it");
-  command.add_option("--project", wanted.project, "And this project, as P0001000");
+  command.add_option("--room", wanted.room, "And this room of it")->type_name("ROOM");
+  command.add_option("--project", wanted.project, "And this project, as P0001000")
+      ->type_name("PROJECT");
 }
 
 bool mayHold(const Options& options) {

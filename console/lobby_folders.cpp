@@ -303,7 +303,7 @@ void addLobbyFolders(CLI::App& lobby, Context& context, Command& chosen) {
                   "Delete a lobby in which nobody is, with all its files.  Exit code 7: somebody "
                   "works there, or may, whatever --yes says; or it needs --yes",
                   [&context, name] { return deleteLobby(context, *name); })
-      ->add_option("NAME", *name, "Its name")
+      ->add_option("LOBBY", *name, "Its name")
       ->required();
 }
 

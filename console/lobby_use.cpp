@@ -99,7 +99,7 @@ void addLobbyUse(CLI::App& lobby, Context& context, Command& chosen) {
   CLI::App* command =
       addSpaceCommand(lobby, chosen, "use", "Work in a lobby from the next program on, or locally",
                       [&context, arguments] { return use(context, *arguments); });
-  CLI::Option* name = command->add_option("NAME", arguments->name, "The lobby");
+  CLI::Option* name = command->add_option("LOBBY", arguments->name, "Its name");
   command->add_flag("--local", arguments->local, "In none")->excludes(name);
 }
 

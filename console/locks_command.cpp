@@ -160,9 +160,10 @@ void addLocks(CLI::App& app, Context& context, Command& chosen) {
   CLI::App* waiting =
       addSpaceCommand(*locks, chosen, "wait", "Wait until nobody holds a room or a project",
                       [&context, arguments] { return wait(context, *arguments); });
-  waiting->add_option("NAME", arguments->name, "A room, a project or the path of a lock file")
+  waiting->add_option("LOCK", arguments->name, "A room, a project or the path of a lock file")
       ->required();
   waiting->add_option("--for", arguments->seconds, "Seconds at most: without end unless given")
+      ->type_name("SECONDS")
       ->check(CLI::Range(0.0, 1e9));
 }
 

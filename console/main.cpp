@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <sstream>
+#include <string_view>
 
 #include "console/commands.h"
 #include "console/holding.h"
@@ -16,15 +17,18 @@
 namespace {
 
 using namespace console;
+using namespace std::string_view_literals;
 
 void addGlobalOptions(CLI::App& app, Options& options) {
   app.add_flag("--json", options.json, "One JSON document on standard output");
   app.add_flag("--plain", options.plain, "As into a pipe: tabs, no colour, no progress");
   app.add_option("--color", options.color, "auto, always or never")
+      ->type_name("WHEN")
       ->check(CLI::IsMember({"auto", "always", "never"}))
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   app.add_option("--timeout", options.timeout,
                  "Seconds that a mount has to answer: 0.25 unless set")
+      ->type_name("SECONDS")
       ->check(CLI::Range(0.001, 3600.0))
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   app.add_flag("--yes", options.yes, "Do what is refused without");
@@ -45,15 +49,15 @@ Exit explain(const CLI::App& app, const CLI::ParseError& error, Output& output) 
   return kUsage;
 }
 
-// "with" runs what follows -- as it stands, so the options' library, which would take some words
-// apart, does not see it: it ends where this points to.
-char** commandOfWith(const CLI::App& app, char** argv, char** end) {
+// "with" runs what follows --, and "completion" completes it, as it stands, so the options'
+// library, which would take some words apart, does not see it: it ends where this points to.
+char** dashesIn(const CLI::App& app, char** argv, char** end) {
   const auto isFamily = [&](const std::string& word) {
     const auto named = [&](const CLI::App* family) { return family->check_name(word); };
     return !app.get_subcommands(named).empty();
   };
   char** const family = std::find_if(argv, end, isFamily);
-  if (family == end || std::string(*family) != "with") return end;
+  if (family == end || (*family != "with"sv && *family != "completion"sv)) return end;
   return std::find(family, end, std::string("--"));
 }
 
@@ -90,13 +94,14 @@ Exit run(int argc, char** argv, Context& context) {
   addDemo(app, context, chosen);
   addConfig(app, context, chosen);
   addVersion(app, context, chosen);
-  std::vector<std::string> command;
-  addWith(app, context, chosen, command);
+  std::vector<std::string> behindDashes;
+  addWith(app, context, chosen, behindDashes);
   addHold(app, context, chosen);
   addShell(app, context, chosen);
+  addCompletion(app, context, chosen, behindDashes);
   char** const end = argv + argc;
-  char** const dashes = commandOfWith(app, argv + 1, end);
-  if (dashes != end) command.assign(dashes + 1, end);
+  char** const dashes = dashesIn(app, argv + 1, end);
+  if (dashes != end) behindDashes.assign(dashes + 1, end);
   try {
     app.parse(static_cast<int>(dashes - argv), argv);
   } catch (const CLI::ParseError& error) {

@@ -124,7 +124,8 @@ void addNotify(CLI::App& app, Context& context, Command& chosen) {
   const auto add = [&](const char* name, const char* help,
                        Exit (*run)(Context&, const Arguments&)) {
     CLI::App* command = notify->add_subcommand(name, help);
-    command->add_option("--lobby", arguments->lobby, "Instead of the configured one");
+    command->add_option("--lobby", arguments->lobby, "Instead of the configured one")
+        ->type_name("LOBBY");
     command->callback([&context, &chosen, arguments, run] {
       chosen = [&context, arguments, run] { return run(context, *arguments); };
     });
@@ -133,8 +134,9 @@ void addNotify(CLI::App& app, Context& context, Command& chosen) {
   CLI::App* sends = add("send", "Tell the other machines of the lobby something", send);
   CLI::Option_group* what = sends->add_option_group("What");
   what->add_option("TEXT", arguments->text, "Any text, as it stands");
-  what->add_option("--added", arguments->added, "This file was added");
-  what->add_option("--removed", arguments->removed, "This file will be removed, or was");
+  what->add_option("--added", arguments->added, "This file was added")->type_name("FILE");
+  what->add_option("--removed", arguments->removed, "This file will be removed, or was")
+      ->type_name("FILE");
   what->add_flag("--rescan", arguments->rescan, "Texts are missing: read every folder again");
   what->require_option(1);
   add("listen", "Print what the others tell, a line for each text, until HUP, INT or TERM", listen);

@@ -105,13 +105,19 @@ void addNotifySetup(CLI::App& notify, Context& context, Command& chosen) {
   CLI::App* setup = notify.add_subcommand(
       "setup", "What the lobby needs on a NATS server: its stream, and its user's rights");
   const auto arguments = std::make_shared<Arguments>();
-  setup->add_option("--lobby", arguments->lobby, "Instead of the configured one");
+  setup->add_option("--lobby", arguments->lobby, "Instead of the configured one")
+      ->type_name("LOBBY");
   setup->add_flag("--run", arguments->run, "Make the stream, as an administrator of the server");
-  setup->add_option("--url", arguments->url, "The server, instead of that of the settings");
-  setup->add_option("--credentials", arguments->credentials,
-                    "A file with the administrator's, instead of those of the settings");
-  setup->add_option("--ca", arguments->ca,
-                    "A file of certificates to trust, instead of that of the settings");
+  setup->add_option("--url", arguments->url, "The server, instead of that of the settings")
+      ->type_name("URL");
+  setup
+      ->add_option("--credentials", arguments->credentials,
+                   "A file with the administrator's, instead of those of the settings")
+      ->type_name("FILE");
+  setup
+      ->add_option("--ca", arguments->ca,
+                   "A file of certificates to trust, instead of that of the settings")
+      ->type_name("FILE");
   setup->callback([&context, &chosen, arguments] {
     chosen = [&context, arguments] { return setUp(context, *arguments); };
   });

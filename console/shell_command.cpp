@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "console/commands.h"
+#include "console/completion.h"
 #include "console/drives.h"
 #include "console/hold.h"
 #include "console/lines.h"
@@ -56,7 +57,6 @@ class Shell {
 
   Words completions(const Words& words) const;
   Words commandWords(const Words& words) const;
-  Words names(const Words& words) const;
 
   Context& context_;
   const CLI::App& app_;
@@ -234,49 +234,14 @@ Exit Shell::end(const std::string&) {
 
 // Completion.
 
-Words Shell::names(const Words& words) const {
-  const Options& options = context_.options;
-  const Words before(words.begin(), words.end() - 1);
-  Words found;
-  const auto add = [&](const WString& name) { found.push_back(Qx::UTF8FromWString(name)); };
-  const bool isLobby =
-      before == Words{"enter"} || before == Words{"with"} || before == Words{"hold"};
-  const WString root = LobbyUtils::getNetworkProjectsRoot();
-  if (isLobby && lookAt(root, options).answer == Space::Answer::kThere) {
-    Exit exit = kDone;
-    for (const WString& name : lobbyNames(options, exit).value_or(std::vector<WString>())) {
-      add(name);
-    }
-  }
-  const bool isRoom = before == Words{"room", "go"}, isProject = before == Words{"project", "open"};
-  if (!isRoom && !isProject) return found;
-  const Space space = lookAt(holding_.space(), options);
-  if (isProject) std::for_each(space.projects.begin(), space.projects.end(), add);
-  if (isRoom) {
-    for (const Room& room : space.rooms) add(room.name);
-  }
-  return found;
-}
-
 Words Shell::commandWords(const Words& words) const {
-  const CLI::App* family = &app_;
-  for (size_t i = 0; i + 1 < words.size(); ++i) {
-    const auto named = [&](const CLI::App* command) { return command->check_name(words[i]); };
-    const auto inner = family->get_subcommands(named);
-    if (!inner.empty()) family = inner.front();
-  }
+  const BegunWord word = begunWord(app_, words);
   Words found;
-  if (words.back().starts_with('-')) {
-    for (const CLI::App* place : {family, &app_}) {
-      for (const CLI::Option* option : place->get_options()) {
-        for (const std::string& name : option->get_lnames()) found.push_back("--" + name);
-      }
-      if (family == &app_) break;
-    }
-    return found;
+  for (const Candidate& candidate : word.candidates) found.push_back(candidate.text);
+  const WString space = spaceOf(word, holding_.space());
+  for (const std::string& name : namesFor(word.value, space, context_.options)) {
+    found.push_back(word.before + name);
   }
-  const auto all = [](const CLI::App*) { return true; };
-  for (const CLI::App* command : family->get_subcommands(all)) found.push_back(command->get_name());
   return found;
 }
 
@@ -284,14 +249,15 @@ Words Shell::completions(const Words& given) const {
   Words words = given;
   if (words.size() > 1 && words.front() == "miscdisc") words.erase(words.begin());
   const Words before(words.begin(), words.end() - 1);
-  Words found = names(words);
+  Words found = commandWords(words);
+  const auto add = [&](const Words& more) { found.insert(found.end(), more.begin(), more.end()); };
   for (const OwnWord& own : ownWords()) {
     if (own.words.size() > before.size() && beginsWith(own.words, before)) {
-      found.push_back(own.words[before.size()]);
+      add({own.words[before.size()]});
     }
+    if (own.argument && own.words == before)
+      add(namesFor(own.argument, holding_.space(), context_.options));
   }
-  const Words commands = commandWords(words);
-  found.insert(found.end(), commands.begin(), commands.end());
   std::sort(found.begin(), found.end());
   found.erase(std::unique(found.begin(), found.end()), found.end());
   return found;
