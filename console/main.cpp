@@ -11,6 +11,7 @@
 
 #include "console/commands.h"
 #include "console/holding.h"
+#include "console/manual.h"
 #include "console/program.h"
 #include "host/log.h"
 
@@ -98,6 +99,7 @@ Exit run(int argc, char** argv, Context& context) {
   addWith(app, context, chosen, behindDashes);
   addHold(app, context, chosen);
   addShell(app, context, chosen);
+  addManual(app, context, chosen);
   addCompletion(app, context, chosen, behindDashes);
   char** const end = argv + argc;
   char** const dashes = dashesIn(app, argv + 1, end);
