@@ -46,10 +46,13 @@ options_in_help() { # COMMAND...
 }
 
 expect_all_offered() { # COMMAND...
-  local inner
+  local inner commands missing
   diff <(options_in_help "$@") <(offered "$@" -) || { echo "options of: $*"; return 1; }
-  for inner in $(commands_in_help "$@"); do
-    offered "$@" "" | grep -qx "$inner" || { echo "not offered: $* $inner"; return 1; }
+  commands=$(commands_in_help "$@")
+  [ -n "$commands" ] || return 0
+  missing=$(comm -23 - <(offered "$@" "") <<<"$commands")
+  [ -z "$missing" ] || { echo "not offered after \"$*\": $missing"; return 1; }
+  for inner in $commands; do
     expect_all_offered "$@" "$inner" || return 1
     ((++seen))
   done
@@ -123,7 +126,7 @@ expect_all_offered() { # COMMAND...
 
 @test "beside a word stands what it is, in a sentence" {
   ask completion zsh --next -- ""
-  grep -qxF "doctor	Find what dead machines left in the project space, and traps in how this one is set up." data
+  grep -q "^doctor	Find what dead machines left .* this one is set up\.$" data
 }
 
 @test "completion without a shell, or of an unknown one, is a usage error" {
@@ -181,7 +184,8 @@ in_bash() { # WORD...
   setup_shell
   touch "drives of ann.txt"
   on_terminal zsh -f
-  type_keys 'PS1="$ "; autoload -U compinit; compinit -D -u; source <(miscdisc completion zsh)' Enter
+  type_keys 'PS1="$ "; autoload -U compinit; compinit -D -u' Enter
+  type_keys 'source <(miscdisc completion zsh)' Enter
   type_keys "miscdisc lob" Tab "us" Tab "Al" Tab Enter
   eventually grep -q Alpha "$MISCDISC_HOME/state.toml" || { screen; false; }
   type_keys "clear" Enter "miscdisc room check Ed" Tab
@@ -206,7 +210,8 @@ in_bash() { # WORD...
 }
 
 in_fish() { # LINE
-  HOME=$PWD fish --no-config -c 'source (miscdisc completion fish | psub); complete -C $argv[1]' -- "$1"
+  local ask='source (miscdisc completion fish | psub); complete -C $argv[1]'
+  HOME=$PWD fish --no-config -c "$ask" -- "$1"
 }
 
 @test "fish offers words with what they are, names, and files" {
