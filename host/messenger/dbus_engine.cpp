@@ -134,7 +134,7 @@ class DbusEngine::Line {
       if (!failure_.empty()) disconnect();
       if (!isOver()) wait(lock);
     }
-    if (unconfirmed_) mailbox.undeliverable(*unconfirmed_, "the session bus has not confirmed it");
+    forgetUnconfirmed();
     if (held_) mailbox.undeliverable(*held_, "there is no connection to the session bus");
     held_.reset();
   }
@@ -168,7 +168,9 @@ class DbusEngine::Line {
   void disconnect() {
     match_.reset();
     bus_.reset();
-    asked_ = established_ = more_ = isConfirming_ = false;
+    asked_ = established_ = more_ = false;
+    confirming_.reset();
+    forgetUnconfirmed();
     missed_ = true;
     nextAttempt_ = Clock::now() + pauses_.next();
     mailbox_->state(false, "no connection to the session bus at " + address_ + ": " + failure_ +
@@ -258,18 +260,21 @@ class DbusEngine::Line {
         mailbox_->undeliverable(*held_, std::strerror(-result));
       } else if (held_->kind == Parcel::Kind::kText) {
         unconfirmed_ = *std::move(held_);
+        ++written_;
+      } else if (held_->kind == Parcel::Kind::kMark) {
+        confirm();
       }
       held_.reset();
     }
   }
 
   // A bus that writes to a connection already closed, as it does to give back what that one has
-  // sent, throws away what it has not read from it.  So before the end it is asked whether it has
-  // read everything; it answers in turn.
+  // sent, throws away what it has not read from it.  So before the end, and with each mark, it is
+  // asked whether it has read everything; it answers in turn.
   bool confirm() {
     if (!unconfirmed_ || !established_) return true;
-    if (isConfirming_) return false;
-    isConfirming_ = true;
+    if (confirming_) return false;
+    confirming_ = written_;
     const int result = sd_bus_call_method_async(bus_.get(), nullptr, "org.freedesktop.DBus",
                                                 "/org/freedesktop/DBus", "org.freedesktop.DBus",
                                                 "GetId", &Line::onConfirmed, this, "");
@@ -278,8 +283,17 @@ class DbusEngine::Line {
   }
 
   static int onConfirmed(sd_bus_message*, void* line, sd_bus_error*) {
-    static_cast<Line*>(line)->unconfirmed_.reset();
+    auto& self = *static_cast<Line*>(line);
+    if (std::exchange(self.confirming_, {}) == self.written_) self.unconfirmed_.reset();
     return 1;
+  }
+
+  // Who stays tells of a loss by the next mark.
+  void forgetUnconfirmed() {
+    if (unconfirmed_ && end_) {
+      mailbox_->undeliverable(*unconfirmed_, "the session bus has not confirmed it");
+    }
+    unconfirmed_.reset();
   }
 
   // The oldest parcel that waits is in held_.
@@ -349,8 +363,10 @@ class DbusEngine::Line {
   std::string group_;
   std::optional<Time> wanted_;  // since then its texts are; none: they come in
   std::optional<Time> end_;
-  std::optional<Parcel> held_;         // taken, and not sent yet
-  std::optional<Parcel> unconfirmed_;  // the last text that has been sent
+  std::optional<Parcel> held_;          // taken, and not sent yet
+  std::optional<Parcel> unconfirmed_;   // the last text that has been sent
+  uint64_t written_ = 0;                // texts
+  std::optional<uint64_t> confirming_;  // up to which of them the bus has been asked
   std::vector<Parcel> came_;
 
   Time nextAttempt_ = Time::min();
@@ -363,7 +379,6 @@ class DbusEngine::Line {
   bool established_ = false;  // and those of some group have been promised
   bool missed_ = false;       // texts may have passed while there was no connection
   bool more_ = false;         // is to be done at once
-  bool isConfirming_ = false;
 };
 
 namespace {

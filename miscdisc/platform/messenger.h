@@ -5,7 +5,7 @@
 
 #include "miscdisc/platform/values/ref_count.h"
 
-// Called by a messenger, on the messenger's own thread, one text at a time.
+// Called by a messenger, on one of its own threads, one text at a time.
 class MISCDISC_EXPORT iNetMessageReceiver : public iObject {
  public:
   virtual void receive(const std::string& text) const = 0;

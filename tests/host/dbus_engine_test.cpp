@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <deque>
 #include <latch>
+#include <mutex>
 #include <thread>
 
 #include "tests/machines/session_bus.h"
@@ -57,10 +59,10 @@ class EndlessMailbox final : public host::Mailbox {
   const int bell_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
 };
 
-// One text, at the end.
-class OneTextMailbox final : public host::Mailbox {
+// Gives what it is given.
+class ListMailbox final : public host::Mailbox {
  public:
-  ~OneTextMailbox() { close(bell_); }
+  ~ListMailbox() { close(bell_); }
 
   int descriptor() const override { return bell_; }
   std::string group() override {
@@ -69,37 +71,65 @@ class OneTextMailbox final : public host::Mailbox {
     return "group";
   }
   std::optional<Parcel> take() override {
-    if (!ending_ || std::exchange(taken_, true)) return {};
-    return Parcel{Parcel::Kind::kText, "group", "a1", 1, "8 a"};
+    const std::lock_guard lock(mutex_);
+    if (waiting_.empty()) return {};
+    Parcel parcel = std::move(waiting_.front());
+    waiting_.pop_front();
+    return parcel;
   }
   std::optional<std::chrono::steady_clock::time_point> end() override {
-    if (!ending_) return {};
+    const std::lock_guard lock(mutex_);
     return end_;
   }
-  void arrived(Parcel) override {}
+  void arrived(Parcel) override { ++came; }
   void stranger() override {}
   void lost() override {}
   void undeliverable(const Parcel& parcel, const std::string& why) override {
     refused = parcel.text + ": " + why;
   }
   void state(bool isConnected, const std::string&) override {
-    if (isConnected && !connected.try_wait()) connected.count_down();
+    connected = isConnected;
+    connected.notify_all();
   }
 
+  void give(Parcel::Kind kind, const std::string& text = {}) {
+    {
+      const std::lock_guard lock(mutex_);
+      waiting_.push_back({kind, "group", "a1", 1, text});
+    }
+    eventfd_write(bell_, 1);
+  }
   void finish(std::chrono::seconds within) {
-    end_ = std::chrono::steady_clock::now() + within;
-    ending_ = true;
+    {
+      const std::lock_guard lock(mutex_);
+      end_ = std::chrono::steady_clock::now() + within;
+    }
     eventfd_write(bell_, 1);
   }
 
-  std::latch connected{1};
+  std::atomic<bool> connected = false;
+  std::atomic<int> came = 0;
   std::string refused;
 
  private:
-  std::atomic<bool> ending_ = false;
-  bool taken_ = false;
-  std::chrono::steady_clock::time_point end_;
+  std::mutex mutex_;
+  std::deque<Parcel> waiting_;
+  std::optional<std::chrono::steady_clock::time_point> end_;
   const int bell_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+};
+
+class DbusEngineEndTest : public testing::Test {
+ protected:
+  DbusEngineEndTest() { mailbox.connected.wait(false); }
+
+  void awaitEchoes(int count) {
+    while (mailbox.came < count) std::this_thread::sleep_for(1ms);
+  }
+
+  test::SessionBus bus;
+  host::DbusEngine engine{bus.address()};
+  ListMailbox mailbox;
+  std::thread runner{[this] { engine.run(mailbox); }};
 };
 
 }  // namespace
@@ -119,15 +149,34 @@ TEST(DbusEngineTest, WhoSendsCarriesForOthersButNotWithoutEnd) {
 }
 
 // A bus forgets what it has not read of those that have gone.
-TEST(DbusEngineTest, ATextThatTheBusHasNotConfirmedUntilTheEndIsSaid) {
-  test::SessionBus bus;
-  host::DbusEngine engine(bus.address());
-  OneTextMailbox mailbox;
-  std::thread runner([&] { engine.run(mailbox); });
-  mailbox.connected.wait();
+TEST_F(DbusEngineEndTest, ATextThatTheBusHasNotConfirmedIsSaid) {
   bus.stop();
+  mailbox.give(Parcel::Kind::kText, "8 a");
   mailbox.finish(1s);
   runner.join();
   bus.resume();
   EXPECT_EQ(mailbox.refused, "8 a: the session bus has not confirmed it");
+}
+
+TEST_F(DbusEngineEndTest, WhatAMarkHasFollowedIsConfirmed) {
+  mailbox.give(Parcel::Kind::kText, "8 a");
+  mailbox.give(Parcel::Kind::kMark);
+  mailbox.give(Parcel::Kind::kMark);
+  awaitEchoes(3);
+  bus.stop();
+  mailbox.finish(3600s);
+  runner.join();
+  bus.resume();
+  EXPECT_EQ(mailbox.refused, "");
+}
+
+// Whoever comes back to the bus sends a mark, by which the others notice.
+TEST_F(DbusEngineEndTest, OfABusThatWasLostBeforeNothingIsSaid) {
+  mailbox.give(Parcel::Kind::kText, "8 a");
+  awaitEchoes(1);
+  bus.kill();
+  mailbox.connected.wait(true);
+  mailbox.finish(0s);
+  runner.join();
+  EXPECT_EQ(mailbox.refused, "");
 }
