@@ -1,5 +1,6 @@
 #include "host/nats/connection.h"
 
+#include <openssl/crypto.h>
 #include <pthread.h>
 
 #include <algorithm>
@@ -128,6 +129,9 @@ Library::Library() {
   pthread_sigmask(SIG_SETMASK, &all, &signals_);
   const std::lock_guard lock(librariesMutex);
   if (libraries++ > 0) return;
+  // A program may end while a messenger works: what the TLS library cleans up then, our thread
+  // would still use.
+  OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
   // Opening makes the process ignore SIGPIPE, which is the application's to decide.
   struct sigaction before = {};
   sigaction(SIGPIPE, nullptr, &before);
