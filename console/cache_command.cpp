@@ -169,11 +169,11 @@ Exit tellOfFiles(Context& context, const Recorded& recorded, NetMessage::Type ty
   std::vector<std::string> texts;
   for (const std::string& file : recorded.files) {
     const WString path = absoluteFolder(Qx::WStringFromUTF8(file));
-    if (!isMediaFile(list, path)) return kNotFound;
     if (isFolder(path, options.deadline())) {
       complain(printable(path) + " is a folder.  Name the files in it that are to be told of.");
       return kUsage;
     }
+    if (!isMediaFile(list, path)) return kNotFound;
     const auto there = isThere(path, options);
     if (type == NetMessage::FileAdded && !there.value_or(false)) {
       complain(printable(path) + (there
@@ -182,7 +182,7 @@ Exit tellOfFiles(Context& context, const Recorded& recorded, NetMessage::Type ty
                                         "or wait longer, for example with --timeout 5"));
       return there ? kNotFound : kIncomplete;
     }
-    texts.push_back(NetMessage(type, Qx::UTF8FromWString(networkPath(path))).asString());
+    texts.push_back(fileText(type, path));
   }
   return sendTexts(context, texts);
 }

@@ -94,7 +94,11 @@ bool workInLobby(const std::optional<std::string>& lobby, const Options& options
   return true;
 }
 
-WString networkPath(const WString& path) { return FsysConvertLocalToUNC(absoluteFolder(path)); }
+std::string fileText(NetMessage::Type type, const WString& file) {
+  const WString path = absoluteFolder(file);
+  if (path.find(L'\\') != WString::npos) return NetMessage(NetMessage::Rescan, "").asString();
+  return NetMessage(type, Qx::UTF8FromWString(FsysConvertLocalToUNC(path))).asString();
+}
 
 Exit sendTexts(Context& context, const std::vector<std::string>& texts) {
   const Options& options = context.options;

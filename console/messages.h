@@ -10,6 +10,7 @@
 #include "console/events.h"
 #include "console/waiting_texts.h"
 #include "host/messenger/messenger.h"
+#include "miscdisc/platform/values/net_message.h"
 #include "miscdisc/platform/values/val_server.h"
 
 namespace console {
@@ -28,7 +29,7 @@ class Notifications {
 bool workInLobby(const std::optional<std::string>& lobby, const Options& options, Exit& exit);
 
 // "\\nas\projects\..." for a path on this machine.
-WString networkPath(const WString& path);
+std::string fileText(NetMessage::Type type, const WString& file);
 
 // Sends texts to the other machines of the lobby in which this process works, and says what was
 // sent; not before the carrier has taken them, or with --dry-run never.  Once in a process.

@@ -18,7 +18,7 @@ struct Arguments {
 };
 
 std::string aboutFile(NetMessage::Type type, const std::string& file) {
-  return NetMessage(type, Qx::UTF8FromWString(networkPath(Qx::WStringFromUTF8(file)))).asString();
+  return fileText(type, Qx::WStringFromUTF8(file));
 }
 
 std::string textOf(const Arguments& arguments) {

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "miscdisc/platform/values/net_message.h"
+
 namespace console {
 
 void WaitingTexts::push(std::string text) {
@@ -10,10 +12,12 @@ void WaitingTexts::push(std::string text) {
   while (texts_.size() > kMostTexts || bytes_ > kMostBytes) {
     takeOldest();
     ++leftOut_;
+    gap_ = true;
   }
 }
 
 std::optional<std::string> WaitingTexts::next() {
+  if (std::exchange(gap_, false)) return NetMessage(NetMessage::Rescan, "").asString();
   if (texts_.empty()) return {};
   return takeOldest();
 }

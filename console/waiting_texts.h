@@ -10,7 +10,7 @@ namespace console {
 
 class WaitingTexts {
  public:
-  // What may wait; beyond either, the oldest are left out.
+  // What may wait; beyond either, the oldest are left out, and a rescan stands in their place.
   static constexpr size_t kMostTexts = 65536;
   static constexpr size_t kMostBytes = size_t{64} * 1024 * 1024;
 
@@ -24,6 +24,7 @@ class WaitingTexts {
   std::deque<std::string> texts_;
   size_t bytes_ = 0;
   uint64_t leftOut_ = 0;
+  bool gap_ = false;  // before the oldest
 };
 
 }  // namespace console

@@ -26,6 +26,19 @@ teardown() {
   expect_heard "rescan	"
 }
 
+@test "a name that has no form for every machine has them read again" {
+  start_bus
+  two_machines_with_a_drive
+  start_listening
+  touch 'media/Material/a\b.mxf'
+  ask cache add 'ann_sees/Material/a\b.mxf'
+  expect_code 0
+  expect_data "told lobby Alpha: 100 "
+  expect_heard "rescan	"
+  ask notify send --dry-run --removed 'ann_sees/Material/a\b.mxf'
+  expect_data "would tell lobby Alpha: 100 "
+}
+
 has_heard() { [ "$(grep -c "^$2	" bob.data)" -eq "$1" ]; } # NUMBER KIND
 
 @test "what programs tell that end at once is heard to the last of it" {

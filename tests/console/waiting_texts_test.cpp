@@ -21,6 +21,7 @@ TEST(WaitingTextsTest, OfTooManyTheOldestAreLeftOut) {
   WaitingTexts texts;
   for (int i = 0; i < 65536 + 3; ++i) texts.push(std::to_string(i));
   EXPECT_EQ(texts.leftOut(), 3u);
+  EXPECT_EQ(texts.next(), "100 ");  // what was left out may have been about anything
   EXPECT_EQ(texts.next(), "3");
   texts.push("one more");
   EXPECT_EQ(texts.leftOut(), 3u);
@@ -35,6 +36,7 @@ TEST(WaitingTextsTest, OfTooManyBytesTheOldestAreLeftOut) {
   EXPECT_EQ(texts.leftOut(), 0u);
   texts.push(std::string(kMebibyte - 6, 'y'));  // with "second" just what may wait
   EXPECT_EQ(texts.leftOut(), 1u);
+  EXPECT_EQ(texts.next(), "100 ");
   EXPECT_EQ(texts.next(), "second");
   texts.push("sixth.");
   EXPECT_EQ(texts.leftOut(), 1u);
@@ -46,6 +48,7 @@ TEST(WaitingTextsTest, OneThatIsTooLongByItselfIsLeftOutToo) {
   WaitingTexts texts;
   texts.push("before");
   texts.push(std::string(WaitingTexts::kMostBytes + 1, 'x'));
+  EXPECT_EQ(texts.next(), "100 ");
   EXPECT_EQ(texts.next(), std::nullopt);
   EXPECT_EQ(texts.leftOut(), 2u);
 }
