@@ -1,11 +1,32 @@
 #include "host/toml.h"
 
+#include <cstdio>
+
 namespace host {
+namespace {
+
+// Control characters as TOML has them in quotes.
+std::string asOneLine(std::string_view text) {
+  std::string line;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte >= 0x20 && byte != 0x7F) {
+      line += c;
+      continue;
+    }
+    char escaped[7];
+    std::snprintf(escaped, sizeof escaped, "\\u%04X", byte);
+    line += escaped;
+  }
+  return line;
+}
+
+}  // namespace
 
 std::string describeProblem(const std::string& file, const toml::source_position& where,
                             std::string_view what) {
   return file + ":" + std::to_string(where.line) + ":" + std::to_string(where.column) + ": " +
-         std::string(what);
+         asOneLine(what);
 }
 
 TomlFile parseToml(const std::string& file, const std::string& contents) {

@@ -10,7 +10,7 @@
 
 namespace host {
 
-// "FILE:LINE:COLUMN: what was expected".
+// "FILE:LINE:COLUMN: what was expected", on one line whatever is quoted in it.
 std::string describeProblem(const std::string& file, const toml::source_position& where,
                             std::string_view what);
 

@@ -271,6 +271,21 @@ TEST_F(SettingsTest, AFileThatDoesNotParseSaysWhere) {
   EXPECT_GT(host::settingsProblem().size(), at("2:5: ").size());
 }
 
+TEST_F(SettingsTest, AProblemIsOneLineWhateverItQuotes) {
+  const struct {
+    const char *toml, *problem;
+  } cases[] = {
+      {"[volumes]\n\"a\\nb\" = '/e'\n",
+       "2:1: a volume's letter from A to Z was expected, not a\\u000Ab"},
+      {"[messenger]\nengine = \"a\\r\\u007F\"\n",
+       "2:10: engine: \"dbus\", \"nats\" or \"none\" was expected, not a\\u000D\\u007F"},
+  };
+  for (const auto& c : cases) {
+    configure(c.toml);
+    EXPECT_EQ(host::settingsProblem(), at(c.problem)) << c.toml;
+  }
+}
+
 TEST_F(SettingsTest, AProblemElsewhereTakesTheGoodEntriesToo) {
   configure("[volumes]\nE = '/e'\n[machine]\nuser = 7\n");
   EXPECT_TRUE(host::settings()->volumes.empty());
