@@ -286,6 +286,13 @@ TEST_F(SettingsTest, AProblemIsOneLineWhateverItQuotes) {
   }
 }
 
+TEST_F(SettingsTest, ALetterOutsideQuotesIsAProblemAtItsPlace) {
+  for (const char* letter : {"\u00E9", "\u0494", "\u1750", "\u4E00", "\uFEFE"}) {
+    configure("[volumes" + std::string(letter) + "]\n");
+    EXPECT_EQ(host::settingsProblem().substr(0, at("1:9:").size()), at("1:9:")) << letter;
+  }
+}
+
 TEST_F(SettingsTest, AProblemElsewhereTakesTheGoodEntriesToo) {
   configure("[volumes]\nE = '/e'\n[machine]\nuser = 7\n");
   EXPECT_TRUE(host::settings()->volumes.empty());
