@@ -286,6 +286,11 @@ TEST_F(SettingsTest, AProblemIsOneLineWhateverItQuotes) {
   }
 }
 
+TEST_F(SettingsTest, ASectionWithoutANameIsAProblemAtItsPlace) {
+  configure("[\n");
+  EXPECT_EQ(host::settingsProblem().substr(0, at("1:2:").size()), at("1:2:"));
+}
+
 TEST_F(SettingsTest, ALetterOutsideQuotesIsAProblemAtItsPlace) {
   for (const char* letter : {"\u00E9", "\u0494", "\u1750", "\u4E00", "\uFEFE"}) {
     configure("[volumes" + std::string(letter) + "]\n");
