@@ -1,96 +1,11 @@
 #include "console/commands.h"
-#include "console/drives_view.h"
 #include "console/messages.h"
 #include "console/space_view.h"
-#include "host/places.h"
-#include "host/settings.h"
+#include "console/status.h"
 #include "miscdisc/frame/version.h"
-#include "miscdisc/lobby/lobby_utils.h"
-#include "miscdisc/platform/os.h"
-#include "miscdisc/platform/project_folders.h"
 
 namespace console {
 namespace {
-
-// Where this machine is, without reading a listing.
-struct Status {
-  WString user;
-  host::Places home;
-  Space space;
-  bool networkMode;
-  WString lobby;
-  host::MessengerFacts messenger;
-  DriveList list;
-  Formats formats;
-  std::vector<DriveView> drives;      // of the list
-  std::vector<std::string> warnings;  // printable
-  Exit exit = kDone;
-};
-
-void addLines(std::vector<std::string>& warnings, const std::string& text) {
-  for (size_t from = 0; from < text.size();) {
-    const size_t end = std::min(text.find('\n', from), text.size());
-    warnings.push_back(printable(text.substr(from, end - from)));
-    from = end + 1;
-  }
-}
-
-void addWarnings(Status& status, const Options& options) {
-  for (const std::string& fault : status.list.faults) {
-    status.warnings.push_back(fault);
-    status.exit = kIncomplete;
-  }
-  for (const DriveView& view : status.drives) {
-    const Drive& drive = *view.drive;
-    if (!drive.present()) {
-      status.warnings.push_back(problemOf(drive, options));
-      status.exit = kIncomplete;
-    } else if (view.full.value_or(false)) {
-      status.warnings.push_back("drive " + called(drive) + " is full");
-    } else if (view.state == "low") {
-      status.warnings.push_back("drive " + called(drive) + " has room for " +
-                                std::to_string(view.minutes[0].value_or(0)) + " min of " +
-                                status.formats[0].name + " only");
-    }
-  }
-}
-
-void addSpaceWarnings(Status& status, const Options& options) {
-  const Space& space = status.space;
-  if (space.answer != Space::Answer::kThere) {
-    status.warnings.push_back(problemOf(space, options));
-    status.exit = kIncomplete;
-  } else if (status.networkMode && !space.lobby) {
-    status.warnings.push_back("the lobby " + printable(status.lobby) +
-                              " is not there: " + printable(space.folder) + " holds no " +
-                              printable(getMediaLocationsFilename()));
-    status.exit = kIncomplete;
-  }
-  for (const std::string& fault : space.faults) {
-    status.warnings.push_back(fault);
-    status.exit = kIncomplete;
-  }
-  for (const std::string& sentence : leftovers(space)) status.warnings.push_back(sentence);
-}
-
-Status findStatus(const Options& options) {
-  Status status;
-  status.list = enterConfiguredSpace(options);
-  status.formats = chooseFormats({}).value_or(Formats());
-  status.drives = viewsOf(status.list, status.formats);
-  status.user = OS()->getUserName();
-  status.home = host::places();
-  status.space = lookAtConfiguredSpace(options);
-  status.networkMode = LobbyUtils::machineIsInNetworkMode();
-  status.lobby = LobbyUtils::getCurrentNetworkLobbyName();
-  status.messenger = lookAtMessenger(options);
-  addWarnings(status, options);
-  addSpaceWarnings(status, options);
-  const std::string problem = host::settingsProblem();
-  addLines(status.warnings, problem);
-  if (!problem.empty()) status.exit = kUsage;
-  return status;
-}
 
 Json asJson(const Status& status) {
   Json document{{"schema", "miscdisc.status/1"}};
@@ -111,7 +26,8 @@ Json asJson(const Status& status) {
   }
   document["people"] = peopleOf(status.space);
   document["locks"] = locksOf(status.space);
-  document["warnings"] = status.warnings;
+  document["warnings"] = Json::array();
+  for (const Warning& warning : status.warnings) document["warnings"].push_back(warning.text);
   return document;
 }
 
@@ -148,8 +64,8 @@ void show(Context& context, const Status& status) {
   printPeopleAndLocks(context, status.space);
 
   if (people && !status.warnings.empty()) context.output.print("\n");
-  for (const std::string& warning : status.warnings) {
-    line("warning", color ? "\033[33m" + warning + "\033[0m" : warning);
+  for (const Warning& warning : status.warnings) {
+    line("warning", color ? "\033[33m" + warning.text + "\033[0m" : warning.text);
   }
 }
 
