@@ -25,6 +25,7 @@ void addConfig(CLI::App& app, Context& context, Command& chosen);
 void addNotify(CLI::App& app, Context& context, Command& chosen);
 void addNotifySetup(CLI::App& notify, Context& context, Command& chosen);
 void addWatch(CLI::App& app, Context& context, Command& chosen);
+void addReport(CLI::App& app, Context& context, Command& chosen);
 void addVersion(CLI::App& app, Context& context, Command& chosen);
 // What it completes is not among the options, nor what "with" runs: see main.
 void addCompletion(CLI::App& app, Context& context, Command& chosen,

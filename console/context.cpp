@@ -137,11 +137,14 @@ std::string printable(const WString& text) {
 
 std::string printable(std::string_view bytes) { return printable(Qx::WStringFromUTF8(bytes)); }
 
+std::string asUtf8(WString text) {
+  std::replace_if(text.begin(), text.end(), isInvalidByte, wchar_t{0xFFFD});
+  return Qx::UTF8FromWString(text);
+}
+
 void addText(Json& object, const std::string& key, const WString& text) {
-  WString shown = text;
-  std::replace_if(shown.begin(), shown.end(), isInvalidByte, wchar_t{0xFFFD});
-  object[key] = Qx::UTF8FromWString(shown);
-  if (shown == text) return;
+  object[key] = asUtf8(text);
+  if (std::none_of(text.begin(), text.end(), isInvalidByte)) return;
   std::string hex;
   for (char byte : Qx::UTF8FromWString(text)) {
     hex += fmt::format("{:02x}", static_cast<unsigned char>(byte));

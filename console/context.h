@@ -89,6 +89,9 @@ std::string printable(const WString& text);
 // How many columns of a terminal a printable text takes.
 size_t columnsOf(const std::string& text);
 
+// A text as it may stand in a document in UTF-8: bytes that are not become U+FFFD.
+std::string asUtf8(WString text);
+
 // Adds key: text, and when the text is not UTF-8 shows it with U+FFFD and gives its bytes in
 // hexadecimal under key + "_hex".
 void addText(Json& object, const std::string& key, const WString& text);

@@ -3,7 +3,7 @@
 // Every command here only looks, but for "config set", "cache dump", "doctor --fix",
 // "doctor share", those of "drives", "lobby" and "space" that say what they changed, and those that
 // hold a lobby, a room or a project: it logs nobody in, takes and probes no lock, and leaves
-// nothing on the disk but lines in the log.
+// nothing on the disk but lines in the log, and the file that "report" is asked for.
 #include <algorithm>
 #include <cstdlib>
 #include <sstream>
@@ -91,6 +91,7 @@ Exit run(int argc, char** argv, Context& context) {
   addLocks(app, context, chosen);
   addNotify(app, context, chosen);
   addWatch(app, context, chosen);
+  addReport(app, context, chosen);
   addDoctor(app, context, chosen);
   addDemo(app, context, chosen);
   addConfig(app, context, chosen);
