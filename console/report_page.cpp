@@ -227,7 +227,7 @@ std::string minutesOf(const DriveView& view, const Formats& formats) {
 
 std::string card(const DriveView& view, const Formats& formats) {
   const Drive& drive = *view.drive;
-  std::string text = "<li class=\"drive\">\n<div class=\"top\"><h3>" + drive.label + " " +
+  std::string text = "<li class=\"drive\">\n<div class=\"top\"><h3>" + escaped(drive.label) + " " +
                      name(drive.name) + "</h3> " + badge(badgeOf(view), view.state) + "</div>\n";
   if (drive.state.space) {
     text += bar(drive, formats) + "<p class=\"room\"><strong>" +

@@ -1,5 +1,7 @@
 #include "console/status.h"
 
+#include <algorithm>
+
 #include "console/messages.h"
 #include "console/space_view.h"
 #include "host/settings.h"

@@ -14,7 +14,7 @@ teardown() {
 # Every command of the program that only looks, with things that are there.
 reading=(
   ""
-  "status" "status --json"
+  "status" "status --json" "report --html -" "report --prometheus -"
   "drives list" "drives list --hidden --json" "drives show E" "drives best"
   "drives check --min-minutes 1@dv25" "drives plan recordings"
   "find A001.mxf" "find A001.mxf --json" "cache stats" "cache validate"
