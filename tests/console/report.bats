@@ -233,7 +233,7 @@ two_locations_in_lobby() {
   local writer=$! times first seen
   first=$(stat -c %i www/page.html)
   for times in $(seq 300); do
-    cp www/page.html seen.html
+    cat www/page.html >seen.html # cp refuses what is replaced between its two looks
     [ "$(head -n 1 seen.html)" = '<!DOCTYPE html>' ] && [ "$(tail -n 1 seen.html)" = '</html>' ]
   done
   replaced() { [ "$(stat -c %i www/page.html)" != "$first" ]; }
