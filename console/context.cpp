@@ -50,15 +50,6 @@ void appendEscaped(std::string& text, wchar_t c) {
   }
 }
 
-std::string alignedRow(const std::vector<std::string>& cells, const std::vector<size_t>& widths) {
-  std::string line;
-  for (size_t i = 0; i < cells.size(); ++i) {
-    line += cells[i];
-    if (i + 1 < cells.size()) line += std::string(widths[i] - columnsOf(cells[i]) + 2, ' ');
-  }
-  return line + "\n";
-}
-
 }  // namespace
 
 std::chrono::milliseconds Options::deadline() const {
@@ -87,14 +78,10 @@ void Output::printTable(const Options& options, const std::vector<std::string>& 
     return;
   }
   if (rows.empty()) return;
-  std::vector<size_t> widths;
-  for (const auto& cell : heading) widths.push_back(columnsOf(cell));
-  for (const auto& row : rows) {
-    for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], columnsOf(row[i]));
-  }
+  const std::vector<size_t> widths = cellWidths(heading, rows);
   const bool color = colored(options);
-  data_ += (color ? "\033[1m" : "") + alignedRow(heading, widths) + (color ? "\033[0m" : "");
-  for (const auto& row : rows) data_ += alignedRow(row, widths);
+  data_ += (color ? "\033[1m" : "") + alignedRow(heading, widths) + "\n" + (color ? "\033[0m" : "");
+  for (const auto& row : rows) data_ += alignedRow(row, widths) + "\n";
 }
 
 bool Output::flush() {
@@ -158,6 +145,25 @@ size_t columnsOf(const std::string& text) {
     columns += static_cast<size_t>(std::max(0, utf8proc_charwidth(c)));
   }
   return columns;
+}
+
+std::vector<size_t> cellWidths(const std::vector<std::string>& heading,
+                               const std::vector<std::vector<std::string>>& rows) {
+  std::vector<size_t> widths;
+  for (const auto& cell : heading) widths.push_back(columnsOf(cell));
+  for (const auto& row : rows) {
+    for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], columnsOf(row[i]));
+  }
+  return widths;
+}
+
+std::string alignedRow(const std::vector<std::string>& cells, const std::vector<size_t>& widths) {
+  std::string line;
+  for (size_t i = 0; i < cells.size(); ++i) {
+    line += cells[i];
+    if (i + 1 < cells.size()) line += std::string(widths[i] - columnsOf(cells[i]) + 2, ' ');
+  }
+  return line;
 }
 
 std::string withUnit(uint64_t bytes) {

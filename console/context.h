@@ -89,6 +89,12 @@ std::string printable(const WString& text);
 // How many columns of a terminal a printable text takes.
 size_t columnsOf(const std::string& text);
 
+// Of a table: the columns that each of its cells needs, and a row in which they have them, without
+// a line end.
+std::vector<size_t> cellWidths(const std::vector<std::string>& heading,
+                               const std::vector<std::vector<std::string>>& rows);
+std::string alignedRow(const std::vector<std::string>& cells, const std::vector<size_t>& widths);
+
 // A text as it may stand in a document in UTF-8: bytes that are not become U+FFFD.
 std::string asUtf8(WString text);
 

@@ -28,7 +28,8 @@ class Notifications {
 // memory: nobody is logged in.  False, after saying why and with the exit code, when there is none.
 bool workInLobby(const std::optional<std::string>& lobby, const Options& options, Exit& exit);
 
-// "\\nas\projects\..." for a path on this machine.
+// What the others are told of a file, whose path is this machine's.  One with a backslash in it has
+// no form that every machine reads alike: they are told to read their folders again.
 std::string fileText(NetMessage::Type type, const WString& file);
 
 // Sends texts to the other machines of the lobby in which this process works, and says what was

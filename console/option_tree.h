@@ -11,8 +11,8 @@ namespace console {
 // In the order in which "--help" has them.
 std::vector<const CLI::App*> commandsOf(const CLI::App& family);
 std::vector<const CLI::Option*> optionsOf(const CLI::App& command);
-std::vector<const CLI::Option*> argumentsOf(
-    const CLI::App& command);  // without a name of their own
+// Those without a name of their own: ROOM.
+std::vector<const CLI::Option*> argumentsOf(const CLI::App& command);
 
 // Null: it has no such command, or option ("--room").
 const CLI::App* commandOf(const CLI::App& family, const std::string& name);

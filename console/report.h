@@ -1,6 +1,7 @@
 // What a report says, for a wall display and for a monitoring system.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 

@@ -151,30 +151,14 @@ class WatchScreen::Terminal {
 
   void table(const std::vector<std::string>& heading,
              const std::vector<std::vector<std::string>>& rows, const std::vector<bool>& warned) {
-    std::vector<size_t> widths(heading.size());
-    const auto consider = [&](const std::vector<std::string>& cells) {
-      for (size_t i = 0; i < cells.size(); ++i)
-        widths[i] = std::max(widths[i], columnsOf(cells[i]));
-    };
-    consider(heading);
-    std::for_each(rows.begin(), rows.end(), consider);
-    row(line(heading, widths), Style::kHeading);
+    const std::vector<size_t> widths = cellWidths(heading, rows);
+    row(alignedRow(heading, widths), Style::kHeading);
     for (size_t i = 0; i < rows.size(); ++i) {
-      row(line(rows[i], widths), warned[i] ? Style::kWarning : Style::kPlain);
+      row(alignedRow(rows[i], widths), warned[i] ? Style::kWarning : Style::kPlain);
     }
   }
 
  private:
-  static std::string line(const std::vector<std::string>& cells,
-                          const std::vector<size_t>& widths) {
-    std::string text;
-    for (size_t i = 0; i < cells.size(); ++i) {
-      text += cells[i];
-      if (i + 1 < cells.size()) text += std::string(widths[i] - columnsOf(cells[i]) + 2, ' ');
-    }
-    return text;
-  }
-
   void write(int at, const std::string& text, Style style) {
     WString fits;
     int left = getmaxx(stdscr);

@@ -41,8 +41,7 @@ bool isUpperControl(const std::string& text, size_t at) {
 }
 
 // What others put into a text makes no line of its own, and does nothing to a terminal on which the
-// log is shown.
-// The line end that a text has stays.
+// log is shown.  A line end at the end of the text stays.
 std::string asOneLine(const std::string& text) {
   const size_t end = text.ends_with('\n') ? text.size() - 1 : text.size();
   std::string line;

@@ -35,8 +35,8 @@ constexpr auto kSettling = std::chrono::seconds(2);
 // So many texts may wait in the connection itself; the others wait in the mailbox, which is
 // bounded.
 constexpr uint64_t kMostUnwritten = 64;
-// After so many signals texts that wait to be sent have their turn, and the other way round;
-// whoever sends carries no more than these for others.
+// After so many signals those who send have their turn, and after so many texts those who listen.
+// A thread that came to send one text carries no more than these for others.
 constexpr int kMostSignals = 256;
 constexpr int kMostTextsAtOnce = 64;
 
