@@ -56,13 +56,18 @@ check_page() { # FILE
   nowhere_in "$1" '<(script|link|img|iframe|object|a )|<[a-z][^>]*(src|href)=|url\(|@import'
 }
 
-@test "the page shows drives, people, locks and warnings" {
+# In Alpha bob works in a room, and ann has left her login behind.
+busy_lobby() {
   share
   two_locations_in_lobby
   start_machine bob bob
   tell bob "enter Alpha"
   tell bob "room Edit 1.Room"
   : >net/Alpha/ann.cli
+}
+
+@test "the page shows drives, people, locks and warnings" {
+  busy_lobby
   touch -d 2026-01-02T03:04:05Z net/Alpha/*.cli net/Alpha/*.lck
   export TZ=UTC0
   ask_pretended report --html page.html
@@ -96,12 +101,7 @@ two_locations_in_lobby() {
 }
 
 @test "the figures are in bytes and seconds, by drive, and count people and locks" {
-  share
-  two_locations_in_lobby
-  start_machine bob bob
-  tell bob "enter Alpha"
-  tell bob "room Edit 1.Room"
-  : >net/Alpha/ann.cli
+  busy_lobby
   local before=$(date +%s)
   ask_pretended report --prometheus figures.prom
   expect_code 0
