@@ -444,10 +444,12 @@ TEST(NatsPayloadTest, ATextThatTheServerFindsTooLongIsGivenUp) {
 }
 
 TEST(NatsThreadsTest, NoneOutlivesTheLastEngineAndSigpipeIsTheApplications) {
+  // The thread sanitizer has a thread of its own as soon as there has been another.
+  std::thread([] {}).join();
+  const size_t before = threads();
   Server server;
   const host::EngineSettings settings{server.url(), "", ""};
   ASSERT_EQ(test::makeStream(settings, kAlpha), "");
-  const size_t before = threads();
   for (int round = 0; round < 2; ++round) {
     Member ann(settings, kAlpha, "a1"), bob(settings, kAlpha, "b1");
     ASSERT_TRUE(ann.awaitConnected() && bob.awaitConnected());
@@ -460,10 +462,10 @@ TEST(NatsThreadsTest, NoneOutlivesTheLastEngineAndSigpipeIsTheApplications) {
     EXPECT_THAT(bob.seen().undelivered, IsEmpty());
     // The messengers have gone; on a busy machine the library's threads take a moment more.
     const auto end = std::chrono::steady_clock::now() + 60s;
-    while (threads() != before && std::chrono::steady_clock::now() < end) {
+    while (threads() > before && std::chrono::steady_clock::now() < end) {
       std::this_thread::sleep_for(5ms);
     }
-    EXPECT_EQ(threads(), before);
+    EXPECT_LE(threads(), before);
   }
 }
 
