@@ -148,15 +148,20 @@ bool Session::open() {
   return traffic_.group.empty() || subscribe();
 }
 
-bool Session::inspect(StreamInfo& info) {
+natsStatus Session::ask(const std::string& group, StreamInfo& info, jsErrCode& code) {
   jsOptions options;
   jsOptions_Init(&options);
   options.Wait = patience().count();
-  jsErrCode code = jsErrCode(0);
   jsStreamInfo* found = nullptr;
   const natsStatus status =
-      js_GetStreamInfo(&found, jetStream_.get(), streamOf(traffic_.group).c_str(), &options, &code);
+      js_GetStreamInfo(&found, jetStream_.get(), streamOf(group).c_str(), &options, &code);
   info.reset(found);
+  return status;
+}
+
+bool Session::inspect(StreamInfo& info) {
+  jsErrCode code = jsErrCode(0);
+  const natsStatus status = ask(traffic_.group, info, code);
   inspected_ = Clock::now();
   return status == NATS_OK || fail(refusal(status, code, traffic_.group));
 }
@@ -219,16 +224,25 @@ bool Session::settle(const Line::Answer& answer) {
     return true;
   }
 
-  const bool tooLong = answer.code == JSStreamMessageExceedsMaximumErr;
-  const bool nobody = answer.status == NATS_NO_RESPONDERS;
-  std::string why = nobody ? refusal(NATS_NOT_FOUND, jsErrCode(0), asked->parcel.group)
-                           : "the server refuses a text: " + answer.words;
+  const std::string& group = asked->parcel.group;
+  std::string why = "the server refuses a text: " + answer.words;
   if (answer.code == JSStreamStoreFailedErr) {
-    why += ": an administrator raises the limits of the stream " + streamOf(asked->parcel.group) +
+    why += ": an administrator raises the limits of the stream " + streamOf(group) +
            ", or lets it discard its oldest texts";
   }
-  // A lobby that we have left keeps nobody waiting.
-  if (tooLong || asked->parcel.group != traffic_.group) {
+  bool isFinal = answer.code == JSStreamMessageExceedsMaximumErr;
+  const bool hasLeft = group != traffic_.group;
+  const bool nobody = answer.status == NATS_NO_RESPONDERS;
+  if (!isFinal && (nobody || hasLeft)) {
+    // Nobody takes a text that has no stream, nor any while the server starts or ends.
+    StreamInfo info;
+    jsErrCode code = jsErrCode(0);
+    const natsStatus status = ask(group, info, code);
+    if (nobody && status != NATS_OK) why = refusal(status, code, group);
+    // A lobby that we have left keeps nobody waiting, once the server works and still says no.
+    isFinal = hasLeft && status == (nobody ? NATS_NOT_FOUND : NATS_OK);
+  }
+  if (isFinal) {
     mailbox_.undeliverable(asked->parcel, why);
     asked->settled = true;
     dropSettled();

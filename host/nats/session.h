@@ -60,6 +60,8 @@ class Session {
  private:
   bool open();
   bool subscribe();
+  // For the stream of a group.
+  natsStatus ask(const std::string& group, StreamInfo& info, jsErrCode& code);
   bool inspect(StreamInfo& info);
   bool settle(const Line::Answer& answer);
   bool publish();

@@ -155,6 +155,26 @@ TEST_F(NatsEngineTest, WithoutThatLobbysStreamTheyAreGivenUpAndTheOthersGo) {
               ElementsAre(Pair("to Beta", HasSubstr("miscdisc notify setup --lobby Beta --run"))));
 }
 
+// As while the server starts or ends, or a cluster chooses who answers for the stream.
+TEST_F(NatsEngineTest, WhileNobodyTakesTextsForALobbyThatWeHaveLeftTheyAreKept) {
+  Administrator administrator(server);
+  const auto rename = [](char first) {
+    return [first](jsStreamConfig& config) { const_cast<char*>(config.Subjects[0])[0] = first; };
+  };
+  administrator.updateStream(kAlpha, rename('x'));
+  test::Box ann(kAlpha, "a1");
+  ann.send("1");
+  ann.enter("");
+  const std::unique_ptr<host::Engine> engine = test::makeEngine(settings());
+  std::thread runs([&] { engine->run(ann); });
+  EXPECT_TRUE(ann.awaitWords("the server refuses a text: "));
+  administrator.updateStream(kAlpha, rename('m'));
+  EXPECT_TRUE(administrator.awaitLast(kAlpha, 1));
+  ann.endWithin(60s);
+  runs.join();
+  EXPECT_THAT(ann.seen().undelivered, IsEmpty());
+}
+
 TEST_F(NatsEngineTest, OverAKilledServerNothingIsLostAndNothingComesTwice) {
   Member ann(settings(), kAlpha, "a1"), bob(settings(), kAlpha, "b1");
   ASSERT_TRUE(ann.awaitConnected() && bob.awaitConnected());
