@@ -91,7 +91,7 @@ END
 }
 
 # Sent by another program of ann's.
-tell_others() { MISCDISC_HOME="$PWD/machines/ann" miscdisc -q notify send "$@" >told; }
+tell_others() { MISCDISC_HOME="$PWD/machines/ann" miscdisc --timeout 60 -q notify send "$@" >told; }
 
 @test "a text puts into a listing what reading the folder would" {
   three_machines

@@ -18,11 +18,11 @@ teardown() {
   expect_code 0
   expect_data "told lobby Alpha: hello there"
   expect_heard "text	hello there"
-  miscdisc notify send $'tab\tand \x01 and \xff and a \\'
+  miscdisc --timeout 60 notify send $'tab\tand \x01 and \xff and a \\'
   expect_heard 'text	tab\tand \x01 and \xFF and a \\'
-  miscdisc notify send ""
+  miscdisc --timeout 60 notify send ""
   expect_heard "text	"
-  miscdisc notify send --rescan
+  miscdisc --timeout 60 notify send --rescan
   expect_heard "rescan	"
 }
 
@@ -60,7 +60,7 @@ has_heard() { [ "$(grep -c "^$2	" bob.data)" -eq "$1" ]; } # NUMBER KIND
   expect_code 0
   expect_data 'told lobby Alpha: 8 \\\\nas\\rushes\\Material\\A001.mxf'
   expect_heard "added	$PWD/bob_sees/Material/A001.mxf"
-  miscdisc notify send --removed "$PWD/ann_sees/Sound/B.wav"
+  miscdisc --timeout 60 notify send --removed "$PWD/ann_sees/Sound/B.wav"
   expect_heard "removed	$PWD/bob_sees/Sound/B.wav"
 }
 
@@ -68,15 +68,15 @@ has_heard() { [ "$(grep -c "^$2	" bob.data)" -eq "$1" ]; } # NUMBER KIND
   start_bus
   two_machines_with_a_drive
   start_listening
-  miscdisc -q notify send '8 G:/Material/A001.mxf'
+  miscdisc --timeout 60 -q notify send '8 G:/Material/A001.mxf'
   expect_heard 'text	8 G:/Material/A001.mxf'
-  miscdisc -q notify send '9 /etc/passwd'
+  miscdisc --timeout 60 -q notify send '9 /etc/passwd'
   expect_heard 'text	9 /etc/passwd'
-  miscdisc -q notify send '8 \\nas\rushes\Material\..\Sound\B.wav'
+  miscdisc --timeout 60 -q notify send '8 \\nas\rushes\Material\..\Sound\B.wav'
   expect_heard 'text	8 \\\\nas\\rushes\\Material\\..\\Sound\\B.wav'
-  miscdisc -q notify send '8 \\nas\rushes\Material\\A001.mxf'
+  miscdisc --timeout 60 -q notify send '8 \\nas\rushes\Material\\A001.mxf'
   expect_heard 'text	8 \\\\nas\\rushes\\Material\\\\A001.mxf'
-  miscdisc -q notify send '9 \\elsewhere\rushes\A001.mxf'
+  miscdisc --timeout 60 -q notify send '9 \\elsewhere\rushes\A001.mxf'
   expect_heard 'text	9 \\\\elsewhere\\rushes\\A001.mxf'
 }
 
@@ -85,9 +85,9 @@ has_heard() { [ "$(grep -c "^$2	" bob.data)" -eq "$1" ]; } # NUMBER KIND
   two_machines_with_a_drive
   as_bob start bob notify listen --json
   eventually grep -q '"connected":true' bob.data
-  miscdisc notify send --added ann_sees/Material/A001.mxf
-  miscdisc notify send $'\xff'
-  miscdisc notify send --rescan
+  miscdisc --timeout 60 notify send --added ann_sees/Material/A001.mxf
+  miscdisc --timeout 60 notify send $'\xff'
+  miscdisc --timeout 60 notify send --rescan
   eventually grep -q rescan bob.data
   grep -v '"messenger"' bob.data >heard
   [ "$(jq -rc '[.schema, .event, .path, .text, .text_hex]' heard)" = "$(printf '%s\n' \
@@ -126,8 +126,8 @@ has_heard() { [ "$(grep -c "^$2	" bob.data)" -eq "$1" ]; } # NUMBER KIND
   mkdir net/Beta
   touch net/Beta/DefNetDrive.txt
   start_listening --lobby Beta
-  miscdisc notify send "for Alpha"
-  miscdisc notify send --lobby Beta "for Beta"
+  miscdisc --timeout 60 notify send "for Alpha"
+  miscdisc --timeout 60 notify send --lobby Beta "for Beta"
   expect_heard "text	for Beta"
   [ "$(wc -l <bob.data)" -eq 1 ]
 }
@@ -162,7 +162,7 @@ has_heard() { [ "$(grep -c "^$2	" bob.data)" -eq "$1" ]; } # NUMBER KIND
   eventually grep -q "listening to" bob.words
   local i
   # More than a pipe holds.
-  for i in $(seq 20); do miscdisc notify send "$(printf '%08000d' "$i")" >told; done
+  for i in $(seq 20); do miscdisc --timeout 60 notify send "$(printf '%08000d' "$i")" >told; done
   end_with TERM "$last"
   expect_code 143
 }
@@ -250,7 +250,7 @@ has_heard() { [ "$(grep -c "^$2	" bob.data)" -eq "$1" ]; } # NUMBER KIND
   two_machines_with_a_drive
   as_bob miscdisc -q config set log_incoming_net_messages 1
   start_listening
-  miscdisc notify send "for the log"
+  miscdisc --timeout 60 notify send "for the log"
   expect_heard "text	for the log"
   grep -q "Received: for the log" bob/miscdisc.log
   ! grep -q "Received" "$MISCDISC_HOME/miscdisc.log"

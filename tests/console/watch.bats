@@ -3,7 +3,7 @@ load setup
 load terminal
 
 start_watching() { # ARGUMENT...
-  start watch watch --timeout 1 "$@"
+  start watch watch "$@"
   eventually test -s watch.data
 }
 
@@ -36,18 +36,18 @@ events() { jq -se "[.[] | select($1)] | length" watch.data; }
   start_bus
   two_machines_with_a_drive
   start watch watch files
-  eventually eval 'as_bob miscdisc notify send --added bob_sees/Material/first.mxf >told &&
+  eventually eval 'as_bob miscdisc --timeout 60 notify send --added bob_sees/Material/first.mxf >told &&
     happens ".event == \"file_added\""'
-  as_bob miscdisc notify send --added bob_sees/Material/A.mxf
-  as_bob miscdisc notify send --removed bob_sees/Sound/B.wav
-  as_bob miscdisc notify send --rescan
-  as_bob miscdisc notify send "nothing about files"
+  as_bob miscdisc --timeout 60 notify send --added bob_sees/Material/A.mxf
+  as_bob miscdisc --timeout 60 notify send --removed bob_sees/Sound/B.wav
+  as_bob miscdisc --timeout 60 notify send --rescan
+  as_bob miscdisc --timeout 60 notify send "nothing about files"
   expect_event '.event == "rescan"'
   expect_event '.event == "file_added" and .path == "'"$PWD"'/ann_sees/Material/A.mxf"'
   expect_event '.event == "file_removed" and .path == "'"$PWD"'/ann_sees/Sound/B.wav"'
   [ "$(jq -r .event watch.data | sort -u | paste -sd' ')" = "file_added file_removed messenger rescan" ]
-  # One for each state, whatever is counted: before the connection, and with it.
-  [ "$(events '.event == "messenger"')" -le 2 ]
+  # One for each state, whatever is counted.
+  [ "$(jq -sc '[.[] | select(.event == "messenger") | [.connected, .state]] | length - (unique | length)' watch.data)" -eq 0 ]
 }
 
 @test "a drive that fills is a change" {
@@ -87,10 +87,11 @@ events() { jq -se "[.[] | select($1)] | length" watch.data; }
 on_plain_shell() { on_terminal "PS1='before> ' bash --norc --noprofile"; }
 
 watched_with= # settings of the environment
+patience=60   # seconds in which a folder that is there answers, however busy the machine is
 
 watch_on_terminal() { # ARGUMENT...
   on_plain_shell
-  type_keys "stty -g >modes.before; $watched_with '$MISCDISC_COMMAND' --timeout 1 watch $*; echo ended \$?; stty -g >modes.after" Enter
+  type_keys "stty -g >modes.before; $watched_with '$MISCDISC_COMMAND' --timeout $patience watch $*; echo ended \$?; stty -g >modes.after" Enter
 }
 
 shows_no() { ! shows "$1"; }
@@ -117,7 +118,7 @@ shows_own_page() { [ "$(terminal display-message -p '#{alternate_on} #{cursor_fl
   expect_screen "bob +live"
   expect_screen "room +Edit 1 +live +bob"
   expect_screen "messenger +dbus: connected to the session bus"
-  as_bob miscdisc notify send --added bob_sees/Material/A.mxf
+  as_bob miscdisc --timeout 60 notify send --added bob_sees/Material/A.mxf
   expect_screen "added +.*/ann_sees/Material/A.mxf"
   end_with TERM "$last"
   eventually shows_no "bob +live"
@@ -204,7 +205,7 @@ signal_watch() { # SIGNAL
 @test "it can be stopped, and goes on where it was" {
   two_machines_with_a_drive
   on_plain_shell
-  type_keys "stty -g >modes.before; '$MISCDISC_COMMAND' --timeout 1 watch" Enter
+  type_keys "stty -g >modes.before; '$MISCDISC_COMMAND' --timeout $patience watch" Enter
   expect_screen "E +.*ann_sees"
   type_keys C-z
   expect_screen "Stopped"
@@ -269,6 +270,7 @@ signal_watch() { # SIGNAL
   hang_on hung
   # A search for leaks stops every thread, and so waits for ever for one that hangs.
   export ASAN_OPTIONS=detect_leaks=0
+  patience=1
   watch_on_terminal
   expect_screen "F +not answering"
   expect_screen "E +(ok|low|full)"
