@@ -1,11 +1,14 @@
 # A session bus of the test's own, and two machines that hear each other on it; for tests that load
 # "setup" and "machines" too.
 
+# Each at the same place, so that those who were connected to one come back to the next.
 start_bus() {
-  dbus-daemon --session --nofork --nopidfile --print-address=3 3>bus.address 2>bus.words &
+  rm -f bus.address
+  dbus-daemon --session --nofork --nopidfile --address="unix:path=$PWD/bus" \
+    --print-address=3 3>bus.address 2>bus.words &
   bus=$!
   eventually test -s bus.address
-  DBUS_SESSION_BUS_ADDRESS=$(cat bus.address)
+  DBUS_SESSION_BUS_ADDRESS=unix:path=$PWD/bus
   export DBUS_SESSION_BUS_ADDRESS
 }
 

@@ -50,6 +50,31 @@ events() { jq -se "[.[] | select($1)] | length" watch.data; }
   [ "$(jq -sc '[.[] | select(.event == "messenger") | [.connected, .state]] | length - (unique | length)' watch.data)" -eq 0 ]
 }
 
+# The state of the messenger, as said last.
+is_connected() {
+  [ "$(jq -s '[.[] | select(.event == "messenger")] | last.connected' watch.data 2>/dev/null)" = "$1" ]
+}
+
+@test "what may have been told while the bus was away is a rescan" {
+  start_bus
+  two_machines_with_a_drive
+  start watch watch files
+  eventually is_connected true
+  [ "$(events '.event == "rescan"')" -eq 0 ]
+  local time
+  for time in 1 2; do
+    kill -KILL "$bus"
+    end_bus
+    eventually is_connected false
+    start_bus
+    eventually eval '[ "$(events ".event == \"rescan\"")" -eq '"$time"' ]'
+    eventually is_connected true
+    as_bob miscdisc --timeout 60 notify send --added "bob_sees/Material/$time.mxf"
+    expect_event '.event == "file_added" and .path == "'"$PWD"'/ann_sees/Material/'"$time"'.mxf"'
+  done
+  [ "$(events '.event == "rescan"')" -eq 2 ]
+}
+
 @test "a drive that fills is a change" {
   two_machines_with_a_drive
   room_of media 3221225472 4294967296
