@@ -1,9 +1,6 @@
 #include "host/files/mount_facts.h"
 
-#include <fcntl.h>
-#include <libmount.h>
 #include <linux/magic.h>
-#include <poll.h>
 #include <pthread.h>
 #include <sys/vfs.h>
 
@@ -14,8 +11,8 @@
 #include <mutex>
 #include <optional>
 
-#include "host/files/open_file.h"
 #include "host/settings.h"
+#include "host/volumes/mount_table.h"
 
 namespace host {
 namespace {
@@ -63,24 +60,18 @@ bool hasOwnModes(unsigned magic) {
   }
 }
 
-struct Mount {
-  std::string type;
-  std::string options;
-};
-
-Mount mountOf(dev_t device) {
-  const std::unique_ptr<libmnt_table, decltype(&mnt_unref_table)> table(
-      mnt_new_table_from_file("/proc/self/mountinfo"), &mnt_unref_table);
-  if (!table) return {};
-  libmnt_fs* found = mnt_table_find_devno(table.get(), device, MNT_ITER_BACKWARD);
-  if (!found) return {};
-  const char* type = mnt_fs_get_fstype(found);
-  const char* options = mnt_fs_get_options(found);
-  return {type ? type : "", options ? options : ""};
+// The last one of its device; one that says nothing when there is none.
+Mount mountOf(dev_t device, const MountTable& mounts) {
+  const auto& all = mounts.mounts();
+  const auto found = std::find_if(all.rbegin(), all.rend(), [&](const Mount& mount) {
+    return mount.id.device == device;
+  });
+  return found == all.rend() ? Mount() : *found;
 }
 
 // Nothing when the folder does not answer.
-std::optional<MountFacts> readFacts(const std::string& folder, dev_t device) {
+std::optional<MountFacts> readFacts(const std::string& folder, dev_t device,
+                                    const MountTable& mounts) {
   MountFacts facts;
   struct statfs status;
   if (statfs(folder.c_str(), &status) != 0) return std::nullopt;
@@ -88,7 +79,7 @@ std::optional<MountFacts> readFacts(const std::string& folder, dev_t device) {
   facts.ownModes = hasOwnModes(magic);
   if (!isRemote(magic)) return facts;
 
-  const Mount mount = mountOf(device);
+  const Mount mount = mountOf(device, mounts);
   if (mount.type == "fuseblk") return facts;  // a disk of this machine
   facts.remote = true;
   facts.locksStayLocal = keepsLocksLocal(mount.type, mount.options);
@@ -105,10 +96,12 @@ class Cache {
 
   MountFacts ask(const std::string& folder, dev_t device) {
     const std::lock_guard guard(mutex_);
-    if (tableChanged()) known_.clear();  // the number of a network mount is used again
+    const auto mounts = currentMounts();
+    if (mounts != mounts_) known_.clear();  // the number of a network mount is used again
+    mounts_ = mounts;
     const auto known = known_.find(device);
     if (known != known_.end()) return known->second;
-    const std::optional<MountFacts> facts = readFacts(folder, device);
+    const std::optional<MountFacts> facts = readFacts(folder, device, *mounts);
     // A stale mount, or a folder that was just deleted: nothing that could be known for long, and
     // no reason to take it for storage where a lock excludes everybody.
     if (!facts) return {.remote = true, .locksStayLocal = true, .name = "gives no answer"};
@@ -116,26 +109,15 @@ class Cache {
   }
 
  private:
-  // A child must find the mutex free, and hears of changes through a descriptor of its own.
-  Cache() {
+  // A child must find the mutex free.  The table's own handlers come first, so that fork takes the
+  // two mutexes in the order in which a question does.
+  Cache() : mounts_(currentMounts()) {
     pthread_atfork([] { ofProcess().mutex_.lock(); }, [] { ofProcess().mutex_.unlock(); },
-                   [] {
-                     ofProcess().watch_.close();
-                     ofProcess().mutex_.unlock();
-                   });
-  }
-
-  bool tableChanged() {
-    if (!watch_) {
-      watch_ = Descriptor(::open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC));
-      return true;
-    }
-    pollfd watched{watch_.number(), POLLPRI, 0};
-    return poll(&watched, 1, 0) != 0;
+                   [] { ofProcess().mutex_.unlock(); });
   }
 
   std::mutex mutex_;
-  Descriptor watch_;
+  std::shared_ptr<const MountTable> mounts_;  // of what is known
   std::map<dev_t, MountFacts> known_;
 };
 
@@ -153,15 +135,6 @@ bool declaredRemote(const std::string& folder) {
   return std::any_of(
       current->remoteFolders.begin(), current->remoteFolders.end(),
       [&](const std::string& declared) { return inside.starts_with(realPath(declared) + "/"); });
-}
-
-bool hasOption(std::string_view options, std::string_view wanted) {
-  while (!options.empty()) {
-    const size_t comma = std::min(options.find(','), options.size());
-    if (options.substr(0, comma) == wanted) return true;
-    options.remove_prefix(std::min(comma + 1, options.size()));
-  }
-  return false;
 }
 
 }  // namespace

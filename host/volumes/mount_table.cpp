@@ -5,8 +5,9 @@
 #include <poll.h>
 #include <pthread.h>
 
+#include <algorithm>
 #include <mutex>
-#include <string_view>
+#include <utility>
 
 #include "host/files/open_file.h"
 
@@ -140,14 +141,17 @@ const Mount& MountTable::holding(const std::string& path) const {
 
 std::shared_ptr<const MountTable> currentMounts() { return Current::ofProcess().table(); }
 
-bool hasMountOption(const Mount& mount, std::string_view option) {
-  std::string_view options = mount.options;
+bool hasOption(std::string_view options, std::string_view option) {
   while (!options.empty()) {
     const size_t comma = std::min(options.find(','), options.size());
     if (options.substr(0, comma) == option) return true;
     options.remove_prefix(std::min(comma + 1, options.size()));
   }
   return false;
+}
+
+bool hasMountOption(const Mount& mount, std::string_view option) {
+  return hasOption(mount.options, option);
 }
 
 }  // namespace host

@@ -7,7 +7,7 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <utility>
+#include <string_view>
 #include <vector>
 
 #include "miscdisc/platform/values/export.h"
@@ -57,6 +57,8 @@ class MISCDISC_EXPORT MountTable {
 // From any thread.
 MISCDISC_EXPORT std::shared_ptr<const MountTable> currentMounts();
 
+// Options are separated by commas.
+bool hasOption(std::string_view options, std::string_view option);
 MISCDISC_EXPORT bool hasMountOption(const Mount& mount, std::string_view option);
 
 }  // namespace host
