@@ -27,7 +27,7 @@ bool isGone(int error) { return error == ENOENT || error == ESTALE; }
 
 // Names are read before anything is deleted: a folder that changes while it is read may show an
 // entry twice or never.  The list of a lobby goes last, when all else is gone: what is left of a
-// lobby stays one, and can be deleted again.
+// lobby stays one, and can be deleted again.  So nothing goes when not all names could be read.
 bool deleteContents(Descriptor folder) {
   const int own = fcntl(folder.number(), F_DUPFD_CLOEXEC, 0);
   const Listing listing(fdopendir(own));
@@ -36,10 +36,13 @@ bool deleteContents(Descriptor folder) {
     return false;
   }
   std::vector<std::string> names;
+  errno = 0;
   while (const dirent* entry = readdir(listing.get())) {
     const std::string name = entry->d_name;
     if (name != "." && name != "..") names.push_back(name);
+    errno = 0;
   }
+  if (errno != 0 && !isGone(errno)) return false;
   const std::string list = nativePath(getMediaLocationsFilename());
   const bool hasList = std::erase(names, list) > 0;
   bool all = true;

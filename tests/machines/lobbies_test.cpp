@@ -382,6 +382,17 @@ TEST_P(LobbiesTest, LobbyWhoseDeletionDiedIsOneToTheLastAndIsDeletedAgain) {
   }
 }
 
+TEST_P(LobbiesTest, LobbyWhoseFolderCannotBeReadToItsEndIsOneStill) {
+  makeLobby("Alpha");
+  std::ofstream(share.path("Alpha/Edit 1.Room"));
+  ASSERT_EQ(ann.ask("refuse readdir"), "yes");
+  ann.ask("delete Alpha");
+  EXPECT_EQ(ben.ask("available"), "Alpha");
+  EXPECT_TRUE(share.has("Alpha/Edit 1.Room"));
+  EXPECT_EQ(ben.ask("delete Alpha"), "yes");
+  EXPECT_FALSE(share.has("Alpha"));
+}
+
 // Storage that knows neither way to give the list its name gets a copy.
 TEST_P(LobbiesTest, ListThatCannotBeCopiedWholeLeavesNone) {
   ASSERT_EQ(ann.ask("refuse link"), "yes");

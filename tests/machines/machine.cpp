@@ -4,6 +4,7 @@
 //
 // It says READY when it takes commands, and ends with its input.  Names of rooms lie in the
 // projects base directory, other paths are whole.
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -23,7 +24,9 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "host/files/file_manager.h"
@@ -162,6 +165,21 @@ MISCDISC_EXPORT int lsetxattr(const char* path, const char* name, const void* va
   static auto* const real =
       next<int(const char*, const char*, const void*, size_t, int)>("lsetxattr");
   return refused("setxattr") ? -1 : real(path, name, value, size, flags);
+}
+
+// Refused: nothing more can be read of a folder than the name of its list.
+MISCDISC_EXPORT dirent* readdir(DIR* folder) {
+  static auto* const real = next<dirent*(DIR*)>("readdir");
+  if (!refusedCalls.contains("readdir")) return real(folder);
+  static bool named = false;
+  if (std::exchange(named, false)) {
+    errno = EIO;
+    return nullptr;
+  }
+  dirent* entry = real(folder);
+  while (entry && entry->d_name != std::string_view("DefNetDrive.txt")) entry = real(folder);
+  named = entry != nullptr;
+  return entry;
 }
 
 MISCDISC_EXPORT int fsync(int file) {
