@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdint>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -15,6 +14,7 @@
 
 #include "host/files/mount_facts.h"
 #include "host/files/open_file.h"
+#include "host/fnv1a.h"
 #include "host/settings.h"
 #include "miscdisc/platform/log.h"
 
@@ -70,13 +70,9 @@ LockState stateOfByte(int descriptor, off_t byte) {
 
 short lockType(LockKind kind) { return kind == LockKind::kShared ? F_RDLCK : F_WRLCK; }
 
-// Every machine must find the same byte for a name: FNV-1a, in the range that all servers take.
+// Every machine must find the same byte for a name, in the range that all servers take.
 off_t byteOf(const std::string& name) {
-  uint64_t hash = 0xCBF29CE484222325;
-  for (const char character : name) {
-    hash = (hash ^ static_cast<unsigned char>(character)) * 0x100000001B3;
-  }
-  return static_cast<off_t>(hash & 0x3FFFFFFFFFFFFFFF);
+  return static_cast<off_t>(fnv1a(name) & 0x3FFFFFFFFFFFFFFF);
 }
 
 // The open file is the one that carries the name.

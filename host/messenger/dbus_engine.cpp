@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/fnv1a.h"
 #include "host/messenger/pauses.h"
 
 namespace host {
@@ -57,11 +58,9 @@ using Message = std::unique_ptr<sd_bus_message, UnrefMessage>;
 
 // Groups that share a path are told apart by the name that each text carries.
 std::string pathOf(const std::string& group) {
-  uint64_t hash = 0xcbf29ce484222325;  // FNV-1a
-  for (const unsigned char byte : group) hash = (hash ^ byte) * 0x100000001b3;
   char path[64];
   std::snprintf(path, sizeof path, "/org/miscdisc/group/%016llx",
-                static_cast<unsigned long long>(hash));
+                static_cast<unsigned long long>(fnv1a(group)));
   return path;
 }
 
