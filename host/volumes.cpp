@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/files/open_file.h"
 #include "host/settings.h"
 #include "host/volumes/ask_all.h"
 #include "host/volumes/errands.h"
@@ -94,8 +95,11 @@ bool isFolder(const std::string& path) {
   return stat(path.c_str(), &found) == 0 && S_ISDIR(found.st_mode);
 }
 
-bool makeFolder(const std::string& path) {
-  return isFolder(path) || mkdir(path.c_str(), 0777) == 0 || isFolder(path);
+// True, too, where another machine makes it at the same time.
+bool makeMediaFolder(const std::string& path) {
+  if (isFolder(path)) return true;
+  const auto parent = host::folderOf(path);
+  return (parent && host::createFolder(path, *parent)) || isFolder(path);
 }
 
 bool isPrepared(const std::string& folder) {
@@ -107,8 +111,9 @@ bool prepare(const std::string& folder, bool ownMedia) {
   std::error_code ignored;
   if (ownMedia) std::filesystem::create_directories(folder, ignored);
   bool made = true;
-  for (const char* name : kMediaFolders)
-    made = makeFolder(host::joined(folder, "/"s + name)) && made;
+  for (const char* name : kMediaFolders) {
+    made = makeMediaFolder(host::joined(folder, "/"s + name)) && made;
+  }
   return made;
 }
 

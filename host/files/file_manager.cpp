@@ -272,18 +272,7 @@ class FileManager final : public iFileManager {
     while (path.size() > 1 && path.back() == '/') path.pop_back();
     if (path.empty()) return false;
     const std::optional<Folder> parent = folderToWrite(path);
-    if (!parent || mkdir(path.c_str(), 0777) != 0) return false;
-
-    // As with files: a lobby that only its maker can write in is no lobby.
-    const mode_t wanted = ((parent->mode & S_IWGRP) ? 0070 : 0) |
-                          ((parent->mode & S_IWOTH) ? 0007 : 0) | (parent->mode & S_ISVTX);
-    const Descriptor folder = nameWithoutOpening(path);
-    struct stat status;
-    if (folder && fstat(folder.number(), &status) == 0 && S_ISDIR(status.st_mode) &&
-        (status.st_mode & wanted) != wanted) {
-      (void)!chmod(pathOfOpen(folder.number()).c_str(), (status.st_mode & 07777) | wanted);
-    }
-    return true;
+    return parent && createFolder(path, *parent);
   }
 
   bool copy(const WString& wideSource, const WString& wideDestination, unsigned, unsigned,

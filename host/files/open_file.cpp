@@ -133,6 +133,20 @@ Descriptor createNew(const std::string& path, int access, const Folder& folder) 
   return file;
 }
 
+bool createFolder(const std::string& path, const Folder& parent) {
+  if (mkdir(path.c_str(), 0777) != 0) return false;
+
+  const mode_t wanted = ((parent.mode & S_IWGRP) ? 0070 : 0) |
+                        ((parent.mode & S_IWOTH) ? 0007 : 0) | (parent.mode & S_ISVTX);
+  const Descriptor folder = nameWithoutOpening(path);
+  struct stat status;
+  if (folder && fstat(folder.number(), &status) == 0 && S_ISDIR(status.st_mode) &&
+      (status.st_mode & wanted) != wanted) {
+    (void)!chmod(pathOfOpen(folder.number()).c_str(), (status.st_mode & 07777) | wanted);
+  }
+  return true;
+}
+
 Descriptor nameWithoutOpening(const std::string& path) {
   return Descriptor(::open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
 }

@@ -85,6 +85,10 @@ Descriptor openExisting(const std::string& path, int access);
 // write the new file, whatever the umask: another user's leftover could not be locked otherwise.
 Descriptor createNew(const std::string& path, int access, const Folder& folder);
 
+// Makes a folder, for whoever may write in the one around it, likewise; it is sticky where that one
+// is.  False, with errno set, when it could not be made or the name is taken.
+bool createFolder(const std::string& path, const Folder& parent);
+
 // A descriptor that only stands for what has the name now, be it a link: neither read nor written
 // through, so its close drops no lock and its making needs no right to the file.
 Descriptor nameWithoutOpening(const std::string& path);

@@ -85,6 +85,20 @@ TEST_F(VolumesTest, PreparingMakesTheMediaFolders) {
   EXPECT_FALSE(FsysPrepareVolumeForMedia(L'E'));
 }
 
+TEST_F(VolumesTest, MediaFoldersServeWhoeverMayWriteOnTheVolume) {
+  useTwoVolumes();
+  const std::string volume = test::home() + "/a";
+  ASSERT_EQ(chmod(volume.c_str(), 0775), 0);
+  const mode_t before = umask(077);
+  EXPECT_TRUE(FsysPrepareVolumeForMedia(L'E'));
+  umask(before);
+  for (const char* name : {"/Material", "/Sound"}) {
+    struct stat made {};
+    ASSERT_EQ(stat((volume + name).c_str(), &made), 0);
+    EXPECT_EQ(made.st_mode & 07777, 0770u) << name;
+  }
+}
+
 TEST_F(VolumesTest, AFileInTheOwnMediaFoldersPlaceIsNotPresent) {
   test::writeFile(test::home() + "/media", "a file");
   EXPECT_FALSE(FsysIsVolumePresent(L'E'));
