@@ -3,9 +3,9 @@
 #include <charconv>
 
 std::optional<NetMessage> NetMessage::fromString(const String& text) {
-  int type = 0;
-  const char* const end = text.data() + text.size();
-  const auto [behind, error] = std::from_chars(text.data(), end, type);
-  if (error != std::errc() || type < 0 || behind == end || *behind != ' ') return {};
-  return NetMessage(static_cast<Type>(type), String(behind + 1, end));
+  int type = -1;
+  std::from_chars(text.data(), text.data() + text.size(), type);
+  const String start = std::to_string(type) + ' ';
+  if (type < 0 || !text.starts_with(start)) return {};
+  return NetMessage(static_cast<Type>(type), text.substr(start.size()));
 }

@@ -158,8 +158,8 @@ TEST(NetMessage, IsReadBackFromTheTextInWhichItTravels) {
 }
 
 TEST(NetMessage, IsNotReadFromAnyOtherText) {
-  for (const char* text : {"", " ", "8", "8\t", " 8 x", "-8 x", "+8 x", "8x", "x", "0x8 x",
-                           "99999999999 x", "StartBatch"}) {
+  for (const char* text : {"", " ", "8", "8\t", " 8 x", "-8 x", "+8 x", "8x", "x", "0x8 x", "08 x",
+                           "-0 x", "99999999999 x", "StartBatch"}) {
     EXPECT_FALSE(NetMessage::fromString(text)) << text;
   }
 }
