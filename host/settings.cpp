@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
-#include <cstring>
 #include <mutex>
 
 #include "host/os.h"
@@ -334,8 +333,7 @@ Loaded load() {
   Loaded loaded;
   if (contents.error == ENOENT || contents.error == ENOTDIR) return loaded;
   if (contents.error != 0) {
-    loaded.problem = describeProblem(
-        file, {1, 1}, std::string("a readable file was expected: ") + strerror(contents.error));
+    loaded.problem = describeUnreadable(file, contents.error);
     return loaded;
   }
   TomlFile parsed = parseToml(file, contents.bytes);

@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <charconv>
 #include <chrono>
-#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <map>
@@ -182,8 +181,7 @@ StateFile::Contents& StateFile::newest() {
   if (contents.error == ENOENT || contents.error == ENOTDIR) return known;
   if (contents.error != 0) {
     known.uncertain = true;
-    known.problem = describeProblem(
-        file, {1, 1}, std::string("a readable file was expected: ") + strerror(contents.error));
+    known.problem = describeUnreadable(file, contents.error);
     return known;
   }
   TomlFile parsed = parseToml(file, contents.bytes);

@@ -1,6 +1,7 @@
 #include "host/toml.h"
 
 #include <cstdio>
+#include <cstring>
 
 namespace host {
 namespace {
@@ -27,6 +28,11 @@ std::string describeProblem(const std::string& file, const toml::source_position
                             std::string_view what) {
   return file + ":" + std::to_string(where.line) + ":" + std::to_string(where.column) + ": " +
          asOneLine(what);
+}
+
+std::string describeUnreadable(const std::string& file, int error) {
+  return describeProblem(file, {1, 1},
+                         std::string("a readable file was expected: ") + std::strerror(error));
 }
 
 TomlFile parseToml(const std::string& file, const std::string& contents) {

@@ -30,6 +30,9 @@ namespace host {
 std::string describeProblem(const std::string& file, const toml::source_position& where,
                             std::string_view what);
 
+// The same for a file that could not be read, with the system's error.
+std::string describeUnreadable(const std::string& file, int error);
+
 // The contents of a file, parsed.
 struct TomlFile {
   toml::table table;

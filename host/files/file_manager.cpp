@@ -61,10 +61,7 @@ class OpenFile final : public iFile {
 
   bool valid() const override { return true; }
 
-  int64_t size() override {
-    struct stat status;
-    return fstat(file_.number(), &status) == 0 ? status.st_size : 0;
-  }
+  int64_t size() override { return sizeOf(file_.number()); }
 
   size_t read(void* bytes, size_t count) override {
     return readFully(file_.number(), bytes, count);
@@ -85,11 +82,9 @@ class LockHandle final : public iFile {
   bool valid() const override { return lock_.held(); }
 
   int64_t size() override {
-    struct stat status = {};
-    lock_.withDescriptor([&](int file) {
-      if (fstat(file, &status) != 0) status.st_size = 0;
-    });
-    return status.st_size;
+    int64_t bytes = 0;
+    lock_.withDescriptor([&](int file) { bytes = sizeOf(file); });
+    return bytes;
   }
 
   size_t read(void* bytes, size_t count) override {
@@ -327,7 +322,7 @@ class FileManager final : public iFileManager {
     const bool modesTell =
         fstat(dirfd(directory.get()), &status) == 0 && mountFacts(folder, status.st_dev).ownModes;
     for (const std::string& name : names) {
-      const bool marked = isMarked(folder + "/" + name, modesTell);
+      const bool marked = isMarked(folder + name, modesTell);
       items.add({Qx::WStringFromUTF8(name), marked ? kMarked : 0});
     }
     return complete;

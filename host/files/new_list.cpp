@@ -87,10 +87,7 @@ class NewList final : public iFile {
 
   bool valid() const override { return true; }
 
-  int64_t size() override {
-    struct stat status;
-    return fstat(file_.number(), &status) == 0 ? status.st_size : 0;
-  }
+  int64_t size() override { return sizeOf(file_.number()); }
 
   size_t read(void*, size_t) override { return 0; }
 

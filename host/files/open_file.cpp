@@ -153,6 +153,11 @@ Descriptor nameWithoutOpening(const std::string& path) {
 
 std::string pathOfOpen(int descriptor) { return "/proc/self/fd/" + std::to_string(descriptor); }
 
+int64_t sizeOf(int descriptor) {
+  struct stat status;
+  return fstat(descriptor, &status) == 0 ? status.st_size : 0;
+}
+
 size_t readFully(int descriptor, void* bytes, size_t count) {
   size_t done = 0;
   while (done < count) {

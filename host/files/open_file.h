@@ -9,6 +9,7 @@
 #include <dirent.h>
 #include <sys/types.h>
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -95,6 +96,9 @@ Descriptor nameWithoutOpening(const std::string& path);
 
 // A path that leads to what the descriptor stands for, whatever becomes of its name.
 std::string pathOfOpen(int descriptor);
+
+// Bytes; 0 when the file cannot tell.
+int64_t sizeOf(int descriptor);
 
 // Whole requests, over interruptions and short counts.
 size_t readFully(int descriptor, void* bytes, size_t count);

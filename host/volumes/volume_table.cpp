@@ -8,7 +8,6 @@
 
 #include "host/places.h"
 #include "host/settings.h"
-#include "host/volume_ids.h"
 #include "host/volumes/ask_all.h"
 #include "host/volumes/discovery.h"
 #include "host/volumes/letters.h"
@@ -19,6 +18,8 @@ namespace host {
 namespace {
 
 constexpr wchar_t kOwnMediaLetter = L'E';
+// Media location n has the id U+E030 + n.
+constexpr wchar_t kLocationIds = 0xE030;
 constexpr wchar_t kLastLocationId = 0xF8FF;
 
 std::atomic<bool> lettersAreKept = true;
