@@ -1,14 +1,11 @@
 // "completion": scripts for shells, and what they ask for at every word.
-#include <algorithm>
-#include <cstdlib>
-
 #include "console/commands.h"
 #include "console/completion.h"
 #include "console/completion_scripts.h"
+#include "console/seconds.h"
 #include "console/space.h"
 #include "console/tasks.h"
 #include "host/formats.h"
-#include "host/state_file.h"
 #include "miscdisc/lobby/configuration_keys.h"
 #include "miscdisc/lobby/lobby_utils.h"
 #include "miscdisc/platform/project_folders.h"
@@ -67,7 +64,8 @@ std::string kindOf(const std::string& value) {
 Exit showNext(Context& context, const CLI::App& app, const std::vector<std::string>& words) {
   BegunWord word = begunWord(app, words);
   Options options = context.options;
-  if (word.timeout) options.timeout = std::clamp(std::atof(word.timeout->c_str()), 0.001, 3600.0);
+  const bool isTimeout = word.timeout && secondsToAnswer()(*word.timeout).empty();
+  if (isTimeout) options.timeout = std::stod(*word.timeout);
   std::vector<Candidate> names;
   addNames(word, options, names);
   for (Candidate& name : names) name.text.insert(0, word.before);

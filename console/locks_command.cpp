@@ -8,6 +8,7 @@
 #include "console/folders.h"
 #include "console/lock_files.h"
 #include "console/progress.h"
+#include "console/seconds.h"
 #include "console/space_commands.h"
 #include "console/space_view.h"
 #include "miscdisc/platform/paths.h"
@@ -164,7 +165,7 @@ void addLocks(CLI::App& app, Context& context, Command& chosen) {
       ->required();
   waiting->add_option("--for", arguments->seconds, "Seconds at most: without end unless given")
       ->type_name("SECONDS")
-      ->check(CLI::Range(0.0, 1e9));
+      ->check(Seconds(0, 1e9));
 }
 
 }  // namespace console

@@ -13,6 +13,7 @@
 #include "console/holding.h"
 #include "console/manual.h"
 #include "console/program.h"
+#include "console/seconds.h"
 #include "host/log.h"
 
 namespace {
@@ -30,7 +31,7 @@ void addGlobalOptions(CLI::App& app, Options& options) {
   app.add_option("--timeout", options.timeout,
                  "Seconds that a mount has to answer: 0.25 unless set")
       ->type_name("SECONDS")
-      ->check(CLI::Range(0.001, 3600.0))
+      ->check(secondsToAnswer())
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   app.add_flag("--yes", options.yes, "Do what is refused without");
   app.add_flag("--dry-run", options.dryRun, "Say what would be changed, and change nothing");

@@ -100,6 +100,9 @@ expect_all_offered() { # COMMAND...
   diff <(offered with Beta --room "") <(printf 'Mix 2\n')
   diff <(offered hold Beta --room=M) <(printf -- '--room=Mix 2\n')
   diff <(offered hold --room "") <(printf 'Edit 1\nMix\n')
+  # A value that the option itself refuses is left out of account.
+  ask completion bash --next -- --timeout nan lobby use ""
+  diff <(tail -n +2 data | cut -f1) <(printf 'Alpha\nBeta\n')
 }
 
 @test "drives, tasks, hidden volumes, formats and keys are offered" {

@@ -409,7 +409,7 @@ a" ]
 }
 
 @test "a deadline is a number of seconds above zero" {
-  for wrong in 0 -1 x ""; do
+  for wrong in 0 -1 x nan inf ""; do
     ask drives list --timeout "$wrong"
     expect_code 2
   done

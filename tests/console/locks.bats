@@ -260,6 +260,14 @@ load lobby
   expect_words "Edit 1.Room.lck is a leftover: nobody holds it"
 }
 
+@test "how long is waited is a number of seconds" {
+  share
+  for wrong in -1 x nan inf; do
+    ask locks wait P0001000 --for "$wrong"
+    expect_code 2
+  done
+}
+
 @test "the project that means none is refused" {
   share
   for command in "locks wait" "project who"; do
