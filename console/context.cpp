@@ -2,11 +2,14 @@
 
 #include <fcntl.h>
 #include <fmt/core.h>
+#include <poll.h>
 #include <unistd.h>
 #include <utf8proc.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 
@@ -92,6 +95,9 @@ bool Output::flush() {
       done += static_cast<size_t>(count);
     } else if (errno == EPIPE) {
       break;
+    } else if (errno == EAGAIN) {  // whoever shares it has set it not to wait
+      pollfd ready{descriptor_, POLLOUT, 0};
+      poll(&ready, 1, -1);
     } else if (errno != EINTR) {
       complain(std::string("standard output cannot be written: ") + strerror(errno));
       return false;

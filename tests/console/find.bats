@@ -160,6 +160,26 @@ END
   [ ! -s words ]
 }
 
+@test "a pipe that is set not to wait gets everything all the same" {
+  three_volumes
+  for i in $(seq 3000); do : >"e/Material/file$i"; done
+  # Nobody reads before the pipe is full.
+  python3 - <<'END'
+import os, select, subprocess, time
+ours, theirs = os.pipe()
+os.set_blocking(theirs, False)
+names = [f"file{i}" for i in range(1, 3001)]
+command = [os.environ["MISCDISC_COMMAND"], "--timeout", "60", "find", *names]
+child = subprocess.Popen(command, stdout=theirs)
+while select.select([], [theirs], [], 0)[1] and child.poll() is None:
+    time.sleep(0.01)
+os.close(theirs)
+lines = os.fdopen(ours).read().splitlines()
+assert child.wait() == 0, child.returncode
+assert len(lines) == 3000, len(lines)
+END
+}
+
 @test "a full disk under standard output is a failure" {
   three_volumes
   code=0
