@@ -271,7 +271,7 @@ class SettingsReader {
     if (vc3 && CompressionFormat::getFrameSize(read.format, read.shot) == 0) {
       expected(placeOf(table, "megabits"), "megabits: the rate of a VC-3 class for " +
                                                describePicture(read.shot) +
-                                               " was expected; docs/formats.md lists the classes");
+                                               " was expected; formats.md lists the classes");
     }
   }
 
@@ -311,7 +311,7 @@ class SettingsReader {
       if (!isKnown) {
         expected(node.source(),
                  "formats: a built-in format or one of [formats] was expected, not " + *name +
-                     "; docs/formats.md lists the built-in ones");
+                     "; formats.md lists the built-in ones");
       }
       names.push_back(*name);
     }

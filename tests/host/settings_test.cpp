@@ -217,7 +217,7 @@ TEST_F(SettingsTest, AProblemOfAFormatNamesThePlace) {
        "7:12: megabits: a whole number from 1 to 10000 was expected"},
       {"[formats.x]\nfourcc='AVdn'\nwidth=720\nheight=576\nbits=16\nrate=25\nmegabits = 120\n",
        "7:12: megabits: the rate of a VC-3 class for 720 x 576 at 25 was expected; "
-       "docs/formats.md lists the classes"},
+       "formats.md lists the classes"},
       {"[formats.x]\nfourcc='UYVY'\nwidth=720\nheight=576\nbits=16\nrate=25\ndescription = 5\n",
        "7:15: description: a text in quotes was expected"},
   };
@@ -249,7 +249,7 @@ TEST_F(SettingsTest, AProblemOfTheDrivesNamesThePlace) {
        "2:20: formats: a format's name in quotes was expected"},
       {"[drives]\nformats = ['dv25', 'DV25']\n",
        "2:20: formats: a built-in format or one of [formats] was expected, not DV25; "
-       "docs/formats.md lists the built-in ones"},
+       "formats.md lists the built-in ones"},
       {"[drives]\nlow_minutes = -1\n",
        "2:15: low_minutes: a whole number from 0 to 100000 was expected"},
       {"[drives]\nlow_minutes = 100001\n",
