@@ -1,5 +1,6 @@
 #include "console/manual.h"
 
+#include <algorithm>
 #include <sstream>
 
 #include "console/option_tree.h"
@@ -19,6 +20,14 @@ std::string escaped(const std::string& line) {
       result += c;
     }
   }
+  return result;
+}
+
+// As it stands.
+std::string lines(const std::string& text) {
+  std::istringstream all(text);
+  std::string result;
+  for (std::string line; std::getline(all, line);) result += escaped(line) + "\n";
   return result;
 }
 
@@ -55,6 +64,31 @@ std::string inBrackets(bool optional, const std::string& words) {
   return optional ? " Oo " + words + " Oc" : " " + words;
 }
 
+std::string argument(const CLI::Option& option) {
+  return "Ar " + valueName(option) + (takesMany(option) ? " ..." : "");
+}
+
+// How a command is called.
+std::string use(const CLI::App& command) {
+  std::string words, alternatives;
+  const std::vector<const CLI::Option*> oneOf = oneOfThese(command);
+  for (const CLI::Option* option : oneOf) {
+    const std::string other = option->get_positional() ? argument(*option) : flags(*option);
+    alternatives += (alternatives.empty() ? " " : " | ") + other;
+  }
+  const auto stands = [&](const CLI::Option* option) {
+    return std::find(oneOf.begin(), oneOf.end(), option) == oneOf.end();
+  };
+  for (const CLI::Option* option : optionsOf(command)) {
+    const bool isHelp = option == command.get_help_ptr();
+    if (!isHelp && stands(option)) words += inBrackets(true, flags(*option));
+  }
+  for (const CLI::Option* option : argumentsOf(command)) {
+    if (stands(option)) words += inBrackets(!option->get_required(), argument(*option));
+  }
+  return words + alternatives;
+}
+
 // "--help" is said once, with the options that every command has.
 void print(std::string& page, const std::vector<const CLI::Option*>& options,
            const CLI::Option* help = nullptr) {
@@ -74,21 +108,15 @@ void print(std::string& page, const CLI::App& command, const std::string& before
   const auto options = optionsOf(command), arguments = argumentsOf(command);
   page += ".Ss miscdisc " + name + "\n";
   if (inner.empty() || options.size() > 1) {
-    std::string use = ".Nm Cm " + name;
-    for (const CLI::Option* option : options) {
-      if (option != command.get_help_ptr()) use += inBrackets(true, flags(*option));
-    }
-    for (const CLI::Option* argument : arguments) {
-      const std::string more = takesMany(*argument) ? " ..." : "";
-      use += inBrackets(!argument->get_required(), "Ar " + valueName(*argument) + more);
-    }
-    page += use + "\n.Pp\n";
+    // What follows -- is no option to the options' library.
+    const std::string run = name == "with" ? " Fl - Ar COMMAND ..." : "";
+    page += ".Nm Cm " + name + use(command) + run + "\n.Pp\n";
   }
   page += sentences(command.get_description());
   print(page, arguments);
   print(page, options, command.get_help_ptr());
   if (const std::string footer = command.get_footer(); !footer.empty()) {
-    page += ".Bd -literal\n" + sentences(footer) + ".Ed\n";
+    page += ".Bd -literal\n" + lines(footer) + ".Ed\n";
   }
   for (const CLI::App* next : inner) print(page, *next, name + " ");
 }

@@ -39,6 +39,18 @@ std::vector<const CLI::Option*> argumentsOf(const CLI::App& command) {
   return found;
 }
 
+std::vector<const CLI::Option*> oneOfThese(const CLI::App& command) {
+  std::vector<const CLI::Option*> found;
+  for (const CLI::App* group : command.get_subcommands(any)) {
+    const bool wantsOne =
+        group->get_require_option_min() == 1 && group->get_require_option_max() == 1;
+    if (!group->get_name().empty() || !wantsOne) continue;
+    addOptions(*group, true, found);
+    addOptions(*group, false, found);
+  }
+  return found;
+}
+
 const CLI::App* commandOf(const CLI::App& family, const std::string& name) {
   for (const CLI::App* command : commandsOf(family)) {
     if (command->check_name(name)) return command;

@@ -14,6 +14,9 @@ std::vector<const CLI::Option*> optionsOf(const CLI::App& command);
 // Those without a name of their own: ROOM.
 std::vector<const CLI::Option*> argumentsOf(const CLI::App& command);
 
+// The options and arguments of a command of which exactly one is given; empty: it has none such.
+std::vector<const CLI::Option*> oneOfThese(const CLI::App& command);
+
 // Null: it has no such command, or option ("--room").
 const CLI::App* commandOf(const CLI::App& family, const std::string& name);
 const CLI::Option* optionOf(const CLI::App& command, const std::string& name);

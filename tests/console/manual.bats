@@ -37,6 +37,16 @@ pages=("$root/docs/man/miscdisc.1" "$root/docs/man/miscdisc.toml.5")
   done <options
 }
 
+@test "the page says how a command is called" {
+  while read -r use; do
+    grep -qxF "$use" "${pages[0]}" || { echo "missing: $use"; return 1; }
+  done <<'END'
+.Nm Cm notify send Oo Fl -lobby Ar LOBBY Oc Ar TEXT | Fl -added Ar FILE | Fl -removed Ar FILE | Fl -rescan
+.Nm Cm with Oo Fl -room Ar ROOM Oc Oo Fl -project Ar PROJECT Oc Ar LOBBY Fl - Ar COMMAND ...
+.Nm Cm drives check Oo Fl -min-minutes Ar MINUTES@FORMAT Oc Oo Fl -min-free Ar SIZE Oc Oo Ar DRIVE ... Oc
+END
+}
+
 @test "man and mandoc have nothing to say about them" {
   for page in "${pages[@]}"; do
     LC_ALL=C.UTF-8 man --warnings -l "$page" >shown 2>words
