@@ -9,6 +9,8 @@
 namespace fuzz {
 namespace {
 
+constexpr const char* kQuietSettings = "messenger.engine = \"none\"\n[volumes]\ndiscover = false\n";
+
 void removeHome() {
   std::error_code ignored;
   std::filesystem::remove_all(home(), ignored);
@@ -20,14 +22,12 @@ std::string makeHome() {
   setenv("MISCDISC_HOME", name.c_str(), 1);
   setenv("DBUS_SESSION_BUS_ADDRESS", "", 1);
   setenv("XDG_RUNTIME_DIR", "", 1);
-  std::ofstream(name + "/config.toml") << kQuietSettings << "[volumes]\ndiscover = false\n";
+  std::ofstream(name + "/config.toml") << kQuietSettings;
   std::atexit(removeHome);
   return name;
 }
 
 }  // namespace
-
-const char* const kQuietSettings = "messenger.engine = \"none\"\n";
 
 const std::string& home() {
   static const std::string& folder = *new std::string(makeHome());
@@ -46,6 +46,10 @@ void writeInHome(const std::string& name, std::string_view bytes) {
   std::ofstream file(fileInHome(name), std::ios::binary | std::ios::trunc);
   file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   claim(bool(file.flush()), "a file can be written");
+}
+
+void settleVolume(const std::string& moreSettings) {
+  writeInHome("config.toml", kQuietSettings + ("E = \"" + fileInHome("e") + "\"\n") + moreSettings);
 }
 
 void forgetLog() {

@@ -14,13 +14,13 @@ namespace fuzz {
 // It goes when the program ends by itself.
 const std::string& home();
 
-// What config.toml says in every home.
-extern const char* const kQuietSettings;
-
 std::string fileInHome(const std::string& name);
 WString wideFileInHome(const std::string& name);
 void makeFolderInHome(const std::string& name);  // and those above it
 void writeInHome(const std::string& name, std::string_view bytes);
+
+// Makes the home's folder "e" the only volume, E.  More sections may follow.
+void settleVolume(const std::string& moreSettings = {});
 
 // So that a long run does not fill the memory.
 void forgetLog();

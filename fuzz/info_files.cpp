@@ -9,7 +9,6 @@
 #include "fuzz/home.h"
 #include "miscdisc/media/disk_manager.h"
 #include "miscdisc/netshare/project_share.h"
-#include "miscdisc/platform/fsys.h"
 #include "miscdisc/platform/os.h"
 #include "miscdisc/platform/project_folders.h"
 
@@ -19,9 +18,7 @@ using fuzz::claim;
 
 void makeFolders() {
   for (const char* folder : {"lobby", "e/Material", "e/Sound"}) fuzz::makeFolderInHome(folder);
-  fuzz::writeInHome("config.toml", std::string(fuzz::kQuietSettings) + "machine.user = \"ann\"\n" +
-                                       "[volumes]\ndiscover = false\nE = \"" +
-                                       fuzz::fileInHome("e") + "\"\n");
+  fuzz::settleVolume("[machine]\nuser = \"ann\"\n");
   setProjectsBaseDirectory(fuzz::wideFileInHome("lobby/"));
   DiskManager::init();
 }

@@ -1,7 +1,6 @@
 // A list of drives, as people and other machines have left it: read and edited as a file, mounted
 // as media locations, and as the list of what a space hides.  A "./" at the start of a line stands
 // for the home's folder.
-#include <algorithm>
 #include <cstdint>
 #include <set>
 #include <string>
@@ -24,9 +23,7 @@ void makeFolders() {
     fuzz::makeFolderInHome(folder);
   }
   fuzz::makeFolderInHome("projects");
-  fuzz::writeInHome("config.toml", std::string(fuzz::kQuietSettings) +
-                                       "[volumes]\ndiscover = false\nE = \"" +
-                                       fuzz::fileInHome("e") + "\"\n");
+  fuzz::settleVolume();
   setLocalProjectsDir(fuzz::wideFileInHome("projects/"));
 }
 

@@ -1,7 +1,7 @@
 // Texts of other machines, one a line, as the cache follows them.
+#include <algorithm>
 #include <cstdint>
 #include <deque>
-#include <filesystem>
 #include <string>
 
 #include "fuzz/claim.h"
@@ -20,15 +20,12 @@ using Kind = CacheEvent::Kind;
 constexpr unsigned kFiles = 3;
 
 void makeVolume() {
-  const std::string folder = fuzz::fileInHome("e");
   for (const char* name : {"e/Material", "e/Sound"}) fuzz::makeFolderInHome(name);
   for (const char* name : {"e/Material/A001.mxf", "e/Material/what?.mxf", "e/Sound/B002.wav"}) {
     fuzz::writeInHome(name, "");
   }
   fuzz::writeInHome("outside.mxf", "");
-  fuzz::writeInHome("config.toml", std::string(fuzz::kQuietSettings) +
-                                       "[volumes]\ndiscover = false\nE = \"" + folder +
-                                       "\"\n[shares]\n'//nas/e' = \"" + folder + "\"\n");
+  fuzz::settleVolume("[shares]\n'//nas/e' = \"" + fuzz::fileInHome("e") + "\"\n");
 }
 
 void parse(const String& text) {

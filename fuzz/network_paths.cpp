@@ -65,11 +65,8 @@ Input inputOf(std::string_view bytes) {
 }
 
 void makeVolume() {
-  const std::string folder = fuzz::fileInHome("e");
   fuzz::makeFolderInHome("e/Material");
-  fuzz::writeInHome("config.toml", std::string(fuzz::kQuietSettings) +
-                                       "[volumes]\ndiscover = false\nE = \"" + folder +
-                                       "\"\n[shares]\n'//nas/e' = \"" + folder + "\"\n");
+  fuzz::settleVolume("[shares]\n'//nas/e' = \"" + fuzz::fileInHome("e") + "\"\n");
 }
 
 std::string withoutLastSeparators(std::string path) {
