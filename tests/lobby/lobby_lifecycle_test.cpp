@@ -4,7 +4,7 @@
 #include "miscdisc/lobby/lobby_utils.h"
 #include "miscdisc/media/disk_manager.h"
 #include "tests/fakes/fake_platform.h"
-#include "tests/media/listener.h"
+#include "tests/media/drive_names.h"
 
 namespace {
 
@@ -24,14 +24,6 @@ struct LobbyLifecycleTest : testing::Test {
     platform.addFile(L"/mnt/nas/" + name + L"/DefNetDrive.txt", locations);
   }
 
-  static std::vector<WString> names() {
-    std::vector<WString> result;
-    for (unsigned short i = 0; const MediaDrive* drive = DiskManager::get_drive(i); ++i) {
-      result.push_back(drive->getUserName(false));
-    }
-    return result;
-  }
-
   static std::vector<WString> available() {
     Vector<WString> lobbies;
     lobbies.add(L"from before");
@@ -45,7 +37,7 @@ struct LobbyLifecycleTest : testing::Test {
     platform.addFile(L"/media/e/Material/a.mxf");
     LobbyUtils::mountUserMaterialDrives(L"");
     initialise_directory_caches(false);
-    ASSERT_EQ(names(), (std::vector<WString>{L"/media/e"}));
+    ASSERT_EQ(driveNames(), (std::vector<WString>{L"/media/e"}));
     ASSERT_EQ(getSystemCache()->count(), 1u);
   }
 
@@ -55,7 +47,7 @@ struct LobbyLifecycleTest : testing::Test {
       if (call.starts_with("Fsys") && !call.starts_with("FsysReInitialize")) return;
       // A listing is let go under its directory's lock, under which nobody asks for others.
       const bool released = call.starts_with("release ");
-      move.push_back(call + ": " + std::to_string(names().size()) + " drives, " +
+      move.push_back(call + ": " + std::to_string(driveNames().size()) + " drives, " +
                      (released ? "" : std::to_string(getSystemCache()->count()) + " files, ") +
                      (LobbyUtils::machineIsInNetworkMode() ? "network" : "local"));
     };
@@ -169,13 +161,13 @@ TEST_F(LobbyLifecycleTest, EnteringALobbyBringsItsDrives) {
   platform.addFile(L"/home/ann/projects/DefNetDrive.txt", "/loc/Home\n");
   addLobby(L"Alpha", "/loc/Shared");
   LobbyUtils::mountUserMaterialDrives(L"");
-  EXPECT_EQ(names(), (std::vector<WString>{L"Home"}));
+  EXPECT_EQ(driveNames(), (std::vector<WString>{L"Home"}));
 
   LobbyUtils::setCurrentNetworkLobby(L"Alpha");
   EXPECT_TRUE(LobbyUtils::machineIsInNetworkMode());
   EXPECT_EQ(setting("network lobby name"), "Alpha");
   EXPECT_FALSE(platform.settings.contains({"Configuration", "last network lobby name"}));
-  EXPECT_EQ(names(), (std::vector<WString>{L"Shared"}));
+  EXPECT_EQ(driveNames(), (std::vector<WString>{L"Shared"}));
   EXPECT_EQ(platform.opened, std::vector<FakePlatform::Open>());  // nobody is logged in
 }
 
@@ -192,7 +184,7 @@ TEST_F(LobbyLifecycleTest, ALobbyThatIsNotThereBecomesCurrentAllTheSame) {
   LobbyUtils::setCurrentNetworkLobby(L"Gone");
   EXPECT_TRUE(LobbyUtils::machineIsInNetworkMode());
   EXPECT_EQ(setting("network lobby name"), "Gone");
-  EXPECT_EQ(names(), std::vector<WString>());
+  EXPECT_EQ(driveNames(), std::vector<WString>());
 }
 
 TEST_F(LobbyLifecycleTest, GoingLocalKeepsTheLobbyAsTheLastOne) {
@@ -204,7 +196,7 @@ TEST_F(LobbyLifecycleTest, GoingLocalKeepsTheLobbyAsTheLastOne) {
   EXPECT_FALSE(LobbyUtils::machineIsInNetworkMode());
   EXPECT_EQ(setting("network lobby name"), "");
   EXPECT_EQ(setting("last network lobby name"), "Alpha");
-  EXPECT_EQ(names(), (std::vector<WString>{L"Home"}));
+  EXPECT_EQ(driveNames(), (std::vector<WString>{L"Home"}));
 
   LobbyUtils::switchFromNetworkToLocal();  // there is no lobby to keep
   EXPECT_EQ(setting("last network lobby name"), "");
@@ -233,7 +225,7 @@ TEST_F(LobbyLifecycleTest, EnteringForgetsThenConfiguresThenMounts) {
                                  "release /media/e/Sound/????????.*: 1 drives, local",
                                  "setValue network lobby name = Alpha: 0 drives, 0 files, local",
                                  "FsysReInitialize true: 0 drives, 0 files, network"}));
-  EXPECT_EQ(names(), (std::vector<WString>{L"/media/e"}));
+  EXPECT_EQ(driveNames(), (std::vector<WString>{L"/media/e"}));
 }
 
 TEST_F(LobbyLifecycleTest, GoingLocalForgetsThenConfiguresThenMounts) {
@@ -248,7 +240,7 @@ TEST_F(LobbyLifecycleTest, GoingLocalForgetsThenConfiguresThenMounts) {
                       "setValue last network lobby name = Alpha: 0 drives, 0 files, network",
                       "setValue network lobby name = : 0 drives, 0 files, network",
                       "FsysReInitialize false: 0 drives, 0 files, local"}));
-  EXPECT_EQ(names(), (std::vector<WString>{L"/media/e"}));
+  EXPECT_EQ(driveNames(), (std::vector<WString>{L"/media/e"}));
 }
 
 TEST_F(LobbyLifecycleTest, UnmountingForgetsListingsAndDrivesAndKeepsTheVolumes) {
@@ -258,7 +250,7 @@ TEST_F(LobbyLifecycleTest, UnmountingForgetsListingsAndDrivesAndKeepsTheVolumes)
   initialise_directory_caches(false);
   EXPECT_EQ(getSystemCache()->count(), 1u);
   LobbyUtils::unmountUserMaterialDrives(L"ignored");
-  EXPECT_EQ(names(), std::vector<WString>());
+  EXPECT_EQ(driveNames(), std::vector<WString>());
   EXPECT_NE(platform.volume(L'E'), nullptr);
   const size_t listed = platform.listed.size();
   validate_directory_cache();
@@ -276,6 +268,6 @@ TEST_F(LobbyLifecycleTest, AGivenListIsReadWhateverTheMode) {
   for (const bool networkMode : {false, true}) {
     LobbyUtils::networkMode_ = networkMode;
     EXPECT_TRUE(LobbyUtils::mountUserMaterialDrives(L"/somewhere/list.txt"));
-    EXPECT_EQ(names(), (std::vector<WString>{L"Given"}));
+    EXPECT_EQ(driveNames(), (std::vector<WString>{L"Given"}));
   }
 }

@@ -7,6 +7,7 @@
 #include "miscdisc/media/disk_manager.h"
 #include "miscdisc/netshare/net_login.h"
 #include "tests/fakes/fake_platform.h"
+#include "tests/media/drive_names.h"
 
 namespace {
 
@@ -31,14 +32,6 @@ struct LocalSpaceTest : testing::Test {
                           [&](const char* beginning) { return call.starts_with(beginning); });
     });
     return calls;
-  }
-
-  static std::vector<WString> driveNames() {
-    std::vector<WString> names;
-    for (unsigned short i = 0; const MediaDrive* drive = DiskManager::get_drive(i); ++i) {
-      names.push_back(drive->getUserName(false));
-    }
-    return names;
   }
 
   std::vector<String> callsOfFiles() const {

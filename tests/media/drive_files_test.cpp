@@ -7,8 +7,8 @@
 #include <iterator>
 
 #include "miscdisc/dircache/global_cache.h"
-#include "miscdisc/lobby/lobby_utils.h"
 #include "tests/fakes/fake_platform.h"
+#include "tests/media/drive_names.h"
 #include "tests/media/listener.h"
 
 namespace {
@@ -31,14 +31,6 @@ struct DriveFilesTest : testing::Test {
       platform.addFolder(folder);
       ASSERT_TRUE(DiskManager::addDriveForMediaLocation(folder));
     }
-  }
-
-  static std::vector<WString> names() {
-    std::vector<WString> result;
-    for (unsigned short i = 0; const MediaDrive* drive = DiskManager::get_drive(i); ++i) {
-      result.push_back(drive->getUserName(false));
-    }
-    return result;
   }
 
   const WString kInfo = L"/media/e/Material/MediaSpaceInfo.txt";
@@ -179,7 +171,7 @@ TEST_F(DriveFilesTest, EveryListedFolderIsMounted) {
   platform.addFile(L"/loc/b/Material/MediaSpaceInfo.txt", "name=Studio B\n");
   platform.addFile(L"/share/list.txt", "/loc/a\n/loc/b/\n");
   EXPECT_TRUE(DiskManager::AddDrivesFromFile(L"/share/list.txt"));
-  EXPECT_EQ(names(), (std::vector<WString>{L"a", L"Studio B"}));
+  EXPECT_EQ(driveNames(), (std::vector<WString>{L"a", L"Studio B"}));
   EXPECT_EQ(listener.heard, (std::vector<String>{"disk manager structure change"}));
 }
 
@@ -187,7 +179,7 @@ TEST_F(DriveFilesTest, AFolderThatCannotBeMountedIsLoggedAndTheOthersAreMounted)
   platform.addFolder(L"/loc/a");
   platform.addFile(L"/share/list.txt", "/loc/gone\n\n/loc/a\n/loc/\xFF\n");
   EXPECT_TRUE(DiskManager::AddDrivesFromFile(L"/share/list.txt"));
-  EXPECT_EQ(names(), (std::vector<WString>{L"a"}));
+  EXPECT_EQ(driveNames(), (std::vector<WString>{L"a"}));
   platform.log.resize(3);
   EXPECT_EQ(platform.log, (std::vector<String>{"** Can't add material drive '/loc/gone'\n",
                                                "** Can't add material drive ''\n",
@@ -200,7 +192,7 @@ TEST_F(DriveFilesTest, AnOverlongLineIsCutInTheLogOnly) {
   platform.addFile(L"/share/list.txt",
                    Qx::UTF8FromWString(deep) + "\n/gone/" + String(3000, 'y') + "\n%s%n\n");
   DiskManager::AddDrivesFromFile(L"/share/list.txt");
-  EXPECT_EQ(names(), (std::vector<WString>{WString(3000, L'x')}));
+  EXPECT_EQ(driveNames(), (std::vector<WString>{WString(3000, L'x')}));
   EXPECT_EQ(platform.log[0], "** Can't add material drive '/gone/" + String(988, 'y'));
   EXPECT_EQ(platform.log[1], "** Can't add material drive '%s%n'\n");
 }
@@ -211,7 +203,7 @@ TEST_F(DriveFilesTest, SeventyThousandLinesAreAllTried) {
   platform.addFolder(L"/loc/last");
   platform.addFile(L"/share/list.txt", lines + "/loc/last\n");
   DiskManager::AddDrivesFromFile(L"/share/list.txt");
-  EXPECT_EQ(names(), (std::vector<WString>{L"last"}));
+  EXPECT_EQ(driveNames(), (std::vector<WString>{L"last"}));
 }
 
 TEST_F(DriveFilesTest, AMissingListStillRenewsTheCacheAndTellsOnce) {
@@ -229,7 +221,7 @@ TEST_F(DriveFilesTest, UnmountingListsTheLocationsAndForgetsThem) {
   platform.volume(0xE032)->folder = L"/loc/2/";  // no separator is added or taken
   EXPECT_TRUE(DiskManager::UnmountDrives(list.path.c_str()));
   EXPECT_EQ(list.bytes(), "/loc/1\n/loc/2/\n");
-  EXPECT_EQ(names(), (std::vector<WString>{L"/media/e"}));
+  EXPECT_EQ(driveNames(), (std::vector<WString>{L"/media/e"}));
   EXPECT_EQ(platform.volumes.size(), 1u);
   EXPECT_EQ(listener.heard, (std::vector<String>{"disk manager structure change",
                                                  "disk manager structure change"}));
@@ -269,7 +261,7 @@ TEST_F(DriveFilesTest, WithoutAFileTheLocationsAreUnmountedAllTheSame) {
   mount(1);
   EXPECT_TRUE(DiskManager::UnmountDrives("/no/such/folder/list.txt"));
   EXPECT_EQ(platform.volumes.size(), 1u);
-  EXPECT_EQ(names(), std::vector<WString>());
+  EXPECT_EQ(driveNames(), std::vector<WString>());
 }
 
 TEST_F(DriveFilesTest, WithoutLocationsThereIsNothingToList) {
@@ -304,5 +296,5 @@ TEST_F(DriveFilesTest, AnUnmountedListMountsAgain) {
   DiskManager::UnmountDrives(list.path.c_str());
   platform.addFile(L"/share/list.txt", list.bytes());
   DiskManager::AddDrivesFromFile(L"/share/list.txt");
-  EXPECT_EQ(names(), (std::vector<WString>{L"1", L"Studio B"}));
+  EXPECT_EQ(driveNames(), (std::vector<WString>{L"1", L"Studio B"}));
 }

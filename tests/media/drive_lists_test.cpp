@@ -5,6 +5,7 @@
 #include "miscdisc/platform/fsys.h"
 #include "miscdisc/platform/project_folders.h"
 #include "miscdisc/platform/text_file.h"
+#include "tests/media/drive_names.h"
 #include "tests/platform/ground.h"
 
 namespace {
@@ -20,14 +21,6 @@ class DriveListsTest : public testing::Test {
     ground::makeFolder(inGround(L"Sounds"));
     ground::addVolume(L'V', inGround(L"volume"));
     disk_manager_init();
-  }
-
-  static std::vector<WString> names() {
-    std::vector<WString> result;
-    for (unsigned short i = 0; const MediaDrive* drive = DiskManager::get_drive(i); ++i) {
-      result.push_back(drive->getUserName(false));
-    }
-    return result;
   }
 
   static std::vector<WString> linesOf(const WString& list) {
@@ -58,7 +51,7 @@ TEST_F(DriveListsTest, LocationsAndTheirNamesAreThereAgainAfterARestart) {
   EXPECT_EQ(ground::readFile(inGround(L"Rushes/Material/MediaSpaceInfo.txt")),
             "name=Studio \u00C4\n");
   restart();
-  EXPECT_EQ(names(), (std::vector<WString>{inGround(L"volume"), L"Studio \u00C4", L"Sounds"}));
+  EXPECT_EQ(driveNames(), (std::vector<WString>{inGround(L"volume"), L"Studio \u00C4", L"Sounds"}));
 }
 
 TEST_F(DriveListsTest, ARemovedLocationDoesNotComeBack) {
@@ -66,7 +59,7 @@ TEST_F(DriveListsTest, ARemovedLocationDoesNotComeBack) {
   DiskManager::addMediaLocation(inGround(L"Sounds/"));
   EXPECT_TRUE(DiskManager::removeMediaLocation(inGround(L"Rushes/")));
   restart();
-  EXPECT_EQ(names(), (std::vector<WString>{inGround(L"volume"), L"Sounds"}));
+  EXPECT_EQ(driveNames(), (std::vector<WString>{inGround(L"volume"), L"Sounds"}));
   EXPECT_EQ(linesOf(listed()), (std::vector<WString>{inGround(L"Sounds/")}));
 }
 
@@ -74,7 +67,7 @@ TEST_F(DriveListsTest, AHiddenVolumeStaysHidden) {
   EXPECT_TRUE(DiskManager::removeMediaLocation(inGround(L"volume/")));
   EXPECT_EQ(linesOf(hidden()), (std::vector<WString>{inGround(L"volume/")}));
   restart();
-  EXPECT_EQ(names(), std::vector<WString>());
+  EXPECT_EQ(driveNames(), std::vector<WString>());
 }
 
 TEST_F(DriveListsTest, AListThatOthersWroteIsTakenAsItIs) {
@@ -82,7 +75,7 @@ TEST_F(DriveListsTest, AListThatOthersWroteIsTakenAsItIs) {
                                   "\r\n\r\n/no/such/\xFF\xFE\r\n" +
                                   Qx::UTF8FromWString(inGround(L"Sounds")));
   restart();
-  EXPECT_EQ(names(), (std::vector<WString>{inGround(L"volume"), L"Rushes", L"Sounds"}));
+  EXPECT_EQ(driveNames(), (std::vector<WString>{inGround(L"volume"), L"Rushes", L"Sounds"}));
   EXPECT_TRUE(DiskManager::addMediaLocation(inGround(L"volume")));  // listed, not mounted
   EXPECT_EQ(linesOf(listed()),
             (std::vector<WString>{inGround(L"Rushes"), L"", WString(L"/no/such/\xDCFF\xDCFE"),
@@ -94,7 +87,7 @@ TEST_F(DriveListsTest, SeventyThousandLinesAreReadAndKept) {
   for (int i = 0; i < 69'999; ++i) lines += "\n";
   ground::writeFile(listed(), lines + Qx::UTF8FromWString(inGround(L"Rushes/")) + "\n");
   restart();
-  EXPECT_EQ(names(), (std::vector<WString>{inGround(L"volume"), L"Rushes"}));
+  EXPECT_EQ(driveNames(), (std::vector<WString>{inGround(L"volume"), L"Rushes"}));
   DiskManager::addMediaLocation(inGround(L"Sounds/"));
   DiskManager::removeMediaLocation(inGround(L"Rushes/"));  // its line is beyond the walk's reach
   EXPECT_EQ(linesOf(listed()).size(), 70'001u);
@@ -104,7 +97,7 @@ TEST_F(DriveListsTest, ACorruptNameIsNoName) {
   ground::writeFile(inGround(L"volume/Material/MediaSpaceInfo.txt"), "label=X\nname=Y\n");
   testing::internal::CaptureStdout();
   disk_manager_init();
-  EXPECT_EQ(names(), (std::vector<WString>{inGround(L"volume")}));
+  EXPECT_EQ(driveNames(), (std::vector<WString>{inGround(L"volume")}));
   EXPECT_NE(testing::internal::GetCapturedStdout().find("contents corrupt"), String::npos);
 }
 

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "miscdisc/dircache/global_cache.h"
 #include "miscdisc/lobby/lobby_utils.h"
 #include "tests/fakes/fake_platform.h"
+#include "tests/media/drive_names.h"
 #include "tests/media/listener.h"
 
 namespace {
@@ -26,14 +26,6 @@ struct MediaLocationsTest : testing::Test {
     return file ? file->bytes : "no file";
   }
 
-  static std::vector<WString> names() {
-    std::vector<WString> result;
-    for (unsigned short i = 0; const MediaDrive* drive = DiskManager::get_drive(i); ++i) {
-      result.push_back(drive->getUserName(false));
-    }
-    return result;
-  }
-
   const WString kListed = L"/home/ann/projects/DefNetDrive.txt";
   const WString kHidden = L"/home/ann/projects/UnmountedDrives.txt";
   FakePlatform& platform = fakePlatform();
@@ -48,7 +40,7 @@ TEST_F(MediaLocationsTest, AddingListsTheFolderMountsItAndTellsOnce) {
   platform.log.clear();
   EXPECT_TRUE(DiskManager::addMediaLocation(L"/loc/Rushes/"));
   EXPECT_EQ(listed(), "/loc/Rushes/\n");
-  EXPECT_EQ(names(), (std::vector<WString>{L"/media/e", L"Rushes"}));
+  EXPECT_EQ(driveNames(), (std::vector<WString>{L"/media/e", L"Rushes"}));
   EXPECT_EQ(DiskManager::get_drive(1)->driveId, 0xE031);
   EXPECT_EQ(listener.heard, (std::vector<String>{kChange}));
   EXPECT_EQ(platform.log, (std::vector<String>{"Added media location : /media/e/\n",
@@ -75,7 +67,7 @@ TEST_F(MediaLocationsTest, TheSameFolderIsRefusedInAnyLetterCaseWithItsSeparator
   DiskManager::addMediaLocation(L"/loc/Rushes/");
   EXPECT_FALSE(DiskManager::addMediaLocation(L"/LOC/rushes/"));
   EXPECT_EQ(listed(), "/loc/Rushes/\n");
-  EXPECT_EQ(names().size(), 2u);
+  EXPECT_EQ(driveNames().size(), 2u);
   EXPECT_EQ(listener.heard, (std::vector<String>{kChange}));
 }
 
@@ -85,7 +77,7 @@ TEST_F(MediaLocationsTest, WithoutItsSeparatorTheSameFolderIsListedAgain) {
   DiskManager::addMediaLocation(L"/loc/Rushes/");
   EXPECT_TRUE(DiskManager::addMediaLocation(L"/loc/Rushes"));
   EXPECT_EQ(listed(), "/loc/Rushes/\n/loc/Rushes\n");
-  EXPECT_EQ(names().size(), 2u);
+  EXPECT_EQ(driveNames().size(), 2u);
 }
 
 TEST_F(MediaLocationsTest, AVolumeIsRefusedAsALocation) {
@@ -96,7 +88,7 @@ TEST_F(MediaLocationsTest, AVolumeIsRefusedAsALocation) {
 TEST_F(MediaLocationsTest, AFolderThatCannotBeMountedStaysListed) {
   EXPECT_TRUE(DiskManager::addMediaLocation(L"/loc/gone/"));
   EXPECT_EQ(listed(), "/loc/gone/\n");
-  EXPECT_EQ(names().size(), 1u);
+  EXPECT_EQ(driveNames().size(), 1u);
   EXPECT_EQ(listener.heard, (std::vector<String>{kChange}));
 }
 
@@ -109,7 +101,7 @@ TEST_F(MediaLocationsTest, AnEmptyFolderIsListedAndMountedNowhere) {
 TEST_F(MediaLocationsTest, MountingAloneListsNothingAndTellsNobody) {
   EXPECT_TRUE(DiskManager::addDriveForMediaLocation(L"/loc/Rushes"));
   EXPECT_FALSE(DiskManager::addDriveForMediaLocation(L"/loc/gone"));
-  EXPECT_EQ(names(), (std::vector<WString>{L"/media/e", L"Rushes"}));
+  EXPECT_EQ(driveNames(), (std::vector<WString>{L"/media/e", L"Rushes"}));
   EXPECT_EQ(listed(), "no file");
   EXPECT_EQ(listener.heard, std::vector<String>());
 }
@@ -127,7 +119,7 @@ TEST_F(MediaLocationsTest, ALocationIsCalledByItsStoredNameElseByItsFolder) {
   for (const auto& c : cases) {
     platform.addFile(L"/loc/Rushes/Material/MediaSpaceInfo.txt", c.stored);
     ASSERT_TRUE(DiskManager::addDriveForMediaLocation(c.folder));
-    EXPECT_EQ(names().back(), c.name);
+    EXPECT_EQ(driveNames().back(), c.name);
     DiskManager::UnmountDrives(nullptr);
   }
 }
@@ -145,7 +137,7 @@ TEST_F(MediaLocationsTest, ListedLocationsAreThereAgainAfterARestart) {
   FsysReInitialize(false);
   DiskManager::init();
   DiskManager::AddDrivesFromFile(kListed);
-  EXPECT_EQ(names(), (std::vector<WString>{L"/media/e", L"Rushes", L"Sounds"}));
+  EXPECT_EQ(driveNames(), (std::vector<WString>{L"/media/e", L"Rushes", L"Sounds"}));
 }
 
 TEST_F(MediaLocationsTest, RemovingDropsTheLineForgetsTheVolumeAndTellsTwice) {
@@ -161,7 +153,7 @@ TEST_F(MediaLocationsTest, RemovingDropsTheLineForgetsTheVolumeAndTellsTwice) {
   EXPECT_EQ(listed(), "/loc/Sounds/\n");
   EXPECT_EQ(hidden(), "no file");
   EXPECT_EQ(platform.volume(0xE031), nullptr);
-  EXPECT_EQ(names(), (std::vector<WString>{L"/media/e", L"Sounds"}));
+  EXPECT_EQ(driveNames(), (std::vector<WString>{L"/media/e", L"Sounds"}));
   EXPECT_EQ(listener.heard, (std::vector<String>{kChange, kChange}));
 }
 
@@ -245,7 +237,7 @@ TEST_F(MediaLocationsTest, ADiscoveredVolumeIsHiddenInstead) {
   EXPECT_EQ(hidden(), "/MEDIA/e/\n");
   EXPECT_EQ(listed(), "/media/e/\n");
   EXPECT_EQ(platform.volume(L'E'), nullptr);
-  EXPECT_EQ(names(), std::vector<WString>());
+  EXPECT_EQ(driveNames(), std::vector<WString>());
   EXPECT_EQ(listener.heard, (std::vector<String>{kChange, kChange}));
 }
 
@@ -261,7 +253,7 @@ TEST_F(MediaLocationsTest, EachRemovalOfADiscoveredVolumeAddsALine) {
 TEST_F(MediaLocationsTest, OfTwoDrivesAtOneLocationTheFirstIsRemoved) {
   DiskManager::add_drive(L'E', L"again");
   EXPECT_TRUE(DiskManager::removeMediaLocation(L"/media/e/"));
-  ASSERT_EQ(names(), (std::vector<WString>{L"again"}));
+  ASSERT_EQ(driveNames(), (std::vector<WString>{L"again"}));
 }
 
 TEST_F(MediaLocationsTest, RenamingStoresTheNameOnTheVolumeAndTellsNobody) {
@@ -298,7 +290,7 @@ TEST_F(MediaLocationsTest, AListThatCannotBeSavedKeepsItsLines) {
   platform.failingCall = 1;
   EXPECT_TRUE(DiskManager::addMediaLocation(L"/loc/Rushes/"));
   EXPECT_EQ(listed(), "/loc/Sounds/\n/mnt/other/\n");
-  EXPECT_EQ(names().back(), L"Rushes");  // mounted for this time
+  EXPECT_EQ(driveNames().back(), L"Rushes");  // mounted for this time
 
   platform.addFile(kListed, "/loc/Rushes/\n/mnt/other/\n");
   platform.failNextCall();
