@@ -10,6 +10,7 @@
 #include <future>
 
 #include "tests/host/home.h"
+#include "tests/host/threads.h"
 
 using namespace std::chrono_literals;
 
@@ -21,6 +22,7 @@ namespace {
 using host::Deadline;
 using host::Errand;
 using host::Workers;
+using test::threads;
 
 constexpr const char kTwoMounts[] =
     "20 1 8:1 / / rw - ext4 /dev/sda1 rw\n"
@@ -30,11 +32,6 @@ constexpr const char kTwoMounts[] =
 constexpr auto kLong = 60s;  // no test waits as long unless something is broken
 
 Deadline in(std::chrono::milliseconds time) { return std::chrono::steady_clock::now() + time; }
-
-size_t threads() {
-  const std::filesystem::directory_iterator tasks("/proc/self/task"), end;
-  return static_cast<size_t>(std::distance(tasks, end));
-}
 
 // Opens once, for any number of waiting jobs.
 class Gate {

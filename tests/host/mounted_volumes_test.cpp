@@ -1,7 +1,6 @@
 // Volumes on real mounts: of exact size, coming and going, and hanging.
 #include <gmock/gmock.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,9 +13,14 @@
 #include "miscdisc/platform/fsys.h"
 #include "tests/host/exact_volume.h"
 #include "tests/host/home.h"
+#include "tests/host/measured.h"
+#include "tests/host/threads.h"
 
 using namespace std::chrono_literals;
 using Answer = host::VolumeState::Answer;
+using test::Has;
+using test::measured;
+using test::threads;
 
 namespace {
 
@@ -45,20 +49,6 @@ void configure(const std::string& volumes) {
   test::configure("[volumes]\n" + volumes);
   FsysReInitialize(false);
 }
-
-size_t threads() {
-  const std::filesystem::directory_iterator tasks("/proc/self/task"), end;
-  return static_cast<size_t>(std::distance(tasks, end));
-}
-
-// The figures of a volume, and whether they are of now.
-std::pair<bool, VOLUME_INFO> measured(wchar_t id) {
-  VOLUME_INFO info{7, 9};
-  const bool now = FsysGetVolInfo(id, &info);
-  return {now, info};
-}
-
-MATCHER_P2(Has, free, total, "") { return arg.freeBytes == free && arg.totalBytes == total; }
 
 class MountedVolumesTest : public test::HomeTest {
  protected:

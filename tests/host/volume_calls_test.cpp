@@ -19,9 +19,14 @@
 #include "host/volumes/space.h"
 #include "miscdisc/platform/fsys.h"
 #include "tests/host/home.h"
+#include "tests/host/measured.h"
+#include "tests/host/threads.h"
 
 using namespace std::chrono_literals;
 using Answer = host::VolumeState::Answer;
+using test::Has;
+using test::measured;
+using test::threads;
 using testing::Optional;
 using testing::Pair;
 
@@ -96,19 +101,6 @@ namespace {
 
 constexpr auto kDeadline = 200ms;
 constexpr auto kSlack = 20s;  // more than any call takes that has a deadline
-
-size_t threads() {
-  const std::filesystem::directory_iterator tasks("/proc/self/task"), end;
-  return static_cast<size_t>(std::distance(tasks, end));
-}
-
-std::pair<bool, VOLUME_INFO> measured(wchar_t id) {
-  VOLUME_INFO info{7, 9};
-  const bool now = FsysGetVolInfo(id, &info);
-  return {now, info};
-}
-
-MATCHER_P2(Has, free, total, "") { return arg.freeBytes == free && arg.totalBytes == total; }
 
 class VolumeCallsTest : public test::HomeTest {
  protected:

@@ -8,25 +8,12 @@
 #include "host/volumes.h"
 #include "miscdisc/platform/fsys.h"
 #include "tests/host/home.h"
+#include "tests/platform/volumes.h"
 
 namespace {
 
 WString wide(const std::string& text) { return Qx::WStringFromUTF8(text); }
 WString inHome(const std::string& rest) { return wide(test::home() + rest); }
-
-WString nameOf(wchar_t id) {
-  WString path;
-  return FsysGetMaterialVolumeName(id, path, false);
-}
-
-WString allVolumes() {
-  WString ids;
-  wchar_t id = 0;
-  for (bool more = FsysGetFirstMaterialVolume(&id); more; more = FsysGetNextMaterialVolume(&id)) {
-    ids += id;
-  }
-  return ids;
-}
 
 WString networkHost() {
   char name[256] = "";
@@ -61,7 +48,7 @@ class VolumesTest : public test::HomeTest {
 
 TEST_F(VolumesTest, WithNothingConfiguredTheUsersOwnMediaFolderIsThere) {
   EXPECT_EQ(allVolumes(), L"E");
-  EXPECT_EQ(nameOf(L'E'), inHome("/media"));
+  EXPECT_EQ(folderOf(L'E'), inHome("/media"));
   EXPECT_TRUE(FsysIsVolumePresent(L'E'));
   VOLUME_INFO info;
   EXPECT_TRUE(FsysGetVolInfo(L'E', &info));
@@ -118,7 +105,7 @@ TEST_F(VolumesTest, ConfiguredVolumesComeByLetterAndArePresentWithTheirFolder) {
   EXPECT_TRUE(FsysGetVolInfo(L'E', &info));
   EXPECT_FALSE(FsysPrepareVolumeForMedia(L'G'));
   EXPECT_FALSE(std::filesystem::exists(test::home() + "/b"));
-  EXPECT_EQ(nameOf(L'G'), inHome("/b"));
+  EXPECT_EQ(folderOf(L'G'), inHome("/b"));
 }
 
 TEST_F(VolumesTest, AnUnknownIdIsNothing) {
@@ -154,14 +141,14 @@ TEST_F(VolumesTest, MountedFoldersGetTheLowestFreeNumber) {
   EXPECT_EQ(id, 0xE031);
   EXPECT_EQ(FsysAddMaterialVolume(inHome("/y/"), &id), 1);
   EXPECT_EQ(id, 0xE032);
-  EXPECT_EQ(nameOf(0xE032), inHome("/y"));
+  EXPECT_EQ(folderOf(0xE032), inHome("/y"));
   EXPECT_EQ(allVolumes(), (WString{L'E', 0xE031, 0xE032}));
   EXPECT_TRUE(FsysIsVolumePresent(0xE031));
 
   FsysDeleteMaterialVolume(0xE031);
   EXPECT_EQ(FsysAddMaterialVolume(inHome("/z"), &id), 1);
   EXPECT_EQ(id, 0xE031);
-  EXPECT_EQ(nameOf(0xE031), inHome("/z"));
+  EXPECT_EQ(folderOf(0xE031), inHome("/z"));
 }
 
 TEST_F(VolumesTest, MountingIsRefused) {
@@ -230,7 +217,7 @@ TEST_F(VolumesTest, LayerFileNamesOfMountedFoldersBecomeNative) {
 
 TEST_F(VolumesTest, TheRootCanBeAVolume) {
   configure("E = '/'\n");
-  EXPECT_EQ(nameOf(L'E'), L"/");
+  EXPECT_EQ(folderOf(L'E'), L"/");
   EXPECT_EQ(FsysFilenameToWin32Filename(L"E:/etc/x"), L"/etc/x");
   EXPECT_EQ(FsysConvertUNCtoFsysFilename(FsysConvertLocalToUNC(L"E:/etc/x")), L"E:/etc/x");
 }

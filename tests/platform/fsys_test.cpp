@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "tests/platform/ground.h"
+#include "tests/platform/volumes.h"
 
 namespace {
 
@@ -14,20 +15,6 @@ WString inGround(const WString& rest) { return ground::folder() + rest; }
 void addVolume(wchar_t letter, const WString& folder) {
   ground::makeFolder(folder);
   ground::addVolume(letter, folder);
-}
-
-WString allVolumes() {
-  WString ids;
-  wchar_t id = 0;
-  for (bool more = FsysGetFirstMaterialVolume(&id); more; more = FsysGetNextMaterialVolume(&id)) {
-    ids += id;
-  }
-  return ids;
-}
-
-WString nameOf(wchar_t id) {
-  WString path;
-  return FsysGetMaterialVolumeName(id, path, false);
 }
 
 // The id that the folder is mounted under; 0 when that was refused.
@@ -154,7 +141,7 @@ class FsysMountTest : public FsysTest {
 TEST_F(FsysMountTest, FoldersAreMountedUnderTheLowestFreeNumber) {
   EXPECT_EQ(mounted(inGround(L"m1")), 0xE031);
   EXPECT_EQ(mounted(inGround(L"m2/")), 0xE032);
-  EXPECT_EQ(nameOf(0xE032), inGround(L"m2"));
+  EXPECT_EQ(folderOf(0xE032), inGround(L"m2"));
   EXPECT_TRUE(allVolumes().ends_with(WString{0xE031, 0xE032}));
   EXPECT_TRUE(FsysIsVolumePresent(0xE031));
   EXPECT_EQ(FsysFilenameToWin32Filename(WString{0xE031} + L":/Material/a"),
@@ -195,13 +182,13 @@ TEST_F(FsysMountTest, ForgottenVolumesKeepTheirFolderAndComeBack) {
   FsysDeleteMaterialVolume(L'R');
   FsysDeleteMaterialVolume(L'X');
   EXPECT_EQ(allVolumes().find(L'R'), WString::npos);
-  EXPECT_EQ(nameOf(L'R'), L"");
+  EXPECT_EQ(folderOf(L'R'), L"");
 
   FsysReInitialize(true);
   EXPECT_NE(allVolumes().find(L"RS"), WString::npos);
-  EXPECT_EQ(nameOf(L'R'), inGround(L"r"));
+  EXPECT_EQ(folderOf(L'R'), inGround(L"r"));
   EXPECT_TRUE(FsysIsVolumePresent(L'R'));
-  EXPECT_EQ(nameOf(0xE031), L"");
+  EXPECT_EQ(folderOf(0xE031), L"");
   EXPECT_EQ(mounted(inGround(L"m1")), 0xE031);
 }
 
