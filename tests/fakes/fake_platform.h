@@ -50,8 +50,7 @@ struct FakePlatform {
 
   std::map<WString, Node> nodes{{L"/", {.isFolder = true}}};
   std::vector<Volume> volumes;
-  std::vector<Volume> forgotten;  // discovered, until the next FsysReInitialize
-  bool walksBackwards = false;    // the walk of the volumes goes from the last id to the first
+  bool walksBackwards = false;  // the walk of the volumes goes from the last id to the first
   std::vector<WString> pathsGivenOnce;  // answers of volumes about their path, before the true one
   std::map<std::pair<String, String>, String> settings;  // by section and key
   std::map<String, WString> preferences;
@@ -104,6 +103,7 @@ struct FakePlatform {
   std::recursive_mutex lock;         // listings and texts come from several threads
   std::map<WString, bool> informed;  // by lock ever opened: its information file is there, and ours
   std::map<WString, int> locks;      // held by this process: -1 exclusively, n > 0 shared n times
+  std::vector<Volume> forgotten;     // discovered, until the next FsysReInitialize
 
  private:
   int callCount_ = 0;

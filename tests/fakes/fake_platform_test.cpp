@@ -5,7 +5,6 @@
 
 #include "miscdisc/platform/config.h"
 #include "miscdisc/platform/directory.h"
-#include "miscdisc/platform/fsys.h"
 #include "miscdisc/platform/os.h"
 #include "miscdisc/platform/paths.h"
 #include "miscdisc/platform/project_folders.h"

@@ -266,6 +266,27 @@ bool threadsBecome(size_t count) {
   return threads() == count;
 }
 
+// An engine that the end meets between its question for it and its taking of texts.
+class InterruptedEngine final : public host::Engine {
+ public:
+  InterruptedEngine(std::latch& asked, bool& rings) : asked_(asked), rings_(rings) {}
+
+  bool mayLoseUnnoticed() const override { return false; }
+
+  void run(host::Mailbox& mailbox) override {
+    mailbox.group();
+    asked_.count_down();
+    while (!mailbox.end()) std::this_thread::yield();
+    while (mailbox.take()) continue;
+    pollfd ready{mailbox.descriptor(), POLLIN, 0};
+    rings_ = poll(&ready, 1, 0) == 1;
+  }
+
+ private:
+  std::latch& asked_;
+  bool& rings_;
+};
+
 }  // namespace
 
 TEST_F(MessengerTest, TextsGoToTheGroupInOrderWithNumbers) {
@@ -283,27 +304,6 @@ TEST_F(MessengerTest, TextsGoToTheGroupInOrderWithNumbers) {
   EXPECT_EQ(parcels[0].sender, parcels[1].sender);
   EXPECT_THAT(parcels[0].sender, testing::MatchesRegex("[0-9a-f]+"));
 }
-
-// An engine that the end meets between its question for it and its taking of texts.
-class InterruptedEngine final : public host::Engine {
- public:
-  explicit InterruptedEngine(std::latch& asked, bool& rings) : asked_(asked), rings_(rings) {}
-
-  bool mayLoseUnnoticed() const override { return false; }
-
-  void run(host::Mailbox& mailbox) override {
-    mailbox.group();
-    asked_.count_down();
-    while (!mailbox.end()) std::this_thread::yield();
-    while (mailbox.take()) continue;
-    pollfd ready{mailbox.descriptor(), POLLIN, 0};
-    rings_ = poll(&ready, 1, 0) == 1;
-  }
-
- private:
-  std::latch& asked_;
-  bool& rings_;
-};
 
 TEST_F(MessengerTest, TakingTextsHidesNoEnd) {
   std::latch asked{1};

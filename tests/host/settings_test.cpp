@@ -2,7 +2,6 @@
 
 #include <sys/stat.h>
 
-#include "host/places.h"
 #include "tests/host/home.h"
 
 using test::configure;

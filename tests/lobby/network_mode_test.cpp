@@ -93,12 +93,3 @@ TEST_F(NetworkModeTest, TheFolderToWorkInFollowsTheMode) {
   LobbyUtils::networkMode_ = true;
   EXPECT_EQ(LobbyUtils::getCurrentLobbyName(), L"/share/projects/Alpha/");
 }
-
-TEST_F(NetworkModeTest, ALobbyIsAFolderWithTheMediaLocationsFile) {
-  platform.addFolder(L"/share/projects/Alpha");
-  EXPECT_FALSE(LobbyUtils::isNetworkLobby(L"/share/projects/Alpha"));
-  platform.addFile(L"/share/projects/Alpha/DefNetDrive.txt");
-  EXPECT_TRUE(LobbyUtils::isNetworkLobby(L"/share/projects/Alpha"));
-  EXPECT_TRUE(LobbyUtils::isNetworkLobby(L"/share/projects/Alpha/"));
-  EXPECT_FALSE(LobbyUtils::isNetworkLobby(L"/share/projects/Beta"));
-}

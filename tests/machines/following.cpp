@@ -7,6 +7,7 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <functional>

@@ -8,7 +8,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <cstring>
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>

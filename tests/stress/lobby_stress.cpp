@@ -22,7 +22,6 @@
 #include <random>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "host/files/lock_file.h"
