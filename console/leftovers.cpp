@@ -1,6 +1,9 @@
 // Logins, locks and files of saving that nobody uses any more.
 #include <fcntl.h>
+#include <linux/capability.h>
+#include <pwd.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -46,11 +49,42 @@ WString lockBeside(const WString& path) {
 
 // Removing: each of these returns why it did not.
 
+std::string userName(uid_t user) {
+  const passwd* const entry = getpwuid(user);
+  return entry ? entry->pw_name : "user " + std::to_string(user);
+}
+
+// Where other users alone may remove it; empty where the folder lets everybody who may write in it.
+std::string whySticky(const WString& path) {
+  const auto folder = statusOf(Qx::UTF8FromWString(getPath(path)));
+  const auto file = statusOf(Qx::UTF8FromWString(path));
+  if (!folder || !file || (folder->st_mode & S_ISVTX) == 0) return {};
+  if (file->st_uid == geteuid() || folder->st_uid == geteuid()) return {};
+  const std::string owner = userName(file->st_uid), ofFolder = userName(folder->st_uid);
+  return printable(path) + " could not be removed: its folder is sticky, and the file belongs to " +
+         printable(owner) + ".  Do this as " + printable(owner) + ", as root" +
+         (ofFolder == owner || ofFolder == "root" ? "" : " or as " + printable(ofFolder)) +
+         ", or take the bit off the folder with chmod -t";
+}
+
+// In sticky folders, too, as root mostly has it.
+bool hasRightOverOwners() {
+  __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+  __user_cap_data_struct sets[_LINUX_CAPABILITY_U32S_3] = {};
+  return syscall(SYS_capget, &header, sets) == 0 && (sets[0].effective & (1u << CAP_FOWNER)) != 0;
+}
+
+std::string whyNotRemoved(const WString& path) {
+  const std::string why = whySticky(path);
+  return why.empty() ? whyNotWritten(path) : why;
+}
+
 std::string whyLeft(const WString& path) {
   if (host::lockState(Qx::UTF8FromWString(path)) == host::LockState::kHeld) {
     return "somebody took it meanwhile, so it was left";
   }
-  return whyNotWritten(path);
+  const std::string why = whySticky(path + kInformationEnding);
+  return why.empty() ? whyNotRemoved(path) : why;
 }
 
 bool isThere(const WString& path) {
@@ -60,6 +94,8 @@ bool isThere(const WString& path) {
 // Looked at first: whoever takes a lock gives its file a new time.
 bool mayBeTaken(const WString& path) {
   const std::string folder = Qx::UTF8FromWString(getPath(path));
+  const bool isSticky = !(whySticky(path) + whySticky(path + kInformationEnding)).empty();
+  if (isSticky && !hasRightOverOwners()) return false;
   return faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0 &&
          host::lockState(Qx::UTF8FromWString(path)) != host::LockState::kHeld;
 }
@@ -86,7 +122,7 @@ std::string removeTemporary(const WString& path, const WString& guard) {
   NetLock saving(guard);
   if (!saving.Lock()) return whyLeft(guard);
   const bool removed = unlink(Qx::UTF8FromWString(path).c_str()) == 0 || errno == ENOENT;
-  const std::string why = removed ? std::string() : whyNotWritten(path);
+  const std::string why = removed ? std::string() : whyNotRemoved(path);
   saving.Unlock();
   return why;
 }

@@ -292,6 +292,23 @@ go_on() {
   expect_code 0
 }
 
+@test "in a sticky folder it says whose file it is, and leaves it as it was" {
+  [ "$(id -u)" -eq 0 ] || skip "needs the right to give files away"
+  share
+  leave_all
+  chmod -R a+rwX,+t net/Alpha
+  chown -R daemon net/Alpha
+  share_snapshot >before
+  code=0
+  setpriv --inh-caps=-fowner --bounding-set=-fowner \
+    "$MISCDISC_COMMAND" --timeout 60 doctor --fix >data 2>words || code=$?
+  expect_code 10
+  grep -qxF "stale-login	$PWD/net/Alpha/bob.cli	left	was not fixed: $PWD/net/Alpha/bob.cli could not be removed: its folder is sticky, and the file belongs to daemon.  Do this as daemon, as root, or take the bit off the folder with chmod -t" data
+  expect_unchanged
+  ask doctor --fix
+  expect_gone
+}
+
 @test "a declared remote folder is fixed the same, and keeps its .lockspace" {
   user_is() { # USER HOME
     mkdir -p "$2"
