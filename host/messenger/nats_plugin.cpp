@@ -42,8 +42,11 @@ Plugin load(std::string& why) {
   }
   if (plugin.makeEngine && plugin.makeStream) return plugin;
   const char* const error = dlerror();
+  std::error_code none;
+  const bool isThere = std::filesystem::exists(file, none);
   why = std::string("texts cannot go over NATS here: ") + (error ? error : kFile) +
-        ": install the package libnats3.4, and this software whole";
+        (isThere ? ": install the packages libnats3.4 and, of this version, libmiscdisc-nats"
+                 : ": install the package libmiscdisc-nats");
   return {};
 }
 

@@ -116,3 +116,21 @@ command	miscdisc notify setup --lobby Alpha --run
   expect_words "the others were not told: the server has no stream"
   expect_words "$why"
 }
+
+@test "a plug-in that is missing, or its library, is said with the package to install" {
+  two_machines_with_a_drive
+  printf '[messenger]\nengine = "nats"\nurl = "nats://127.0.0.1:1"\n' >>"$MISCDISC_HOME/config.toml"
+  local built
+  built=$(dirname "$MISCDISC_COMMAND")/../lib
+  mkdir libraries
+  cp "$built/libmiscdisc_host.so.0" libraries # looks beside itself
+  export LD_LIBRARY_PATH=$PWD/libraries
+  ask notify send hello
+  expect_code 1
+  expect_words "libmiscdisc_nats.so: cannot open shared object file: No such file or directory: install the package libmiscdisc-nats"
+  cp "$built/libmiscdisc_nats.so" libraries
+  : >"libraries/$(ldd libraries/libmiscdisc_nats.so | grep -o 'libnats\.so[^ ]*' | head -n 1)"
+  ask notify send hello
+  expect_code 1
+  expect_words "file too short: install the packages libnats3.4 and, of this version, libmiscdisc-nats"
+}
