@@ -13,13 +13,13 @@
 #include <string>
 #include <utility>
 
-#include "host/messenger/messenger.h"
 #include "miscdisc/dircache/cache_follower.h"
 #include "miscdisc/dircache/global_cache.h"
 #include "miscdisc/lobby/lobby_utils.h"
 #include "miscdisc/netshare/net_login.h"
 #include "miscdisc/netshare/notify_server.h"
 #include "miscdisc/platform/fsys.h"
+#include "miscdisc/platform/messenger.h"
 #include "miscdisc/platform/paths.h"
 
 namespace {
@@ -51,7 +51,8 @@ void show(const CacheEvent& event) {
 
 // Whoever reads its folders before it hears the others may miss what they record in between.
 void awaitConnection() {
-  for (int i = 0; i < 1000 && !host::messengerFacts().connected; ++i) usleep(5000);
+  for (int i = 0; i < 1000 && !messengerState().tried; ++i) usleep(5000);
+  if (!messengerState().connected) say("alone for now: " + messengerState().words);
 }
 
 // What the program waits for: a line, or news of the others.

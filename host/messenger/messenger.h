@@ -12,7 +12,7 @@ namespace host {
 struct MessengerFacts {
   std::string engine;  // "dbus", "nats"; "none" when the settings want no messenger
   bool connected = false;
-  bool tried = false;  // the first attempt to connect is over, however it went
+  bool tried = false;  // the first attempt to connect is over, however it went, or there is none
   std::string state;   // for people: "connected to the session bus"; or why not, and what to try
   std::string group;   // the lobby whose texts are heard, in its network form; empty: none
   // Since the start of the process.

@@ -690,6 +690,7 @@ class Registry {
                const std::string& whyDropped = {}) {
     const std::lock_guard lock(mutex_);
     none_.engine = engine;
+    none_.tried = true;
     none_.state = why;
     none_.whyDropped = whyDropped;
   }
@@ -768,3 +769,8 @@ MessengerFacts messengerFacts() {
 }
 
 }  // namespace host
+
+MessengerState messengerState() {
+  const host::MessengerFacts facts = host::messengerFacts();
+  return {facts.connected, facts.tried, facts.state};
+}
