@@ -33,6 +33,7 @@ class ListMailbox : public host::Mailbox {
     if (waiting_.empty()) return {};
     Parcel parcel = std::move(waiting_.front());
     waiting_.pop_front();
+    ++given;
     return parcel;
   }
   std::optional<std::chrono::steady_clock::time_point> end() override {
@@ -66,7 +67,7 @@ class ListMailbox : public host::Mailbox {
   }
 
   std::atomic<bool> connected = false;
-  std::atomic<int> came = 0;
+  std::atomic<int> given = 0, came = 0;
   std::string refused;
 
  private:
@@ -94,8 +95,8 @@ class DbusEngineEndTest : public testing::Test {
  protected:
   DbusEngineEndTest() { mailbox.connected.wait(false); }
 
-  void awaitEchoes(int count) {
-    while (mailbox.came < count) std::this_thread::sleep_for(1ms);
+  static void await(const std::atomic<int>& number, int count) {
+    while (number < count) std::this_thread::sleep_for(1ms);
   }
 
   test::SessionBus bus;
@@ -124,6 +125,7 @@ TEST(DbusEngineTest, WhoSendsCarriesForOthersButNotWithoutEnd) {
 TEST_F(DbusEngineEndTest, ATextThatTheBusHasNotConfirmedIsSaid) {
   bus.stop();
   mailbox.give(Parcel::Kind::kText, "8 a");
+  await(mailbox.given, 1);
   mailbox.finish(1s);
   runner.join();
   bus.resume();
@@ -134,7 +136,7 @@ TEST_F(DbusEngineEndTest, WhatAMarkHasFollowedIsConfirmed) {
   mailbox.give(Parcel::Kind::kText, "8 a");
   mailbox.give(Parcel::Kind::kMark);
   mailbox.give(Parcel::Kind::kMark);
-  awaitEchoes(3);
+  await(mailbox.came, 3);
   bus.stop();
   mailbox.finish(3600s);
   runner.join();
@@ -145,7 +147,7 @@ TEST_F(DbusEngineEndTest, WhatAMarkHasFollowedIsConfirmed) {
 // Whoever comes back to the bus sends a mark, by which the others notice.
 TEST_F(DbusEngineEndTest, OfABusThatWasLostBeforeNothingIsSaid) {
   mailbox.give(Parcel::Kind::kText, "8 a");
-  awaitEchoes(1);
+  await(mailbox.came, 1);
   bus.kill();
   mailbox.connected.wait(true);
   mailbox.finish(0s);

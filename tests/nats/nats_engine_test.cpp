@@ -88,7 +88,7 @@ TEST_F(NatsEngineTest, AParcelArrivesWhole) {
 TEST_F(NatsEngineTest, WhatWasSentBeforeWeCameIsNotForUsButReadAgain) {
   Member ann(settings(), kAlpha, "a1");
   ann.send("before");
-  ann.leave();
+  ann.leave(60s);
   Member bob(settings(), kAlpha, "b1");
   ASSERT_TRUE(bob.awaitConnected());
   Member cid(settings(), kAlpha, "c1");
