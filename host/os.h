@@ -1,14 +1,13 @@
-// The operating system's services as the library asks for them: OS() and OSPrivate().
+// What the host takes for the name of a user.
 #pragma once
 
-#include <string>
 #include <string_view>
 
 #include "miscdisc/platform/values/export.h"
 
 namespace host {
 
-// May be part of a file name that a listing of login files shows.
+// A login file can be named by it, and a listing shows that file.
 MISCDISC_EXPORT bool validUserName(std::string_view name);
 
 }  // namespace host

@@ -21,8 +21,8 @@
 #define TOML_UNREACHABLE __builtin_unreachable()
 #include <toml++/toml.h>
 
-#include <optional>
 #include <string>
+#include <string_view>
 
 namespace host {
 

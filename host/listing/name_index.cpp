@@ -1,6 +1,5 @@
 #include "host/listing/name_index.h"
 
-#include <algorithm>
 #include <array>
 #include <bit>
 

@@ -4,8 +4,6 @@
 #include <string_view>
 #include <vector>
 
-#include "miscdisc/platform/values/text.h"
-
 namespace host {
 
 // A mask, compiled from its text.

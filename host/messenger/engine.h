@@ -9,7 +9,6 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -69,7 +68,7 @@ class Mailbox {
 
   // The same for several that came together; empties the list.  To be called by run(), on its
   // thread and holding nothing: the receiver may be called before this returns, for as long as it
-  // likes. Meanwhile run() may be called on another thread; then this is false, and the caller
+  // likes.  Meanwhile run() may be called on another thread; then this is false, and the caller
   // returns from run() without touching anything.
   virtual bool arrivedTogether(std::vector<Parcel>& parcels) {
     for (Parcel& parcel : parcels) arrived(std::move(parcel));

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <string>
 
-#include "miscdisc/platform/messenger.h"
 #include "miscdisc/platform/values/export.h"
 
 namespace host {

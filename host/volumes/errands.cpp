@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <deque>
 #include <optional>
 #include <system_error>
 #include <thread>

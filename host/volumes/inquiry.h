@@ -2,7 +2,6 @@
 #pragma once
 
 #include <memory>
-#include <vector>
 
 #include "host/volumes.h"
 #include "host/volumes/errands.h"

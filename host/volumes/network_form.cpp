@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <string_view>
 
 #include "miscdisc/platform/string_compare.h"
 

@@ -2,7 +2,6 @@
 //
 // They are exported and replace those of the whole program, as replacement operators do: a set of
 // the library's own would free what the standard library's code had allocated.
-#include <cstdlib>
 #include <exception>
 #include <new>
 

@@ -2,7 +2,6 @@
 #include <cstdio>
 #include <memory>
 
-#include "miscdisc/dircache/global_cache.h"
 #include "miscdisc/frame/separator.h"
 #include "miscdisc/media/disk_manager.h"
 #include "miscdisc/media/volume_path.h"

@@ -1,5 +1,4 @@
 // Folders as volumes of their own.
-#include "miscdisc/dircache/global_cache.h"
 #include "miscdisc/frame/separator.h"
 #include "miscdisc/media/disk_manager.h"
 #include "miscdisc/media/list_files.h"
