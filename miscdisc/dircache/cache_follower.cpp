@@ -4,10 +4,10 @@
 
 #include "miscdisc/dircache/cache_text.h"
 #include "miscdisc/dircache/global_cache.h"
+#include "miscdisc/frame/separator.h"
 #include "miscdisc/netshare/notify_server.h"
 #include "miscdisc/platform/fsys.h"
 #include "miscdisc/platform/log.h"
-#include "miscdisc/platform/os.h"
 #include "miscdisc/platform/paths.h"
 #include "miscdisc/platform/string_compare.h"
 
@@ -32,9 +32,8 @@ directory_cache* loadedFolderOf(const WString& path) {
 
 // Of this machine, from a network path; empty when it is on none of its volumes.
 WString fileOnVolume(const WString& networkPath) {
-  const wchar_t separator = OS()->fileManager().getPathSeparator();
   const WString path = fileOfNetworkPath(networkPath);
-  if (path.size() < 4 || path[1] != L':' || path[2] != separator) return {};
+  if (path.size() < 4 || path[1] != L':' || path[2] != pathSeparator()) return {};
   WString folder;
   const bool known = !FsysGetMaterialVolumeName(path[0], folder, false).empty();
   return known ? path : WString();

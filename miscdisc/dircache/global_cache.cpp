@@ -2,11 +2,11 @@
 
 #include <vector>
 
+#include "miscdisc/frame/separator.h"
 #include "miscdisc/lobby/lobby_utils.h"
 #include "miscdisc/netshare/notify_server.h"
 #include "miscdisc/platform/fsys.h"
 #include "miscdisc/platform/log.h"
-#include "miscdisc/platform/os.h"
 #include "miscdisc/platform/values/net_message.h"
 
 namespace {
@@ -39,7 +39,7 @@ void initialise_directory_caches(bool force) {
   static bool directoryCachesInitialised = false;
   if (directoryCachesInitialised && !force) return;
 
-  const WString separator(1, OS()->fileManager().getPathSeparator());
+  const WString separator(1, pathSeparator());
   const std::vector<wchar_t> letters = mediaVolumes();
   for (wchar_t letter : letters) {
     const WString root = FsysFilenameToWin32Filename(letter + (L":" + separator));

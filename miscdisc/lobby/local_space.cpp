@@ -1,6 +1,7 @@
 // Project spaces on the machine's own disk, and which space the machine works in.
 #include "miscdisc/frame/separator.h"
 #include "miscdisc/lobby/lobby_utils.h"
+#include "miscdisc/media/list_files.h"
 #include "miscdisc/netshare/net_login.h"
 #include "miscdisc/platform/paths.h"
 #include "miscdisc/platform/project_folders.h"
@@ -31,7 +32,7 @@ bool LobbyUtils::createNewLocalProjectSpace(const WString& folder) {
   if (!createDefaultProjectFolders(folder)) return false;
   if (folder == getDefaultLocalProjectsDir()) return true;
   copyFromDefaultSpace(getMediaLocationsFilename(), folder);
-  copyFromDefaultSpace(L"UnmountedDrives.txt", folder);
+  copyFromDefaultSpace(kHiddenVolumesName, folder);
   return true;
 }
 

@@ -5,6 +5,14 @@
 #include "miscdisc/platform/paths.h"
 #include "miscdisc/platform/project_folders.h"
 
+namespace {
+
+WString configured(const char* key) {
+  return Qx::WStringFromUTF8(UserConfig().getValue(key, String(), kLobbySection));
+}
+
+}  // namespace
+
 bool LobbyUtils::networkMode_ = false;
 const char* LobbyUtils::NetProjRootRegKey = "network project root";
 const char* LobbyUtils::NetMatRootRegKey = "network material root";
@@ -14,20 +22,16 @@ bool LobbyUtils::machineIsInNetworkMode() { return networkMode_; }
 bool LobbyUtils::inLobby() { return roomFileName_.empty(); }
 
 WString LobbyUtils::getNetworkProjectsRoot() {
-  const WString root =
-      Qx::WStringFromUTF8(UserConfig().getValue(NetProjRootRegKey, String(), kLobbySection));
+  const WString root = configured(NetProjRootRegKey);
   return root.empty() ? OS()->getDefaultNetworkProjectsFolder(true) : root;
 }
 
 WString LobbyUtils::getNetworkMaterialRoot() {
-  const WString root =
-      Qx::WStringFromUTF8(UserConfig().getValue(NetMatRootRegKey, "", kLobbySection));
+  const WString root = configured(NetMatRootRegKey);
   return root.empty() ? OS()->fileManager().getDefaultNetworkMaterialFolder() : root;
 }
 
-WString LobbyUtils::getCurrentNetworkLobbyName() {
-  return Qx::WStringFromUTF8(UserConfig().getValue(kLobbyNameKey, String(), kLobbySection));
-}
+WString LobbyUtils::getCurrentNetworkLobbyName() { return configured(kLobbyNameKey); }
 
 WString LobbyUtils::getNetworkLobbyFullPath(const WString& name, bool trailingSeparator) {
   WString path = withSeparator(getNetworkProjectsRoot()) + name;
