@@ -2,7 +2,7 @@
 //
 // Each sender numbers its texts 1, 2, 3, ...  Who comes into a group late first hears some higher
 // number, which is no loss; later a stranger's higher number means that its first texts are
-// missing. Callers take turns.
+// missing.  Callers take turns.
 #pragma once
 
 #include <chrono>

@@ -89,7 +89,7 @@ class MISCDISC_EXPORT DiskManager : public Notifiable {
   static bool AddDrivesFromFile(const WString& path);
   // Unmounts every media location, tells once for each drive, and lists their paths in the file, in
   // the form that AddDrivesFromFile() takes.  No file is made when there is nothing to list; null
-  // lists nothing. What is returned concerns the layer's last volume: true when it was a media
+  // lists nothing.  What is returned concerns the layer's last volume: true when it was a media
   // location.
   static bool UnmountDrives(const char* path);
 

@@ -71,6 +71,7 @@ double getMinutesPerGigabyte(const CompressionFormat& format, const ShotVideoMet
     case fourcc("BGRA"):
     case fourcc("ARGB"):
     case fourcc(" RGB"):
+    // No characters: formats that have no code go by such a number.
     case 0:
     case 0x23:
     case 0x24:

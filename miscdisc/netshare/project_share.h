@@ -25,8 +25,8 @@ class MISCDISC_EXPORT ProjectShare {
   static bool lockProject(const cookie& project);
   static bool unlockCurrentlyLockedProject();  // false: none was held
 
-  // True when this machine now holds the room's lock, or the room's path ends with "CARDVT.Room",
-  // in whatever letter case: that one this does not lock. Names nobody: that is done by
+  // True when this machine now holds the room's lock, and for a room that is not locked here: one
+  // whose path ends with "CARDVT.Room", in whatever letter case.  Names nobody: that is done by
   // indicateRoomChange().  An earlier lock stays held, as above.
   static bool lockRoom(const WString& room);
   static void unlockCurrentRoom();
@@ -51,9 +51,9 @@ class MISCDISC_EXPORT ProjectShare {
   // user's name begins with the name of a login file.
   static bool anyOtherNetUsers(char* out);
 
-  // True when nobody else is in the lobby or the user is in it and not in a room, and the room's
-  // lock can be had or the room is the one that is not locked.  Otherwise reason says who is there,
-  // in the application's words.
+  // True when both hold: the user is in no room, or nobody else is in the lobby; and the room's
+  // lock can be had, or the room is one that lockRoom() does not lock.  Otherwise reason says who
+  // is there, in the application's words.
   static bool roomIsTrashable(const WString& room, WString& reason);
 
   // Takes the room's lock, with the user's name beside it, and then lets go of the room that was

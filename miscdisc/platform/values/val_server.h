@@ -54,6 +54,8 @@ class ValGuard {
 template <typename T>
 class ValServer : public ValServerBase, public LastValServer {
  public:
+  // The result is of no use here: the call has every program with a value server refer to the
+  // function that tools ask.
   ValServer() { LastValServer::getLastValServer(); }
   ValServer(const ValServer&) = delete;
   ~ValServer() override {
