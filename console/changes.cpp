@@ -64,11 +64,15 @@ Exit Changes::say(Exit exit) {
 std::string whyNotWritten(const WString& file) {
   const std::string path = Qx::UTF8FromWString(file);
   const std::string folder = Qx::UTF8FromWString(getPath(file));
+  std::error_code none;
+  const auto kind = std::filesystem::status(path, none);
   std::string why = "others were writing it, or there is no space left.  Try again, and look at df";
   if (!allowed(folder, W_OK | X_OK)) {
     why = "its folder: " + std::string(std::strerror(errno)) + ".  Check it with ls -ld";
-  } else if (std::error_code none; std::filesystem::is_directory(path, none)) {
+  } else if (std::filesystem::is_directory(kind)) {
     why = "it is a folder.  Give the name of a file";
+  } else if (std::filesystem::is_other(kind)) {
+    why = "it is no plain file.  Give the name of a file";
   } else if (!allowed(path, R_OK | W_OK) && errno != ENOENT) {
     why = std::string(std::strerror(errno)) + ".  Check it with ls -l";
   }

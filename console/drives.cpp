@@ -276,10 +276,6 @@ FolderList readFolderList(const WString& file, std::chrono::milliseconds deadlin
               "), so what it lists is not known.  Look at it with ls -ld."};
 }
 
-WString locationsFile() { return mediaLocationsFile(); }
-
-WString hiddenFile() { return hiddenVolumesFile(); }
-
 DriveList enterConfiguredSpace(const Options& options) {
   const auto deadline = options.deadline();
   host::keepVolumeLetters(false);
@@ -287,8 +283,8 @@ DriveList enterConfiguredSpace(const Options& options) {
   workInConfiguredSpace();
 
   DriveList list;
-  const FolderList hidden = readFolderList(hiddenFile(), deadline);
-  const FolderList locations = readFolderList(locationsFile(), deadline);
+  const FolderList hidden = readFolderList(hiddenVolumesFile(), deadline);
+  const FolderList locations = readFolderList(mediaLocationsFile(), deadline);
   for (const std::string& fault : {hidden.fault, locations.fault}) {
     if (!fault.empty()) list.faults.push_back(fault);
   }

@@ -68,10 +68,6 @@ struct FolderList {
 // A missing one lists nothing.
 FolderList readFolderList(const WString& file, std::chrono::milliseconds deadline);
 
-// The files of the space.
-WString locationsFile();
-WString hiddenFile();
-
 // "Not present" or "not answering", why, and what to try; empty for a drive that is there.
 std::string problemOf(const Drive& drive, const Options& options);
 

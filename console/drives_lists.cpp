@@ -20,7 +20,7 @@
 #include "miscdisc/frame/separator.h"
 #include "miscdisc/lobby/lobby_utils.h"
 #include "miscdisc/media/disk_manager.h"
-#include "miscdisc/platform/fsys.h"
+#include "miscdisc/media/list_files.h"
 #include "miscdisc/platform/paths.h"
 #include "miscdisc/platform/text_file.h"
 
@@ -41,14 +41,8 @@ struct Arguments {
   std::string file;
 };
 
-// None of a list that cannot be read.
-std::vector<WString> linesIn(const WString& file, const Options& options) {
-  const auto text = readPlainFile(file, options.deadline());
-  return wideLinesOf(text ? text->bytes : std::string());
-}
-
 bool hasLine(const WString& file, const WString& line, const Options& options) {
-  const auto lines = linesIn(file, options);
+  const auto lines = readFolderList(file, options.deadline()).lines;
   return std::find(lines.begin(), lines.end(), line) != lines.end();
 }
 
@@ -169,7 +163,8 @@ std::optional<size_t> numberOf(const WString& line, const DriveList& list, const
     }
   }
   size_t number = 0;
-  for (const Listed& listed : distinctFolders(linesIn(locationsFile(), options))) {
+  const auto lines = readFolderList(mediaLocationsFile(), options.deadline()).lines;
+  for (const Listed& listed : distinctFolders(lines)) {
     if (!otherNames.contains(listed.folder)) ++number;
     if (std::find(listed.lines.begin(), listed.lines.end(), line) != listed.lines.end()) {
       return number;
@@ -181,7 +176,7 @@ std::optional<size_t> numberOf(const WString& line, const DriveList& list, const
 enum class Mounting { kNow, kLater };
 
 void appendLocation(const WString& line) {
-  TextFile list(locationsFile(), true);
+  TextFile list(mediaLocationsFile(), true);
   list.appendLine(Qx::UTF8FromWString(line));
   list.save(WString(), TextFile::eLF);
 }
@@ -205,7 +200,7 @@ MaybeObjection addFolder(DriveList& list, const WString& folder, Mounting mounti
       appendLocation(line);
     }
     const auto listed = numberOf(line, list, options);
-    if (!listed) return Objection{kFailed, whyNotWritten(locationsFile())};
+    if (!listed) return Objection{kFailed, whyNotWritten(mediaLocationsFile())};
     number = *listed;
     if (const MediaDrive* mounted = DiskManager::getDriveWithPath(folder)) {
       drive.id = mounted->driveId;
@@ -214,7 +209,7 @@ MaybeObjection addFolder(DriveList& list, const WString& folder, Mounting mounti
   }
   drive.label = "#" + std::to_string(number);
   list.numbered.push_back({drive.label, drive.path});
-  changes.add({"add", drive.label, line, locationsFile()});
+  changes.add({"add", drive.label, line, mediaLocationsFile()});
   list.drives.push_back(drive);
   return {};
 }
@@ -290,12 +285,12 @@ Exit dropLocationLines(const Drive& drive, Changes& changes) {
   std::set<WString> spelled;
   for (const WString& line : drive.lines) spelled.insert(plainFolder(line));
   const auto isOurs = [&](const WString& line) { return spelled.count(plainFolder(line)) != 0; };
-  if (!changes.dryRun() && !dropLines(locationsFile(), isOurs)) {
-    complain(whyNotWritten(locationsFile()));
+  if (!changes.dryRun() && !dropLines(mediaLocationsFile(), isOurs)) {
+    complain(whyNotWritten(mediaLocationsFile()));
     return kFailed;
   }
   for (const WString& line : drive.lines) {
-    changes.add({"remove", drive.label, line, locationsFile()});
+    changes.add({"remove", drive.label, line, mediaLocationsFile()});
   }
   return kDone;
 }
@@ -322,12 +317,12 @@ Exit hideVolume(const Drive& drive, const Options& options, Changes& changes) {
     // The library hides what is in its list; one that is not there now is not.
     if (!drive.present()) DiskManager::add_drive(drive.id, WString());
     DiskManager::removeMediaLocation(line);
-    if (!hasLine(hiddenFile(), line, options)) {
-      complain(whyNotWritten(hiddenFile()));
+    if (!hasLine(hiddenVolumesFile(), line, options)) {
+      complain(whyNotWritten(hiddenVolumesFile()));
       return kFailed;
     }
   }
-  changes.add({"hide", drive.label, line, hiddenFile()});
+  changes.add({"hide", drive.label, line, hiddenVolumesFile()});
   if (!changes.dryRun()) {
     remark(options, "to get it back: miscdisc drives unhide " + drive.label);
   }
@@ -409,12 +404,12 @@ Exit unhide(Context& context, DriveList& list, const Arguments& arguments) {
     }
     for (const HiddenVolume* hidden : meant) {
       if (!lines.insert(hidden->line).second) continue;
-      changes.add({"unhide", hidden->label, hidden->line, hiddenFile()});
+      changes.add({"unhide", hidden->label, hidden->line, hiddenVolumesFile()});
     }
   }
   const auto isMeant = [&](const WString& line) { return lines.count(line) != 0; };
-  if (!context.options.dryRun && !dropLines(hiddenFile(), isMeant)) {
-    return refuse({kFailed, whyNotWritten(hiddenFile())});
+  if (!context.options.dryRun && !dropLines(hiddenVolumesFile(), isMeant)) {
+    return refuse({kFailed, whyNotWritten(hiddenVolumesFile())});
   }
   return changes.say(kDone);
 }
@@ -427,25 +422,6 @@ bool isFileGiven(const std::string& file) {
   if (!file.empty()) return true;
   complain("FILE is empty: a file's path was expected.");
   return false;
-}
-
-// Saving waits up to five seconds for others.
-constexpr std::chrono::seconds kSavingTime{6};
-
-// Why the lines could not be written; nothing when they were.
-MaybeObjection writeLines(const WString& file, const std::vector<WString>& lines,
-                          const Options& options) {
-  const auto fault = within<std::string>(options.deadline() + kSavingTime, file, [file, lines] {
-    TextFile saved(file, false);
-    for (const WString& line : lines) saved.appendLine(Qx::UTF8FromWString(line));
-    return saved.save(WString(), TextFile::eLF) ? std::string() : whyNotWritten(file);
-  });
-  if (!fault) {
-    return Objection{kIncomplete, printable(file) +
-                                      " stopped answering while it was written.  Look at its mount "
-                                      "or server"};
-  }
-  return fault->empty() ? std::nullopt : MaybeObjection({kFailed, *fault});
 }
 
 Exit save(Context& context, DriveList& list, const Arguments& arguments) {
@@ -461,15 +437,21 @@ Exit save(Context& context, DriveList& list, const Arguments& arguments) {
   if (*exists && !options.yes) {
     return refuse({kRefused, printable(file) + " exists.  To replace it, say --yes"});
   }
-  std::vector<WString> lines;
+  std::vector<std::string> lines;
   Changes changes(context);
   for (const Numbered& numbered : list.numbered) {
-    lines.push_back(withSeparator(numbered.path));
-    changes.add({"write", numbered.label, lines.back(), file});
+    const WString folder = withSeparator(numbered.path);
+    lines.push_back(Qx::UTF8FromWString(folder));
+    changes.add({"write", numbered.label, folder, file});
   }
   if (options.dryRun) return changes.say(kDone);
-  if (const auto objection = writeLines(file, lines, options)) return refuse(*objection);
-  return changes.say(kDone);
+  const auto fault = writeLines(file, lines, options.deadline());
+  if (!fault) {
+    return refuse({kIncomplete, printable(file) +
+                                    " stopped answering while it was written.  Look at its mount "
+                                    "or server"});
+  }
+  return fault->empty() ? changes.say(kDone) : refuse({kFailed, *fault});
 }
 
 // The folders of the file; nothing, after saying why, when it is no list of folders.

@@ -1,5 +1,4 @@
 // The status for those who are not at a terminal: a page for a wall, figures for monitoring.
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -9,10 +8,8 @@
 #include "console/commands.h"
 #include "console/drives.h"
 #include "console/folders.h"
-#include "console/not_answering.h"
 #include "console/report.h"
 #include "console/text_files.h"
-#include "miscdisc/platform/text_file.h"
 
 namespace console {
 namespace {
@@ -60,32 +57,8 @@ Report findReport(const Options& options) {
   return report;
 }
 
-// Writing.
-
-// A pipe or a device would be replaced by a file.
-bool mayBeReplaced(const std::string& path) {
-  struct stat found {};
-  return stat(path.c_str(), &found) != 0 || S_ISREG(found.st_mode) || S_ISDIR(found.st_mode);
-}
-
-// On the mount's thread; empty, or why not.
-std::string replace(const WString& file, const std::string& text) {
-  if (!mayBeReplaced(Qx::UTF8FromWString(file))) {
-    return printable(file) +
-           " could not be written: it is no plain file.  Give the name of a file, or - for "
-           "standard output";
-  }
-  TextFile written(file, false);
-  for (const std::string& line : linesOf(text)) written.appendLine(line);
-  return written.save(WString(), TextFile::eLF) ? std::string() : whyNotWritten(file);
-}
-
-// Saving waits up to five seconds for others.
-constexpr std::chrono::seconds kSavingTime{6};
-
 bool write(const WString& file, const std::string& text, const Options& options) {
-  const auto fault = within<std::string>(options.deadline() + kSavingTime, file,
-                                         [file, text] { return replace(file, text); });
+  const auto fault = writeLines(file, linesOf(text), options.deadline());
   if (fault && fault->empty()) return true;
   complain(fault ? *fault
                  : printable(file) +

@@ -8,12 +8,15 @@
 #include <cerrno>
 #include <cstring>
 
+#include "console/changes.h"
 #include "console/folders.h"
+#include "miscdisc/platform/text_file.h"
 
 namespace console {
 namespace {
 
-constexpr size_t kMostBytes = 64 << 20;  // as the library reads lists
+constexpr size_t kMostBytes = 64 << 20;         // as the library reads lists
+constexpr std::chrono::seconds kSavingTime{6};  // TextFile::save() waits five for others
 
 int readAll(int descriptor, std::string& bytes) {
   char block[65536];
@@ -82,6 +85,15 @@ std::vector<WString> wideLinesOf(std::string_view bytes) {
   std::vector<WString> lines;
   for (const std::string& line : linesOf(bytes)) lines.push_back(Qx::WStringFromUTF8(line));
   return lines;
+}
+
+std::optional<std::string> writeLines(const WString& file, const std::vector<std::string>& lines,
+                                      std::chrono::milliseconds deadline) {
+  return within<std::string>(deadline + kSavingTime, file, [file, lines] {
+    TextFile written(file, false);
+    for (const std::string& line : lines) written.appendLine(line);
+    return written.save(WString(), TextFile::eLF) ? std::string() : whyNotWritten(file);
+  });
 }
 
 }  // namespace console

@@ -1,4 +1,4 @@
-// Text files, read whole.
+// Text files, read and written whole.
 #pragma once
 
 #include <chrono>
@@ -28,5 +28,11 @@ std::string reasonNotRead(int error);
 // They end in LF or CR LF; a last one without an end counts, a byte order mark does not.
 std::vector<std::string> linesOf(std::string_view bytes);
 std::vector<WString> wideLinesOf(std::string_view bytes);
+
+// Replaces the file by these lines, or makes it; readers see the old ones or the new ones.  Empty,
+// or why not, printable; nothing when its mount stopped answering: then either may be there.  While
+// others write it, it takes up to six seconds beyond the deadline.
+std::optional<std::string> writeLines(const WString& file, const std::vector<std::string>& lines,
+                                      std::chrono::milliseconds deadline);
 
 }  // namespace console

@@ -605,6 +605,11 @@ two_folders() {
   ask drives save a --yes
   expect_code 1
   expect_words "$PWD/a could not be written: it is a folder."
+  mkfifo pipe
+  ask drives save pipe --yes
+  expect_code 1
+  expect_words "$PWD/pipe could not be written: it is no plain file.  Give the name of a file"
+  [ -p pipe ]
   mkdir a/sub
   printf '%s/\n' "$PWD/a/sub" >inside
   ask drives restore inside
