@@ -350,7 +350,7 @@ two_folders() {
     expect_code 0
     expect_words "the name $name reads like an id"
     ask drives show "$name"
-    ! grep -qx "drive	#2" data
+    expect_none "^drive	#2$" data
   done
 }
 
@@ -563,7 +563,7 @@ two_folders() {
   expect_words "#4 would be listed, but not mounted: $PWD/none does not exist."
   ask drives restore saved
   expect_code 3
-  ! grep -q "Nothing was added" words
+  expect_none "Nothing was added" words
 }
 
 @test "a lettered volume that is listed is saved in its place" {

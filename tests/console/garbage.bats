@@ -2,6 +2,8 @@
 load setup
 load terminal
 
+control=$'[\x01-\x08\x0b-\x1f\x7f]' # characters that no terminal is to get
+
 raw() { as_bob miscdisc -q notify send "$1" >told; }
 
 # Of every kind, and then a file, which shows that all of it was read.
@@ -43,9 +45,9 @@ send_garbage() {
   [ "$(grep -c '^added\|^removed' listen.data)" -eq 1 ]
   [ "$(jq -r .event listen_json.data | grep -c '^file_')" -eq 1 ]
   [ "$(grep -c . listen.data)" -eq 15 ]
-  ! LC_ALL=C grep -q $'[\x01-\x08\x0b-\x1f\x7f]' listen.data listen.words watch.words
+  expect_none "$control" listen.data listen.words watch.words
   grep -qxF 'text	\x1B[2J\x1B]0;owned\x07' listen.data
-  ! LC_ALL=C grep -q $'[\x01-\x08\x0b-\x1f\x7f]' "$MISCDISC_HOME/miscdisc.log"
+  expect_none "$control" "$MISCDISC_HOME/miscdisc.log"
   end_with TERM "$watching"
   expect_code 143
   end_with TERM "$listening"
@@ -66,8 +68,8 @@ send_garbage() {
     grep -q "others have added [1-9]" ann.words
   }
   eventually heard
-  ! LC_ALL=C grep -q $'[\x01-\x08\x0b-\x1f\x7f]' ann.words
-  ! grep -q "removed" ann.words
+  expect_none "$control" ann.words
+  expect_none "removed" ann.words
   end_with TERM "$shell"
   expect_code 143
   exec 8>&-

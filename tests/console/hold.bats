@@ -227,7 +227,7 @@ teardown() {
   end_with KILL "$last"
   as_bob start_holding bob hold Alpha --room New
   [ -e net/Alpha/New.Room.lck ]
-  ! grep -q "there is no" bob.words
+  expect_none "there is no" bob.words
   rm net/Alpha/New.Room net/Alpha/New.lck
   ask with Alpha --room "$PWD/net/Alpha/New" -- touch ran
   expect_code 5

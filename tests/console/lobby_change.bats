@@ -44,7 +44,8 @@ state() { cat "$MISCDISC_HOME/state.toml"; }
     "made $PWD/net/Cut 3/Media/Sound" "added $PWD/net/Cut 3/Media (in $PWD/net/Cut 3/DefNetDrive.txt)"
   diff planned data
   [ "$(cat "net/Cut 3/DefNetDrive.txt")" = "$PWD/net/Cut 3/Media" ]
-  [ -d "net/Cut 3/Media/Material" ] && [ -d "net/Cut 3/Media/Sound" ]
+  [ -d "net/Cut 3/Media/Material" ]
+  [ -d "net/Cut 3/Media/Sound" ]
   start_machine bob bob
   rm -r net/Alpha net/Beta
   tell bob available "Cut 3"
@@ -302,7 +303,8 @@ state() { cat "$MISCDISC_HOME/state.toml"; }
   ln -s Alpha net/Other
   ask lobby delete Other --yes
   expect_code 7
-  [ -e net/Alpha/DefNetDrive.txt ] && [ -L net/Other ]
+  [ -e net/Alpha/DefNetDrive.txt ]
+  [ -L net/Other ]
 }
 
 @test "what is mounted in a lobby is not deleted with it" {

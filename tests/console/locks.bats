@@ -96,7 +96,7 @@ load lobby
   expect_data "Edti	free	-	-	yes	yes"
   expect_words "there is no such room yet: Edti."
   ask room check "Edit 1"
-  ! grep -q "no such room" words
+  expect_none "no such room" words
   : >net/Alpha/P0001000/Lock
   ask room check P0001000/Lock
   expect_code 2

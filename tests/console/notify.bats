@@ -253,5 +253,5 @@ has_heard() { [ "$(grep -c "^$2	" bob.data)" -eq "$1" ]; } # NUMBER KIND
   miscdisc --timeout 60 notify send "for the log"
   expect_heard "text	for the log"
   grep -q "Received: for the log" bob/miscdisc.log
-  ! grep -q "Received" "$MISCDISC_HOME/miscdisc.log"
+  expect_none "Received" "$MISCDISC_HOME/miscdisc.log"
 }

@@ -37,7 +37,7 @@ expect_only_local_work() { # WORDS
   echo "$alpha_user:guessed" >"$MISCDISC_HOME/credentials"
   start_recording
   [[ "$(messenger_line)" = "messenger	nats: $nats_url refuses these credentials: "* ]]
-  ! grep -q guessed data
+  expect_none guessed data
   ask status --json
   [ "$(jq -c '[.messenger.engine, .messenger.connected]' data)" = '["nats",false]' ]
   expect_only_local_work "$nats_url refuses these credentials"

@@ -19,10 +19,6 @@ expect_metric() { # LINE
   grep -qxF -- "$1" figures.prom || { echo "not there: $1"; cat figures.prom; return 1; }
 }
 
-nowhere_in() { # FILE PATTERN, in any letter case
-  ! grep -niE -- "$2" "$1"
-}
-
 # What may stand in such a file: HELP, TYPE and then samples of that name, no series twice.
 check_metrics() { # FILE
   awk '
@@ -53,7 +49,7 @@ check_page() { # FILE
     [ "$(grep -oE "<$kind[ >]" "$1" | wc -l)" -eq "$(grep -o "</$kind>" "$1" | wc -l)" ] ||
       { echo "not closed: $kind"; return 1; }
   done
-  nowhere_in "$1" '<(script|link|img|iframe|object|a )|<[a-z][^>]*(src|href)=|url\(|@import'
+  expect_none '<(script|link|img|iframe|object|a )|<[a-z][^>]*(src|href)=|url\(|@import' "$1"
 }
 
 # In Alpha bob works in a room, and ann has left her login behind.
@@ -72,7 +68,8 @@ busy_lobby() {
   export TZ=UTC0
   ask_pretended report --html page.html
   expect_code 0
-  [ ! -s data ] && [ ! -s words ]
+  [ ! -s data ]
+  [ ! -s words ]
   check_page page.html
   expect_page '<h1><bdi>Alpha</bdi></h1>'
   expect_page "<title>Alpha - $(hostname)</title>"
@@ -86,7 +83,7 @@ busy_lobby() {
   expect_page '<tr><th scope="row">room <bdi>Edit 1</bdi></th><td><bdi>bob</bdi></td><td><span class="state good">live</span></td>'
   expect_page '<span class="state warn">2 warnings</span>'
   expect_page "<li class=\"alert warn\">ann&#39;s login is a leftover: "
-  nowhere_in page.html 'http-equiv="refresh"'
+  expect_none 'http-equiv="refresh"' page.html
   ask report --html page.html --refresh 30
   expect_page '<meta http-equiv="refresh" content="30">'
 }
@@ -122,7 +119,8 @@ two_locations_in_lobby() {
   expect_metric 'miscdisc_warnings 2'
   local made
   made=$(sed -n 's/^miscdisc_report_timestamp_seconds //p' figures.prom)
-  [ "$made" -ge "$before" ] && [ "$made" -le "$(date +%s)" ]
+  [ "$made" -ge "$before" ]
+  [ "$made" -le "$(date +%s)" ]
 }
 
 @test "without a lobby there are no people, and nothing is said of the messenger" {
@@ -133,8 +131,8 @@ two_locations_in_lobby() {
   check_metrics figures.prom
   expect_page '<h1><bdi>Local project space</bdi></h1>'
   expect_page '<p>Nothing is locked.</p>'
-  nowhere_in page.html 'People in the lobby'
-  nowhere_in figures.prom 'miscdisc_(lobby_people|messenger)'
+  expect_none 'People in the lobby' page.html
+  expect_none 'miscdisc_(lobby_people|messenger)' figures.prom
   expect_metric "miscdisc_space_answered{lobby=\"\",path=\"$MISCDISC_HOME/projects/\"} 1"
   expect_metric 'miscdisc_locks{kind="room",state="live"} 0'
 }
@@ -177,7 +175,7 @@ two_locations_in_lobby() {
   expect_metric "miscdisc_drive_up{drive=\"#1\",path=\"$PWD/a\"} 0"
   expect_metric "miscdisc_volume_answered{drive=\"#1\",path=\"$PWD/a\"} 1"
   expect_metric "miscdisc_volume_answered{drive=\"#2\",path=\"$PWD/b\"} 0"
-  nowhere_in figures.prom '^miscdisc_drive_(free|size|rec).*drive="#'
+  expect_none '^miscdisc_drive_(free|size|rec).*drive="#' figures.prom
   expect_metric 'miscdisc_report_complete 0'
   # Nor does a file there keep anybody waiting.
   ask_hanging --timeout 0.3 report --html b/page.html
@@ -193,7 +191,7 @@ two_locations_in_lobby() {
   check_page page.html
   expect_page "<p>Not known: <bdi>$PWD/net/Alpha/</bdi> could not be seen.</p>"
   expect_metric "miscdisc_space_answered{lobby=\"Alpha\",path=\"$PWD/net/Alpha/\"} 0"
-  nowhere_in figures.prom 'miscdisc_(lobby_people|locks)'
+  expect_none 'miscdisc_(lobby_people|locks)' figures.prom
 }
 
 @test "standard output takes one of them" {
@@ -234,7 +232,8 @@ two_locations_in_lobby() {
   first=$(stat -c %i www/page.html)
   for times in $(seq 300); do
     cat www/page.html >seen.html # cp refuses what is replaced between its two looks
-    [ "$(head -n 1 seen.html)" = '<!DOCTYPE html>' ] && [ "$(tail -n 1 seen.html)" = '</html>' ]
+    [ "$(head -n 1 seen.html)" = '<!DOCTYPE html>' ]
+    [ "$(tail -n 1 seen.html)" = '</html>' ]
   done
   replaced() { [ "$(stat -c %i www/page.html)" != "$first" ]; }
   eventually replaced
@@ -278,7 +277,8 @@ two_locations_in_lobby() {
   ask report --html page.html --dry-run
   expect_code 0
   expect_words "would write $PWD/page.html"
-  [ ! -e page.html ] && [ ! -s data ]
+  [ ! -e page.html ]
+  [ ! -s data ]
   ask report --html page.html --json
   expect_code 0
   [ "$(jq -c '[.schema, .dry_run, [.changes[] | [.action, .path]]]' data)" = "[\"miscdisc.change/1\",false,[[\"write\",\"$PWD/page.html\"]]]" ]

@@ -44,6 +44,14 @@ expect_words() { # the words contain the text
   grep -qF -- "$1" words || { echo "not in the words: $1"; cat words; return 1; }
 }
 
+# No line of the files fits, in any letter case.  A "!" before a command would fail a test as its
+# last line only.
+expect_none() { # PATTERN FILE...
+  local found=0
+  LC_ALL=C grep -HniE -- "$@" || found=$?
+  [ "$found" -eq 1 ]
+}
+
 # Three volumes with known files; all of them are there.
 three_volumes() {
   local v

@@ -28,7 +28,8 @@ load lobby
   expect_code 0
   expect_data "made $PWD/new/" "made $PWD/new/P0001000" "made $PWD/new/G0001000" "made $PWD/new/DefNetDrive.txt"
   diff planned data
-  [ -d new/P0001000 ] && [ -d new/G0001000 ]
+  [ -d new/P0001000 ]
+  [ -d new/G0001000 ]
   [ "$(cat new/DefNetDrive.txt)" = /mnt/a/ ]
   [ ! -e new/UnmountedDrives.txt ]
   # It is not the one that is used.
@@ -142,5 +143,6 @@ load lobby
     ask space $command
     expect_code 2
   done
-  [ ! -e new ] && [ ! -e "$MISCDISC_HOME/state.toml" ]
+  [ ! -e new ]
+  [ ! -e "$MISCDISC_HOME/state.toml" ]
 }
