@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -92,7 +93,10 @@ class Range {
   pid_t start() {
     const uint64_t run = ++runs_;
     const pid_t child = fork();
-    if (child == 0) append(path_, run, pipe_[1]);
+    if (child == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);  // it would append without end
+      append(path_, run, pipe_[1]);
+    }
     return child;
   }
 
