@@ -1,5 +1,5 @@
-// The machine home of a test process: an empty temporary folder that MISCDISC_HOME names from
-// before main on.  The environment names no session bus.
+// The machine home of a test process: an empty temporary folder that MISCDISC_HOME names from the
+// start of main, which home.cpp has, to its end.  The environment names no session bus.
 #pragma once
 
 #include <gtest/gtest.h>

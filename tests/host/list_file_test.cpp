@@ -212,7 +212,7 @@ class OtherWriter {
                          inotify_add_watch(closed, watched.c_str(), IN_CLOSE_WRITE) >= 0;
       (void)!write(held[1], ready ? "y" : "n", 1);
       pollfd refused{closed, POLLIN, 0};
-      if (poll(&refused, 1, 10000) != 1) _exit(1);
+      if (poll(&refused, 1, 60'000) != 1) _exit(1);
       ground::writeFile(path, lines);
       _exit(0);
     }
