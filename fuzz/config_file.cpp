@@ -71,9 +71,11 @@ void othersAreAsPromised(const Settings& settings) {
 
 bool isDefault(const Settings& settings) {
   const Settings usual;
-  return settings.volumes.empty() && settings.shares.empty() && settings.user.empty() &&
-         settings.formats.empty() && settings.remoteFolders.empty() &&
-         settings.messenger.engine == usual.messenger.engine &&
+  const auto& [engine, url, credentials, ca] = settings.messenger;
+  return settings.volumes.empty() && settings.discoverVolumes && settings.quotaVolumes.empty() &&
+         settings.shares.empty() && settings.user.empty() && !settings.shortNamesOnly &&
+         !settings.allowLocalOnly && settings.remoteFolders.empty() && settings.formats.empty() &&
+         engine == usual.messenger.engine && url.empty() && credentials.empty() && ca.empty() &&
          settings.drivesFormats == usual.drivesFormats && settings.lowMinutes == usual.lowMinutes;
 }
 
