@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <thread>
 
-constexpr int kMostProcesses = 64;
+constexpr size_t kMostProcesses = 64;
 
 // A run of a process: its slot (from 1) in the low byte, and in the others a number that no other
 // run has, so that a word that a killed run left is never taken for the next run's.

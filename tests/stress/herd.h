@@ -34,8 +34,8 @@ class Herd {
   // What a run does in its process, until it is told to end.
   using Work = std::function<void(uint64_t identity)>;
 
-  Herd(int size, uint64_t seed, Work work)
-      : random_(seed), work_(std::move(work)), members_(size_t(size)) {
+  Herd(size_t size, uint64_t seed, Work work)
+      : random_(seed), work_(std::move(work)), members_(size) {
     for (size_t slot = 0; slot < members_.size(); ++slot) start(slot);
   }
 

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cinttypes>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -20,6 +21,7 @@
 #include <vector>
 
 #include "miscdisc/platform/text_file.h"
+#include "tests/stress/options.h"
 #include "tests/stress/scratch.h"
 
 namespace {
@@ -27,8 +29,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 struct Options {
-  int processes = 6;
-  int seconds = 4;
+  uint64_t processes = 6;
+  uint64_t seconds = 4;
   bool remote = false;
   uint64_t seed = 1;
 };
@@ -70,7 +72,7 @@ class Range {
 
   void run() {
     std::vector<pid_t> children;
-    for (int i = 0; i < options_.processes; ++i) children.push_back(start());
+    for (uint64_t i = 0; i < options_.processes; ++i) children.push_back(start());
     const auto end = Clock::now() + std::chrono::seconds(options_.seconds);
     while (Clock::now() < end) {
       pollfd readable{pipe_[0], POLLIN, 0};
@@ -120,25 +122,11 @@ class Range {
 };
 
 bool parse(int count, char** arguments, Options& options) {
-  for (int i = 1; i < count; ++i) {
-    const std::string name = arguments[i];
-    if (name == "--remote") {
-      options.remote = true;
-      continue;
-    }
-    if (++i == count) return false;
-    const int number = std::atoi(arguments[i]);
-    if (name == "--processes") {
-      options.processes = number;
-    } else if (name == "--seconds") {
-      options.seconds = number;
-    } else if (name == "--seed") {
-      options.seed = static_cast<uint64_t>(number);
-    } else {
-      return false;
-    }
-  }
-  return options.processes >= 1 && options.seconds >= 1;
+  return readOptions(count, arguments, {{"--remote", &options.remote}},
+                     {{"--processes", &options.processes},
+                      {"--seconds", &options.seconds},
+                      {"--seed", &options.seed}}) &&
+         options.processes >= 1 && options.seconds >= 1;
 }
 
 }  // namespace
@@ -166,7 +154,7 @@ int main(int count, char** arguments) {
   for (const auto& [line, times] : range.acknowledged) lost += found.count(line) == 0;
   scratch.remove();
 
-  std::printf("seed, processes        %llu, %d%s\n", static_cast<unsigned long long>(options.seed),
+  std::printf("seed, processes        %" PRIu64 ", %" PRIu64 "%s\n", options.seed,
               options.processes, options.remote ? ", remote" : "");
   std::printf("kills                  %d\n", range.kills);
   std::printf("acknowledged lines     %zu\n", range.acknowledged.size());

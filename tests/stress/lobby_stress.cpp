@@ -30,6 +30,7 @@
 #include "miscdisc/platform/config.h"
 #include "miscdisc/platform/project_folders.h"
 #include "tests/stress/herd.h"
+#include "tests/stress/options.h"
 #include "tests/stress/scratch.h"
 
 namespace {
@@ -50,8 +51,8 @@ constexpr int64_t kMostRecovery = 30'000'000'000;  // nanoseconds
 struct Options {
   uint64_t cycles = 20000;
   uint64_t kills = 200;
-  int machines = 8;
-  int seconds = 60;
+  uint64_t machines = 8;
+  uint64_t seconds = 60;
   bool remote = false;
   uint64_t seed = 1;
 };
@@ -363,29 +364,13 @@ bool run(Shared& shared, const Options& options, Herd& herd) {
 }
 
 bool parse(int count, char** arguments, Options& options) {
-  for (int i = 1; i < count; ++i) {
-    const std::string name = arguments[i];
-    if (name == "--remote") {
-      options.remote = true;
-      continue;
-    }
-    if (++i == count) return false;
-    const uint64_t number = std::strtoull(arguments[i], nullptr, 10);
-    if (name == "--cycles") {
-      options.cycles = number;
-    } else if (name == "--kills") {
-      options.kills = number;
-    } else if (name == "--machines") {
-      options.machines = int(number);
-    } else if (name == "--seconds") {
-      options.seconds = int(number);
-    } else if (name == "--seed") {
-      options.seed = number;
-    } else {
-      return false;
-    }
-  }
-  return options.machines >= 2 && options.machines <= kMostProcesses;
+  return readOptions(count, arguments, {{"--remote", &options.remote}},
+                     {{"--cycles", &options.cycles},
+                      {"--kills", &options.kills},
+                      {"--machines", &options.machines},
+                      {"--seconds", &options.seconds},
+                      {"--seed", &options.seed}}) &&
+         options.machines >= 2 && options.machines <= kMostProcesses;
 }
 
 void print(const char* name, uint64_t value) { std::printf("%-22s %" PRIu64 "\n", name, value); }
@@ -403,7 +388,7 @@ int main(int count, char** arguments) {
   const Scratch scratch(options.remote);
   const std::string folder = scratch.folder();
   std::vector<std::string> homes;
-  for (size_t slot = 0; slot < size_t(options.machines); ++slot) {
+  for (size_t slot = 0; slot < options.machines; ++slot) {
     homes.push_back(scratch.makeHome("home" + std::to_string(slot), userOf(slot)));
   }
   Shared& shared = makeShared<Shared>();
@@ -420,7 +405,7 @@ int main(int count, char** arguments) {
   const bool free = inProcessOfItsOwn([&] { return everyLockIsFree(folder); });
   const bool anchored = std::filesystem::exists(folder + "/Alpha/.lockspace");
   scratch.remove();
-  std::printf("seed, machines         %" PRIu64 ", %d%s\n", options.seed, options.machines,
+  std::printf("seed, machines         %" PRIu64 ", %" PRIu64 "%s\n", options.seed, options.machines,
               options.remote ? ", remote" : "");
   std::printf("seconds                %.1f\n", seconds);
   print("cycles", shared.cycles);

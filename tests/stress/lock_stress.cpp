@@ -21,6 +21,7 @@
 
 #include "miscdisc/platform/os.h"
 #include "tests/stress/herd.h"
+#include "tests/stress/options.h"
 #include "tests/stress/scratch.h"
 
 namespace {
@@ -32,9 +33,9 @@ constexpr int kLocks = 2;
 struct Options {
   uint64_t acquisitions = 20000;
   uint64_t kills = 200;
-  int processes = 8;
-  int seconds = 60;
-  bool naive = false;
+  uint64_t processes = 8;
+  uint64_t seconds = 60;
+  bool naive = false;  // the obvious protocol, which has a race
   bool remote = false;
   uint64_t seed = 1;
 };
@@ -161,32 +162,13 @@ bool run(Shared& shared, const Options& options, Herd& herd) {
 }
 
 bool parse(int count, char** arguments, Options& options) {
-  for (int i = 1; i < count; ++i) {
-    const std::string name = arguments[i];
-    if (name == "--remote") {
-      options.remote = true;
-      continue;
-    }
-    if (++i == count) return false;
-    const std::string value = arguments[i];
-    const uint64_t number = std::strtoull(value.c_str(), nullptr, 10);
-    if (name == "--acquisitions") {
-      options.acquisitions = number;
-    } else if (name == "--kills") {
-      options.kills = number;
-    } else if (name == "--processes") {
-      options.processes = int(number);
-    } else if (name == "--seconds") {
-      options.seconds = int(number);
-    } else if (name == "--seed") {
-      options.seed = number;
-    } else if (name == "--protocol" && (value == "ours" || value == "naive")) {
-      options.naive = value == "naive";
-    } else {
-      return false;
-    }
-  }
-  return options.processes >= 2 && options.processes <= kMostProcesses;
+  return readOptions(count, arguments, {{"--naive", &options.naive}, {"--remote", &options.remote}},
+                     {{"--acquisitions", &options.acquisitions},
+                      {"--kills", &options.kills},
+                      {"--processes", &options.processes},
+                      {"--seconds", &options.seconds},
+                      {"--seed", &options.seed}}) &&
+         options.processes >= 2 && options.processes <= kMostProcesses;
 }
 
 }  // namespace
@@ -194,10 +176,9 @@ bool parse(int count, char** arguments, Options& options) {
 int main(int count, char** arguments) {
   Options options;
   if (!parse(count, arguments, options)) {
-    std::fprintf(
-        stderr,
-        "usage: lock_stress [--acquisitions N] [--kills N] [--processes 2..64]\n"
-        "                   [--seconds MAX] [--protocol ours|naive] [--remote] [--seed N]\n");
+    std::fprintf(stderr,
+                 "usage: lock_stress [--acquisitions N] [--kills N] [--processes 2..64]\n"
+                 "                   [--seconds MAX] [--naive] [--remote] [--seed N]\n");
     return 2;
   }
   const Scratch scratch(options.remote);
@@ -214,7 +195,7 @@ int main(int count, char** arguments) {
   scratch.remove();
   std::printf("protocol               %s%s\n", options.naive ? "naive" : "ours",
               options.remote ? ", remote" : "");
-  std::printf("seed, processes        %" PRIu64 ", %d\n", options.seed, options.processes);
+  std::printf("seed, processes        %" PRIu64 ", %" PRIu64 "\n", options.seed, options.processes);
   std::printf("seconds                %.1f\n", seconds);
   std::printf("acquisitions           %" PRIu64 "\n", shared.acquisitions.load());
   std::printf("kills (of holders)     %" PRIu64 " (%" PRIu64 ")\n", herd.kills, herd.holdersKilled);
