@@ -107,20 +107,25 @@ void Server::start() {
   const std::string ports = folder_.path() + "/ports";
   fs::remove_all(ports);
   fs::create_directory(ports);
-  process_ = spawn({"nats-server", "-c", configure()}, folder_.path() + "/log");
-
   const auto end = std::chrono::steady_clock::now() + kPatience;
-  const std::string file = ports + "/nats-server_" + std::to_string(process_) + ".ports";
   const std::string before = "://" + address_ + ":";
   for (;;) {
-    const std::string text = contents(file);
+    if (process_ == 0) {
+      process_ = spawn({"nats-server", "-c", configure()}, folder_.path() + "/log");
+    }
+    const std::string text =
+        contents(ports + "/nats-server_" + std::to_string(process_) + ".ports");
     const size_t found = text.find(before);
     if (found != std::string::npos && text.find('}') != std::string::npos) {
       port_ = std::stoi(text.substr(found + before.size()));
       return;
     }
     int status = 0;
-    if (std::chrono::steady_clock::now() > end || waitpid(process_, &status, WNOHANG) != 0) {
+    const bool hasEnded = waitpid(process_, &status, WNOHANG) != 0;
+    if (hasEnded) process_ = 0;
+    // While it was away another process may have been given its port, mostly for a moment.
+    const bool isHopeless = hasEnded && port_ < 0;
+    if (isHopeless || std::chrono::steady_clock::now() > end) {
       throw std::runtime_error("nats-server does not start: " + contents(folder_.path() + "/log"));
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
