@@ -57,6 +57,14 @@ void complainNotMade(const NewLobby& lobby, int error) {
            "and at the room there with df and df -i.  Nothing was made.");
 }
 
+// Why this user may not write in the folder, as errno, or 0; nothing when its mount does not
+// answer.
+std::optional<int> errorOfWriting(const WString& folder, const Options& options) {
+  return within<int>(options.deadline(), folder, [path = native(folder)] {
+    return faccessat(AT_FDCWD, path.c_str(), W_OK | X_OK, AT_EACCESS) == 0 ? 0 : errno;
+  });
+}
+
 // kDone when the root can take a lobby.  The default one is made with its first lobby.
 Exit checkRoot(const NewLobby& lobby, const Options& options) {
   const WString root = LobbyUtils::getNetworkProjectsRoot();
@@ -65,9 +73,7 @@ Exit checkRoot(const NewLobby& lobby, const Options& options) {
                           root == OS()->getDefaultNetworkProjectsFolder(true);
   if (firstLobby) return kDone;
   if (space.answer != Space::Answer::kThere) return reportProblems(space, options);
-  const auto error = within<int>(options.deadline(), root, [root] {
-    return faccessat(AT_FDCWD, native(root).c_str(), W_OK | X_OK, AT_EACCESS) == 0 ? 0 : errno;
-  });
+  const auto error = errorOfWriting(root, options);
   if (error == 0) return kDone;
   complainNotMade(lobby, error.value_or(ETIMEDOUT));
   return kFailed;
@@ -206,9 +212,7 @@ Exit checkNothingMounted(const Space& space, const std::string& name, const Opti
 // A deletion that stops half-way leaves what is neither a lobby nor gone.
 Exit checkRights(const Space& space, const std::string& name, const Options& options) {
   for (const WString& folder : {LobbyUtils::getNetworkProjectsRoot(), space.folder}) {
-    const auto error = within<int>(options.deadline(), folder, [path = native(folder)] {
-      return faccessat(AT_FDCWD, path.c_str(), W_OK | X_OK, AT_EACCESS) == 0 ? 0 : errno;
-    });
+    const auto error = errorOfWriting(folder, options);
     if (error == 0) continue;
     complain("the lobby " + printable(name) + " cannot be deleted: " + printable(folder) + ": " +
              std::strerror(error.value_or(ETIMEDOUT)) +
@@ -269,23 +273,23 @@ Exit deleteLobby(Context& context, const std::string& name) {
              "\"miscdisc lobby use\" first.");
     return kRefused;
   }
-  const auto inside = [&] {
+  Space inside;
+  const auto check = [&] {
+    if (const Exit refusal = checkNothingMounted(*space, name, options)) return refusal;
+    if (const Exit refusal = checkRights(*space, name, options)) return refusal;
     Progress progress(options);
     progress.say("looking for locks in " + printable(space->folder));
-    return lookEverywhere(space->folder, options);
+    inside = lookEverywhere(space->folder, options);
+    progress.finish();
+    return checkEmpty(inside, name, options);
   };
-  const auto checked = [&] {
-    Exit refusal = checkNothingMounted(*space, name, options);
-    if (refusal == kDone) refusal = checkRights(*space, name, options);
-    return refusal != kDone ? refusal : checkEmpty(inside(), name, options);
-  };
-  if (const Exit refusal = checked()) return refusal;
-  tellLeftovers(inside(), options);
+  if (const Exit refusal = check()) return refusal;
+  tellLeftovers(inside, options);
   if (!confirmed(options, "Delete the lobby " + printable(name) + " with everything in " +
                               printable(space->folder) + "?")) {
     return kRefused;
   }
-  if (const Exit refusal = checked()) return refusal;  // somebody may have come in meanwhile
+  if (const Exit refusal = check()) return refusal;  // somebody may have come in meanwhile
   Changes changes(context);
   exit = removeLobby(*space, name, changes, options);
   return changes.say(exit);
