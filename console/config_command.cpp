@@ -1,5 +1,5 @@
 #include "console/commands.h"
-#include "console/volumes.h"
+#include "console/drives.h"
 #include "host/places.h"
 #include "host/state_file.h"
 

@@ -8,7 +8,6 @@
 #include "console/folders.h"
 #include "console/share_test.h"
 #include "host/user_config.h"
-#include "miscdisc/frame/separator.h"
 #include "miscdisc/lobby/configuration_keys.h"
 #include "miscdisc/lobby/lobby_utils.h"
 #include "miscdisc/platform/project_folders.h"

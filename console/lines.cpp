@@ -8,6 +8,7 @@
 #include <clocale>
 #include <cstdio>
 #include <cwchar>
+#include <memory>
 
 #include "host/places.h"
 #include "miscdisc/platform/text_file.h"

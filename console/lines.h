@@ -5,7 +5,6 @@
 #include <histedit.h>
 
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>

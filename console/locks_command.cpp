@@ -11,7 +11,6 @@
 #include "console/seconds.h"
 #include "console/space_commands.h"
 #include "console/space_view.h"
-#include "miscdisc/platform/paths.h"
 
 namespace console {
 namespace {

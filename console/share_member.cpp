@@ -1,7 +1,6 @@
 // The side of the test that works in the folder.
 #include <fcntl.h>
 #include <sys/prctl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>

@@ -10,7 +10,6 @@
 #include "console/lines.h"
 #include "console/messages.h"
 #include "miscdisc/dircache/cache_follower.h"
-#include "miscdisc/lobby/lobby_utils.h"
 
 namespace console {
 namespace {

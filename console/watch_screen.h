@@ -1,7 +1,6 @@
 // The page of "watch" on a terminal, drawn in place.
 #pragma once
 
-#include <chrono>
 #include <deque>
 #include <memory>
 #include <string>
