@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "console/commands.h"
+#include "console/holding.h"
 #include "console/program.h"
 
 namespace console {
@@ -170,7 +171,7 @@ void Demo::show(const std::string& line) {
 
 Words Demo::commandOf(const std::string& user, const Words& words) {
   setenv("MISCDISC_HOME", stage_.path(user).c_str(), 1);
-  unsetenv("MISCDISC_LOBBY");
+  unsetenv(kLobbyVariable);
   Words command{self_};
   if (context_.options.color != "auto") command.push_back("--color=" + context_.options.color);
   command.insert(command.end(), words.begin(), words.end());

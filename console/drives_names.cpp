@@ -14,7 +14,6 @@
 #include "console/tasks.h"
 #include "host/state_file.h"
 #include "miscdisc/media/disk_manager.h"
-#include "miscdisc/platform/fsys.h"
 #include "miscdisc/platform/paths.h"
 
 namespace console {
@@ -40,10 +39,7 @@ bool hasControl(const WString& text) {
 }
 
 // state.toml is UTF-8.
-bool isText(const WString& text) {
-  return std::none_of(text.begin(), text.end(),
-                      [](wchar_t c) { return c >= 0xDC80 && c <= 0xDCFF; });
-}
+bool isText(const WString& text) { return asUtf8(text) == Qx::UTF8FromWString(text); }
 
 // As "E", or "#2".
 bool readsLikeId(const WString& name) {

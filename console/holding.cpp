@@ -94,8 +94,8 @@ Exit sayOtherSpelling(const WString& room, const SpaceLock& other) {
   const bool held = other.held == Held::kYes;
   complain("room " + printable(room) + (held ? " is held by " : " may be held by ") +
            holder(other) + ": " + printable(other.path) +
-           " is a lock of the same room, which is spelled with .Room and " +
-           "without.  \"miscdisc locks wait\" waits until it is free");
+           " is a lock of the same room, which is spelled with .Room and without.  \"miscdisc "
+           "locks wait\" waits until it is free");
   return held ? kHeld : kIncomplete;
 }
 
@@ -120,9 +120,7 @@ void sayNoFile(const Space& space, const WString& path, const Options& options) 
 // Others would call it free.
 Exit sayHidden(const char* kind, const std::string& name, const WString& folder) {
   complain(std::string(kind) + " " + printable(name) +
-           " is not entered: nobody would see its lock "
-           "in " +
-           printable(folder) +
+           " is not entered: nobody would see its lock in " + printable(folder) +
            ".  Rooms and projects lie in the space or in one of its folders, which is no link, not "
            "hidden and not the media's");
   return kUsage;
@@ -309,13 +307,13 @@ Exit Holding::openProject(const std::string& name) {
   Exit exit = kDone;
   const auto space = lookAround(exit);
   if (!space) return exit;
-  if (!isFolder(space->folder + project->asWString(), options_.deadline())) {
+  const WString folder = space->folder + project->asWString();
+  if (!isFolder(folder, options_.deadline())) {
     complain("there is no project " + printable(name) + " in " + printable(space->folder) +
              ".  \"miscdisc project list\" shows which there are");
     return kNotFound;
   }
 
-  const WString folder = space->folder + project->asWString();
   if (!isLookedInto(*space, folder)) return sayHidden("project", name, folder);
 
   const std::string way = inTheWay(lockFileOfProject(*space, *project), options_);

@@ -2,6 +2,7 @@
 #include <cstdlib>
 
 #include "console/changes.h"
+#include "console/holding.h"
 #include "console/lobby_commands.h"
 #include "console/space_commands.h"
 #include "console/space_view.h"
@@ -74,9 +75,9 @@ Exit change(Context& context, const std::string& to) {
   if (!options.dryRun && !store(from, to)) return kFailed;
   const WString file = Qx::WStringFromUTF8(host::StateFile::instance().path());
   changes.add({to.empty() ? "clear" : "set", "", folderOf(to.empty() ? from : to), file});
-  if (const char* held = std::getenv("MISCDISC_LOBBY"); held && *held) {
-    remark(options, "what is started from here still works in " + printable(held) +
-                        ", as MISCDISC_LOBBY says; the change counts from the next program on");
+  if (const char* held = std::getenv(kLobbyVariable); held && *held) {
+    remark(options, "what is started from here still works in " + printable(held) + ", as " +
+                        kLobbyVariable + " says; the change counts from the next program on");
   }
   return changes.say(kDone);
 }

@@ -89,7 +89,7 @@ std::string rooms(const Status& status) {
 
 // People and locks.
 
-constexpr Held kHeld[] = {Held::kYes, Held::kNo, Held::kUnknown};
+constexpr Held kHeldStates[] = {Held::kYes, Held::kNo, Held::kUnknown};
 
 template <typename Item, typename Counted>
 uint64_t count(const std::vector<Item>& items, Counted counted) {
@@ -104,12 +104,12 @@ std::string occupancy(const Status& status) {
   Gauge locks("locks", "Locks of projects and rooms; stale: one that nobody holds.");
   answered.add({{"lobby", asUtf8(status.lobby)}, {"path", asUtf8(space.folder)}}, seen);
   if (!seen) return answered.text();
-  for (const Held held : kHeld) {
+  for (const Held held : kHeldStates) {
     const auto matches = [&](const Person& person) { return person.held == held; };
     if (status.networkMode) people.add({{"state", stateOf(held)}}, count(space.people, matches));
   }
   for (const auto kind : {SpaceLock::Kind::kProject, SpaceLock::Kind::kRoom}) {
-    for (const Held held : kHeld) {
+    for (const Held held : kHeldStates) {
       const auto matches = [&](const SpaceLock& lock) {
         return lock.kind == kind && lock.held == held;
       };
