@@ -20,7 +20,6 @@
 #include "miscdisc/frame/separator.h"
 #include "miscdisc/netshare/net_lock.h"
 #include "miscdisc/platform/paths.h"
-#include "miscdisc/platform/project_folders.h"
 
 namespace console {
 namespace {
@@ -228,7 +227,8 @@ class Search {
     }
   }
 
-  // Beside a lock it goes with it.
+  // Beside a lock it goes with it.  The lock is asked for on both sides of the file: it may be
+  // taken or let go meanwhile, and the file comes and goes with it.
   void addInformation(const WString& path) {
     const WString lock = lockBeside(path);
     if (isThere(lock) || !isThere(path) || isThere(lock)) return;

@@ -87,8 +87,7 @@ std::optional<std::string> lobbyMeant(const std::string& given) {
   if (!current.empty()) return Qx::UTF8FromWString(current);
   complain(
       "this machine works locally, so there is no current lobby.  Name one: \"miscdisc lobby "
-      "list\" "
-      "shows which there are.");
+      "list\" shows which there are.");
   return {};
 }
 

@@ -1,9 +1,8 @@
 // The command miscdisc.
 //
-// Every command here only looks, but for "config set", "cache dump", "doctor --fix",
-// "doctor share", those of "drives", "lobby" and "space" that say what they changed, and those that
-// hold a lobby, a room or a project: it logs nobody in, takes and probes no lock, and leaves
-// nothing on the disk but lines in the log, and the file that "report" is asked for.
+// Most commands only look: they log nobody in, take and probe no lock, tell nobody anything, and
+// leave nothing on the disk but lines in the log.  The others are asked to change, to write, to
+// send or to hold something, and their help says what.
 #include <algorithm>
 #include <cstdlib>
 #include <sstream>

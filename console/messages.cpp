@@ -84,8 +84,7 @@ bool workInLobby(const std::optional<std::string>& lobby, const Options& options
   if (name.empty()) {
     complain(
         "there are no other machines: this one works in no lobby.  Name one with --lobby, or "
-        "choose "
-        "it with \"miscdisc lobby use\"");
+        "choose it with \"miscdisc lobby use\"");
     return false;
   }
   if (!lobbyNamed(name, options, exit)) return false;

@@ -44,8 +44,8 @@ class EndSignals {
 inline Exit exitBySignal(int signal) { return static_cast<Exit>(128 + signal); }
 
 // Starts a program with this command's terminal, standard input and words, and its data to the
-// descriptor.  When this process dies it gets HUP, or KILL
-// where HUP is ignored.  Whoever starts it waits for it.
+// descriptor.  When this process dies it gets HUP, or KILL where HUP is ignored.  Whoever starts it
+// waits for it.
 pid_t start(const std::vector<std::string>& command, int data, const EndSignals& signals);
 
 // Waits for its end.  As a shell has it: 127 not found, 128 + n by signal n.
