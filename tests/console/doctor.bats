@@ -176,8 +176,7 @@ go_on() {
   share
   leave_all
   chmod 000 net/Alpha/bob.cli
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 doctor --fix >data 2>words || code=$?
+  ask_unprivileged doctor --fix
   expect_code 10
   grep "^unknown-holder	$PWD/net/Alpha/bob.cli	-	" data
   grep -qF "whether anybody holds the login of bob" data
@@ -334,8 +333,7 @@ go_on() {
   leave_all
   touch -d '2 hours ago' net/Alpha/{bob.cli,"Edit 1.Room.lck"}
   chmod 555 net/Alpha
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 doctor --fix >data 2>words || code=$?
+  ask_unprivileged doctor --fix
   chmod 755 net/Alpha
   expect_code 10
   grep "^stale-login	$PWD/net/Alpha/bob.cli	left	was not fixed: $PWD/net/Alpha/bob.cli could not be written: its folder: Permission denied" data
@@ -573,8 +571,7 @@ net/Gamma/Media net/Gamma/Media/Material net/Gamma/Media/Sound" ]
 @test "a root in which no lobby can be made is said" {
   share
   chmod 555 net
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 doctor >data 2>words || code=$?
+  ask_unprivileged doctor
   chmod 755 net
   expect_code 10
   expect_findings root-not-writable "$PWD/net"

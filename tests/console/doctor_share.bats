@@ -117,8 +117,7 @@ END
   expect_words "nothing can be written in $PWD/file: Not a directory."
   mkdir d
   chmod 555 d
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 doctor share d >data 2>words || code=$?
+  ask_unprivileged doctor share d
   chmod 755 d
   expect_code 1
   expect_words "nothing can be written in $PWD/d: Permission denied."

@@ -210,14 +210,12 @@ a" ]
 @test "a list that may not be read is exit 3, and is left out" {
   three_drives
   chmod 000 "$locations"
-  code=0
-  unprivileged "$MISCDISC_COMMAND" drives list >data 2>words || code=$?
+  ask_unprivileged drives list
   expect_code 3
   [ "$(cut -f1 data)" = E ]
   expect_words "$locations could not be read (Permission denied)"
   for command in status "find x" "cache stats"; do
-    code=0
-    unprivileged "$MISCDISC_COMMAND" $command >data 2>words || code=$?
+    ask_unprivileged $command
     expect_code 3
   done
   chmod 644 "$locations"

@@ -48,8 +48,7 @@ two_folders() {
 @test "a folder that cannot keep the name is not added under it" {
   two_folders
   chmod 555 b
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 drives add b --name N >data 2>words || code=$?
+  ask_unprivileged drives add b --name N
   chmod 755 b
   expect_code 1
   expect_words "$PWD/b: its media folders, where its name is kept, could not be made: Permission denied."
@@ -105,8 +104,7 @@ two_folders() {
   expect_words 'line\nend has a line end in its name'
   ask drives add ""
   expect_code 2
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 drives add closed >data 2>words || code=$?
+  ask_unprivileged drives add closed
   expect_code 1
   expect_words "$PWD/closed may not be read by this user."
   ask drives add a --name $'N\n'
@@ -146,14 +144,12 @@ two_folders() {
   mkdir c
   chmod 555 "$MISCDISC_HOME/projects"
   cp "$locations" before
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 drives add c >data 2>words || code=$?
+  ask_unprivileged drives add c
   expect_code 1
   expect_words "$locations could not be written: its folder: Permission denied."
   [ ! -s data ]
   for command in "remove a" "remove E"; do
-    code=0
-    unprivileged "$MISCDISC_COMMAND" --timeout 60 drives $command >data 2>words || code=$?
+    ask_unprivileged drives $command
     expect_code 1
     expect_words "could not be written: its folder: Permission denied."
   done
@@ -181,8 +177,7 @@ two_folders() {
 @test "a space that cannot be made, and a lobby that is not there, are failures" {
   two_folders
   chmod 555 "$MISCDISC_HOME"
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 drives add a >data 2>words || code=$?
+  ask_unprivileged drives add a
   expect_code 1
   expect_words "$MISCDISC_HOME/projects/ could not be made: Permission denied."
   chmod 755 "$MISCDISC_HOME"
@@ -379,8 +374,7 @@ two_folders() {
   expect_code 1
   expect_words "$PWD/b has no folder \"Material\", where its name is kept.  Make it with: miscdisc drives prepare '#2'"
   chmod 555 a/Material
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 drives rename a N >data 2>words || code=$?
+  ask_unprivileged drives rename a N
   chmod 755 a/Material
   expect_code 1
   expect_words "$PWD/a/Material/MediaSpaceInfo.txt could not be written: its folder: Permission denied."
@@ -519,8 +513,7 @@ two_folders() {
   expect_words "$PWD/large could not be read: File too large."
   printf x >large
   chmod 000 large
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 drives restore large >data 2>words || code=$?
+  ask_unprivileged drives restore large
   expect_code 1
   expect_words "$PWD/large could not be read: Permission denied."
 }

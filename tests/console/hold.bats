@@ -275,8 +275,7 @@ teardown() {
 @test "a refused login is 6, and nothing is run" {
   two_machines
   chmod 555 net/Alpha
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 with Alpha -- touch ran >data 2>words || code=$?
+  ask_unprivileged with Alpha -- touch ran
   chmod 755 net/Alpha
   expect_code 6
   expect_words "the login in lobby Alpha was refused, so nothing is held there: $PWD/net/Alpha/ann.cli: Permission denied."

@@ -38,8 +38,7 @@ load lobby
 @test "a root that may not be read is no empty one" {
   share
   chmod 000 net
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 lobby list >data 2>words || code=$?
+  ask_unprivileged lobby list
   chmod 755 net
   expect_code 3
   expect_words "$PWD/net could not be read (Permission denied)"
@@ -96,19 +95,17 @@ load lobby
   : >net/Alpha/bob.cli
   : >"net/Alpha/Edit 1.Room.lck"
   chmod 000 net/Alpha/bob.cli net/Alpha/Edit*lck
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 lobby show --json >data 2>words || code=$?
+  ask_unprivileged lobby show --json
   expect_code 0
   [ "$(jq -c '[.people[0].held, .locks[0].state, .locks[0].owner]' data)" = '[null,"unknown",null]' ]
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 lobby list >data 2>words
+  ask_unprivileged lobby list
   [ "$(head -1 data)" = "Alpha	-	1	yes	$PWD/net/Alpha/" ]
 }
 
 @test "a lobby whose folder may not be read is incomplete, and shows nothing for nobody" {
   share
   chmod 311 net/Alpha
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 lobby show Alpha --json >data 2>words || code=$?
+  ask_unprivileged lobby show Alpha --json
   chmod 755 net/Alpha
   expect_code 3
   [ "$(jq -c '[.people, .locks]' data)" = '[null,null]' ]

@@ -89,8 +89,7 @@ state() { cat "$MISCDISC_HOME/state.toml"; }
   share
   rm -r net/Beta
   chmod 555 net
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 lobby create New >data 2>words || code=$?
+  ask_unprivileged lobby create New
   chmod 755 net
   expect_code 1
   expect_words "the lobby $PWD/net/New could not be made: Permission denied."
@@ -223,15 +222,13 @@ state() { cat "$MISCDISC_HOME/state.toml"; }
   chmod 000 net/Beta/Mix.Room.lck
   : >net/Beta/cat.cli
   chmod 000 net/Beta/cat.cli
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 lobby delete Beta --yes >data 2>words || code=$?
+  ask_unprivileged lobby delete Beta --yes
   expect_code 7
   expect_words "whether cat is logged in there cannot be told from $PWD/net/Beta/cat.cli"
   expect_words "whether room Mix is held cannot be told"
   rm net/Beta/Mix.Room.lck net/Beta/cat.cli
   mkdir -m 000 net/Beta/P0001000
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 lobby delete Beta --yes >data 2>words || code=$?
+  ask_unprivileged lobby delete Beta --yes
   expect_code 7
   expect_words "so what is locked in it is not known"
   [ -e net/Beta/DefNetDrive.txt ]
@@ -329,8 +326,7 @@ state() { cat "$MISCDISC_HOME/state.toml"; }
   for folder in net net/Beta; do
     chmod 555 $folder
     share_snapshot >before
-    code=0
-    unprivileged "$MISCDISC_COMMAND" --timeout 60 lobby delete Beta --yes >data 2>words || code=$?
+    ask_unprivileged lobby delete Beta --yes
     share_snapshot | diff before -
     chmod 755 $folder
     expect_code 1
@@ -345,8 +341,7 @@ state() { cat "$MISCDISC_HOME/state.toml"; }
   mkdir net/Beta/closed
   : >net/Beta/closed/file
   chmod 555 net/Beta/closed
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 lobby delete Beta --yes >data 2>words || code=$?
+  ask_unprivileged lobby delete Beta --yes
   chmod 755 net/Beta/closed
   expect_code 1
   expect_words "the lobby Beta was not deleted entirely.  Left are $PWD/net/Beta/DefNetDrive.txt, $PWD/net/Beta/closed, $PWD/net/Beta/closed/file."
@@ -418,12 +413,10 @@ state() { cat "$MISCDISC_HOME/state.toml"; }
   share
   : >net/Alpha/ann.cli
   chmod 000 net/Alpha/ann.cli
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 lobby use Beta >data 2>words || code=$?
+  ask_unprivileged lobby use Beta
   expect_code 7
   expect_words "so it is not known whether this user is logged in in the lobby Alpha"
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 lobby use Beta --yes >data 2>words || code=$?
+  ask_unprivileged lobby use Beta --yes
   expect_code 0
 }
 
@@ -449,8 +442,7 @@ state() { cat "$MISCDISC_HOME/state.toml"; }
   share
   chmod 555 "$MISCDISC_HOME"
   for command in "lobby use Beta" "lobby use --local" "space use ."; do
-    code=0
-    unprivileged "$MISCDISC_COMMAND" --timeout 60 $command >data 2>words || code=$?
+    ask_unprivileged $command
     expect_code 1
     expect_words "state.toml"
     [ ! -s data ]

@@ -115,13 +115,11 @@ load lobby
   share
   : >"net/Alpha/Edit 1.Room.lck"
   chmod 000 "net/Alpha/Edit 1.Room.lck"
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 room check "Edit 1" --json >data 2>words || code=$?
+  ask_unprivileged room check "Edit 1" --json
   expect_code 3
   [ "$(jq -c '[.state, .enter, .trash]' data)" = '["unknown",null,null]' ]
   expect_words "whether somebody since"
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 locks wait "Edit 1" --for 0 >data 2>words || code=$?
+  ask_unprivileged locks wait "Edit 1" --for 0
   expect_code 3
   expect_words "cannot be told"
 }
@@ -185,15 +183,13 @@ load lobby
   share
   chmod 000 net/Alpha/P0001000
   for command in "locks list" "project who P0001000" "room list"; do
-    code=0
-    unprivileged "$MISCDISC_COMMAND" --timeout 60 $command >data 2>words || code=$?
+    ask_unprivileged $command
     expect_code 3
     expect_words "$PWD/net/Alpha/P0001000 could not be read (Permission denied)"
   done
   chmod 444 net/Alpha/P0001000
   : >net/Alpha/P0001000/Lock
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 locks list >data 2>words || code=$?
+  ask_unprivileged locks list
   chmod 755 net/Alpha/P0001000
   expect_code 3
   expect_words "$PWD/net/Alpha/P0001000/Lock could not be looked at"

@@ -86,6 +86,11 @@ unprivileged() {
   fi
 }
 
+ask_unprivileged() {
+  code=0
+  unprivileged "$MISCDISC_COMMAND" --timeout 60 "$@" >data 2>words || code=$?
+}
+
 # The room that a folder pretends to have, in bytes, for "ask_pretended".
 room_of() { # FOLDER FREE TOTAL
   printf '%s %s\n' "$2" "$3" >"$1/.space"

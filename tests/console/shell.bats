@@ -117,8 +117,7 @@ say() { printf '%s\n' "$1" >&8; }
   touch net/Beta/DefNetDrive.txt
   chmod 555 net/Beta
   as_bob start_holding bob hold Alpha --room Mix
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 shell >data 2>words <<'END' || code=$?
+  ask_unprivileged shell <<'END'
 enter Alpha
 room go "Edit 1"
 room go Mix

@@ -59,8 +59,7 @@ load lobby
   expect_code 2
   chmod 555 closed
   for folder in closed closed/new; do
-    code=0
-    unprivileged "$MISCDISC_COMMAND" --timeout 60 space create $folder >data 2>words || code=$?
+    ask_unprivileged space create $folder
     expect_code 1
     expect_words "could not be written: its folder: Permission denied"
     [ ! -s data ]
@@ -94,8 +93,7 @@ load lobby
   ask space use file
   expect_code 1
   expect_words "Not a directory"
-  code=0
-  unprivileged "$MISCDISC_COMMAND" --timeout 60 space use closed >data 2>words || code=$?
+  ask_unprivileged space use closed
   expect_code 1
   expect_words "$PWD/closed/ cannot be the project space: Permission denied"
   for arguments in "" "file --default"; do
