@@ -13,7 +13,6 @@ teardown() {
   end_bus
 }
 
-
 terminal() { tmux -u -S "$PWD/tmux" -f /dev/null "$@"; }
 
 on_terminal() { # COMMAND [ARGUMENT...]
