@@ -482,7 +482,7 @@ void measureAll(const std::vector<size_t>& sizes, const std::string& parent) {
 int main(int argc, char** argv) {
   std::vector<size_t> sizes = {10'000, 100'000, 1'000'000};
   std::string parent = fs::temp_directory_path().string();
-  bool strict = false;
+  bool strict = false, understood = true;
   for (int i = 1; i < argc; ++i) {
     const std::string argument = argv[i];
     if (argument == "--files" && i + 1 < argc) {
@@ -497,9 +497,12 @@ int main(int argc, char** argv) {
     } else if (argument == "--strict") {
       strict = true;
     } else {
-      std::fprintf(stderr, "usage: listing_bench [--files N[,N...]] [--folder DIR] [--strict]\n");
-      return 2;
+      understood = false;
     }
+  }
+  if (!understood || sizes.empty()) {
+    std::fprintf(stderr, "usage: listing_bench [--files N[,N...]] [--folder DIR] [--strict]\n");
+    return 2;
   }
   try {
     measureAll(sizes, parent);

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <vector>
 
 // Ends the program when the work says that it failed: its time would mean nothing.
@@ -27,11 +28,18 @@ inline double median(std::vector<double> values) {  // REQUIRES: not empty
 }
 
 inline void printRatioHeading() {
-  std::printf("%-34s %11s %11s %8s\n", "measure", "ours", "bare", "ratio");
+  std::printf("%-34s %11s %11s %8s %8s\n", "measure", "ours", "bare", "ratio", "bound");
 }
 
-inline void printRatio(const char* name, const std::vector<double>& ourTimes,
-                       const std::vector<double>& bareTimes) {
-  const double ours = median(ourTimes), bare = median(bareTimes);
-  std::printf("%-34s %8.0f us %8.0f us %8.2f\n", name, ours, bare, ours / bare);
+// False when the ratio is beyond the bound, if there is one.
+inline bool printRatio(const char* name, const std::vector<double>& ourTimes,
+                       const std::vector<double>& bareTimes, std::optional<double> bound = {}) {
+  const double ours = median(ourTimes), bare = median(bareTimes), ratio = ours / bare;
+  std::printf("%-34s %8.0f us %8.0f us %8.2f", name, ours, bare, ratio);
+  if (bound) {
+    std::printf(" %8.2f\n", *bound);
+  } else {
+    std::printf(" %8s\n", "-");
+  }
+  return !bound || ratio <= *bound;
 }
