@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 
 #include "host/settings.h"
 
@@ -29,7 +30,9 @@ const std::string& home() {
 
 void writeFile(const std::string& path, const std::string& bytes) {
   makeFolder(std::filesystem::path(path).parent_path());
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file << bytes;
+  if (!file.flush()) throw std::runtime_error("cannot write " + path);
 }
 
 std::optional<std::string> readFile(const std::string& path) {

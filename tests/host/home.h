@@ -11,7 +11,7 @@ namespace test {
 
 const std::string& home();  // without a separator at its end
 
-void writeFile(const std::string& path, const std::string& bytes);
+void writeFile(const std::string& path, const std::string& bytes);  // throws when it cannot
 std::optional<std::string> readFile(const std::string& path);
 void makeFolder(const std::string& path);  // and those above it
 
