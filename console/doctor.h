@@ -46,6 +46,9 @@ void findLeftovers(const Space& space, const Options& options, Diagnosis& diagno
 // The lists of a space.
 void findInLists(const WString& space, const Options& options, Diagnosis& diagnosis);
 
+// What this machine's settings say that nobody reads.
+void findUnknownSettings(Diagnosis& diagnosis);
+
 // Drives that people cannot tell apart.
 void findSameNames(const DriveList& list, Diagnosis& diagnosis);
 

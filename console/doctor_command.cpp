@@ -72,6 +72,7 @@ std::optional<Diagnosis> diagnose(const Arguments& arguments, bool isConfigured,
   diagnoseSpace(own, options, diagnosis);
   for (const WString& space : others) diagnoseSpace(lookAt(space, options), options, diagnosis);
   findSameNames(list, diagnosis);
+  findUnknownSettings(diagnosis);
   for (const Drive& drive : list.drives) {
     if (drive.state.answer != host::VolumeState::Answer::kNotAnswering) continue;
     diagnosis.unseen.push_back(problemOf(drive, options));

@@ -14,6 +14,7 @@
 #include "console/program.h"
 #include "console/seconds.h"
 #include "host/log.h"
+#include "host/settings.h"
 
 namespace {
 
@@ -74,6 +75,11 @@ bool enterLobbyOfEnvironment() {
   return true;
 }
 
+// They change nothing: a newer program may know them, so that this is no reason to end.
+void tellUnknownSettings(const Options& options) {
+  for (const std::string& unknown : host::unknownSettings()) remark(options, printable(unknown));
+}
+
 Exit run(int argc, char** argv, Context& context) {
   CLI::App app("Looks after the places where media and projects are kept.", "miscdisc");
   app.fallthrough();
@@ -112,6 +118,7 @@ Exit run(int argc, char** argv, Context& context) {
   }
   host::setVerbose(context.options.verbose);
   if (!enterLobbyOfEnvironment()) return kUsage;
+  if (!app.got_subcommand("doctor")) tellUnknownSettings(context.options);  // there a finding
   return chosen();
 }
 

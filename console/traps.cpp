@@ -14,6 +14,7 @@
 #include "console/folders.h"
 #include "console/not_answering.h"
 #include "host/files/mount_facts.h"
+#include "host/places.h"
 #include "host/settings.h"
 #include "miscdisc/frame/open_modes.h"
 #include "miscdisc/frame/separator.h"
@@ -219,6 +220,16 @@ void findInLists(const WString& space, const Options& options, Diagnosis& diagno
                    printable(volume.folder) + " is listed here, and hidden in " + printable(space) +
                        "UnmountedDrives.txt.  Delete its line in one of the two, after what is "
                        "wanted"});
+  }
+}
+
+void findUnknownSettings(Diagnosis& diagnosis) {
+  const std::string file = host::places().config + "/config.toml";
+  for (const std::string& unknown : host::unknownSettings()) {
+    diagnosis.add({"unknown-setting", Qx::WStringFromUTF8(file),
+                   "line " + printable(unknown.substr(file.size() + 1)) +
+                       (unknown.ends_with('?') ? "" : ".") +
+                       "  It changes nothing: mend it, or take it out"});
   }
 }
 

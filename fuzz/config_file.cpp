@@ -90,6 +90,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     claim(problem.starts_with(fuzz::fileInHome("config.toml:")), "a problem says where it is");
     claim(problem.find('\n') == problem.npos, "a problem is one line");
     claim(isDefault(*settings), "a file with a problem gives the defaults");
+    claim(host::unknownSettings().empty(), "a problem is told alone");
+  }
+  for (const std::string& unknown : host::unknownSettings()) {
+    claim(unknown.starts_with(fuzz::fileInHome("config.toml:")), "what is unknown has its place");
+    claim(!unknown.starts_with(fuzz::fileInHome("config.toml:0:")), "lines count from 1");
+    claim(unknown.find('\n') == unknown.npos, "what is unknown is one line");
   }
   volumesAreAsPromised(*settings);
   formatsAreAsPromised(*settings);

@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <map>
 #include <mutex>
+#include <set>
 
+#include "host/nearest.h"
 #include "host/os.h"
 #include "host/places.h"
 #include "host/read_file.h"
@@ -37,6 +40,17 @@ class SettingsReader {
     return found;
   }
 
+  // After read(): what stands in the file that nobody has looked for, in its order.
+  std::vector<std::string> unknown() const {
+    std::vector<Unknown> found;
+    findUnknown(root_, "", found);
+    std::sort(found.begin(), found.end(),
+              [](const Unknown& a, const Unknown& b) { return a.where < b.where; });
+    std::vector<std::string> lines;
+    for (const auto& [where, what] : found) lines.push_back(describeProblem(file_, where, what));
+    return lines;
+  }
+
  private:
   [[noreturn]] void expected(const toml::source_region& where, const std::string& what) const {
     throw Problem{describeProblem(file_, where.begin, what)};
@@ -44,7 +58,7 @@ class SettingsReader {
 
   // Null when there is no such section.
   const toml::table* section(const char* name) const {
-    const toml::node* node = root_.get(name);
+    const toml::node* node = lookFor(root_, name);
     if (node && !node->is_table()) {
       expected(node->source(), std::string(name) + " is a section: [" + name + "] was expected");
     }
@@ -53,7 +67,7 @@ class SettingsReader {
 
   const toml::node* entry(const char* sectionName, const char* key) const {
     const toml::table* table = section(sectionName);
-    return table ? table->get(key) : nullptr;
+    return table ? lookFor(*table, key) : nullptr;
   }
 
   bool flag(const char* sectionName, const char* key, bool otherwise) const {
@@ -95,6 +109,7 @@ class SettingsReader {
     for (const auto& [key, node] : *volumes) {
       const std::string_view name = key.str();
       if (name == "discover" || name == "quota") continue;
+      lookFor(*volumes, name);
       const char id = letter(name, key.source());
       found.volumes.push_back({id, folder(node, "volume " + std::string(name))});
     }
@@ -119,6 +134,7 @@ class SettingsReader {
     if (!shares) return;
     for (const auto& [key, node] : *shares) {
       std::string network(key.str());
+      lookFor(*shares, network);
       while (!network.empty() && network.back() == '/') network.pop_back();
       const size_t slash = network.find('/', 2);
       const bool wellFormed = network.compare(0, 2, "//") == 0 && slash != std::string::npos &&
@@ -146,7 +162,7 @@ class SettingsReader {
     const toml::table* messenger = section("messenger");
     if (!messenger) return;
     const auto text = [&](const char* key, std::string& value) {
-      const toml::node* node = messenger->get(key);
+      const toml::node* node = lookFor(*messenger, key);
       if (!node) return;
       const auto read = node->value_exact<std::string>();
       if (!read || read->empty() || hasZero(*read)) {
@@ -166,7 +182,7 @@ class SettingsReader {
           "engine: the url of a server was expected with it, such as url = \"tls://nas:4222\"");
     }
     for (auto [key, path] : {std::pair("credentials", &found.credentials), {"ca", &found.ca}}) {
-      if (const toml::node* node = messenger->get(key)) *path = fullPath(*node, key, "file");
+      if (const toml::node* node = lookFor(*messenger, key)) *path = fullPath(*node, key, "file");
     }
   }
 
@@ -189,7 +205,8 @@ class SettingsReader {
 
   uint32_t wholeNumber(const toml::table& table, const char* key, uint32_t from,
                        uint32_t to) const {
-    const auto value = table[key].value_exact<int64_t>();
+    const toml::node* node = lookFor(table, key);
+    const auto value = node ? node->value_exact<int64_t>() : std::nullopt;
     if (!value || *value < from || *value > to) {
       expected(placeOf(table, key), std::string(key) + ": a whole number from " +
                                         std::to_string(from) + " to " + std::to_string(to) +
@@ -211,6 +228,7 @@ class SettingsReader {
     if (!formats) return;
     for (const auto& [key, node] : *formats) {
       const std::string name(key.str());
+      lookFor(*formats, name);
       if (!validFormatName(name)) {
         expected(key.source(),
                  "a format's name of letters, digits, '-', '_' and '.' was expected, not " + name);
@@ -238,7 +256,8 @@ class SettingsReader {
   }
 
   std::string fourcc(const toml::table& table) const {
-    const auto code = table["fourcc"].value_exact<std::string>();
+    const toml::node* node = lookFor(table, "fourcc");
+    const auto code = node ? node->value_exact<std::string>() : std::nullopt;
     const auto printable = [](char c) { return c >= ' ' && c <= '~'; };
     if (!code || code->size() != 4 || !std::all_of(code->begin(), code->end(), printable)) {
       expected(placeOf(table, "fourcc"),
@@ -248,8 +267,8 @@ class SettingsReader {
   }
 
   Qx::FrameRate frameRate(const toml::table& table) const {
-    const auto node = table["rate"];
-    const double rate = node.is_number() ? node.value_or(0.0) : 0.0;
+    const toml::node* node = lookFor(table, "rate");
+    const double rate = node && node->is_number() ? *node->value<double>() : 0.0;
     if (!(rate >= 1 && rate <= 1000)) {
       expected(placeOf(table, "rate"),
                "rate: frames per second from 1 to 1000 were expected, such as 25 or 29.97");
@@ -263,7 +282,7 @@ class SettingsReader {
                     RecordingFormat& read) const {
     const bool vc3 = code == "AVdn" || code == "AVdx";
     if (!vc3 && code != "MPEG") {
-      if (!table.contains("megabits")) return;
+      if (!lookFor(table, "megabits")) return;
       expected(placeOf(table, "megabits"),
                "megabits: a fourcc of \"MPEG\", \"AVdn\" or \"AVdx\" was expected with it");
     }
@@ -276,7 +295,7 @@ class SettingsReader {
   }
 
   std::string description(const toml::table& table, const std::string& otherwise) const {
-    const toml::node* node = table.get("description");
+    const toml::node* node = lookFor(table, "description");
     if (!node) return otherwise;
     const auto text = node->value_exact<std::string>();
     if (!text) expected(node->source(), "description: a text in quotes was expected");
@@ -286,18 +305,20 @@ class SettingsReader {
   void readDrives(Settings& found) const {
     const toml::table* drives = section("drives");
     if (!drives) return;
-    if (drives->contains("formats")) found.drivesFormats = drivesFormats(*drives, found.formats);
-    if (drives->contains("low_minutes")) {
+    if (const toml::node* formats = lookFor(*drives, "formats")) {
+      found.drivesFormats = drivesFormats(*formats, found.formats);
+    }
+    if (lookFor(*drives, "low_minutes")) {
       constexpr uint32_t kMostMinutes = 100000;
       found.lowMinutes = wholeNumber(*drives, "low_minutes", 0, kMostMinutes);
     }
   }
 
-  std::vector<std::string> drivesFormats(const toml::table& drives,
+  std::vector<std::string> drivesFormats(const toml::node& formats,
                                          const std::vector<RecordingFormat>& configured) const {
-    const toml::array* list = drives["formats"].as_array();
+    const toml::array* list = formats.as_array();
     if (!list || list->empty()) {
-      expected(placeOf(drives, "formats"),
+      expected(formats.source(),
                "formats: names of recording formats in [ ] were expected, such as [\"dv25\"]");
     }
     std::vector<RecordingFormat> known = builtInFormats();
@@ -318,13 +339,54 @@ class SettingsReader {
     return names;
   }
 
+  // What is looked for in a table is what it may have.
+  const toml::node* lookFor(const toml::table& table, std::string_view key) const {
+    known_[&table].emplace(key);
+    return table.get(key);
+  }
+
+  struct Unknown {
+    toml::source_position where;
+    std::string what;
+  };
+
+  void findUnknown(const toml::table& table, const std::string& section,
+                   std::vector<Unknown>& found) const {
+    const std::set<std::string>& known = known_[&table];
+    for (const auto& [key, node] : table) {
+      const std::string name(key.str());
+      if (!known.contains(name)) {
+        found.push_back({key.source().begin, describeUnknown(node, name, section, known)});
+      } else if (const toml::table* inner = node.as_table()) {
+        findUnknown(*inner, section.empty() ? name : section + "." + name, found);
+      }
+    }
+  }
+
+  static std::string describeUnknown(const toml::node& node, const std::string& name,
+                                     const std::string& section,
+                                     const std::set<std::string>& known) {
+    const bool isSection = node.is_table() || node.is_array_of_tables();
+    if (section.empty() && !isSection) {
+      return "there is no setting \"" + name + "\" outside the sections";
+    }
+    const char* const before = section.empty() ? "[" : "\"";
+    const char* const behind = section.empty() ? "]" : "\"";
+    const std::string meant =
+        didYouMean(nearest(name, {known.begin(), known.end()}), before, behind);
+    if (section.empty()) return "there is no section [" + name + "]" + meant;
+    return "there is no setting \"" + name + "\" in [" + section + "]" + meant;
+  }
+
   const std::string& file_;
   const toml::table& root_;
+  mutable std::map<const toml::table*, std::set<std::string>> known_;  // to be in a table
 };
 
 struct Loaded {
   std::shared_ptr<const Settings> settings = std::make_shared<Settings>();
   std::string problem;
+  std::vector<std::string> unknown;
 };
 
 Loaded load() {
@@ -340,7 +402,9 @@ Loaded load() {
   loaded.problem = parsed.problem;
   if (!loaded.problem.empty()) return loaded;
   try {
-    loaded.settings = std::make_shared<const Settings>(SettingsReader(file, parsed.table).read());
+    const SettingsReader reader(file, parsed.table);
+    loaded.settings = std::make_shared<const Settings>(reader.read());
+    loaded.unknown = reader.unknown();
   } catch (const Problem& problem) {
     loaded.problem = problem.text;
   }
@@ -383,6 +447,12 @@ std::string settingsProblem() {
   const std::string stateProblem = StateFile::instance().problem();
   if (!problem.empty() && !stateProblem.empty()) problem += "\n";
   return problem + stateProblem;
+}
+
+std::vector<std::string> unknownSettings() {
+  Current& now = current();
+  const std::lock_guard lock(now.mutex);
+  return now.loaded.unknown;
 }
 
 }  // namespace host

@@ -48,8 +48,8 @@ struct Settings {
 
 // The settings as last read; the file is read at the first call of the process.  Never null: a
 // file that is missing gives the defaults, and so does one with anything wrong in it: half of what
-// somebody meant is worse than none.  Entries that nobody here knows are left to their readers.
-// From any thread.
+// somebody meant is worse than none.  Entries that nobody here knows change nothing: a newer
+// program may know them.  From any thread.
 MISCDISC_EXPORT std::shared_ptr<const Settings> settings();
 
 // Reads the file again; who holds the old settings keeps them.
@@ -58,5 +58,9 @@ MISCDISC_EXPORT void reloadSettings();
 // Why config.toml or state.toml could not be read: "FILE:LINE:COLUMN: what was expected";
 // empty when nothing is wrong.  One line per file.
 MISCDISC_EXPORT std::string settingsProblem();
+
+// The entries of config.toml that nobody here knows, in their order: "FILE:LINE:COLUMN: there is
+// no section [volume]; did you mean [volumes]?".  None when something is wrong with the file.
+MISCDISC_EXPORT std::vector<std::string> unknownSettings();
 
 }  // namespace host

@@ -59,6 +59,39 @@ load setup
   snapshot | diff snapshot.before -
 }
 
+@test "a setting that nobody knows is told by every command, which works all the same" {
+  local file="$MISCDISC_HOME/config.toml"
+  printf '[volume]\nE = "/e"\n[machine]\nusr = "ann"\n' >"$file"
+  ask config set k v
+  expect_code 0
+  diff - words <<END
+miscdisc: $file:1:2: there is no section [volume]; did you mean [volumes]?
+miscdisc: $file:4:1: there is no setting "usr" in [machine]; did you mean "user"?
+miscdisc: "k" is now "v"
+END
+  ask config get k
+  expect_code 0
+  expect_data v
+  [ "$(grep -c 'there is no' words)" -eq 2 ]
+  ask -q config get k
+  [ ! -s words ]
+}
+
+@test "every setting of the documents is known" {
+  sed -n '/^```toml/,/^```/{//!p}' "$BATS_TEST_DIRNAME/../../docs/configuration.md" \
+    >"$MISCDISC_HOME/config.toml"
+  [ "$(grep -c ' = ' "$MISCDISC_HOME/config.toml")" -ge 19 ]
+  ask config list
+  expect_code 0
+  [ ! -s words ] || { cat words; return 1; }
+  # So a name that the reader does not look for would be seen here.
+  sed -i 's/^\[\([a-z]*\)\]/&\nother_\1 = 1/' "$MISCDISC_HOME/config.toml"
+  sed -i '/^other_\(volumes\|shares\)/d' "$MISCDISC_HOME/config.toml" # where names are people's own
+  ask config list
+  expect_code 0
+  [ "$(grep -c 'there is no setting "other_' words)" -eq 5 ] || { cat words; return 1; }
+}
+
 @test "a home that cannot be written is a failure" {
   rm -r "$MISCDISC_HOME"
   touch "$MISCDISC_HOME"

@@ -422,6 +422,18 @@ go_on() {
   [ ! -e "$MISCDISC_HOME/projects/P0001000/Lock" ]
 }
 
+@test "a setting that nobody knows is said" {
+  printf '[machine]\nusr = "ann"\n[others]\n' >>"$MISCDISC_HOME/config.toml"
+  ask doctor --json
+  expect_code 10
+  jq -r '.findings[] | select(.kind == "unknown-setting") | .text' data >texts
+  diff - texts <<'END'
+line 4:1: there is no setting "usr" in [machine]; did you mean "user"?  It changes nothing: mend it, or take it out
+line 5:2: there is no section [others].  It changes nothing: mend it, or take it out
+END
+  ! grep -q 'there is no' words
+}
+
 @test "a configuration that does not parse is not examined" {
   echo '[' >>"$MISCDISC_HOME/config.toml"
   for command in doctor "doctor share ."; do

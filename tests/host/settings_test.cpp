@@ -97,14 +97,53 @@ ca = "/etc/miscdisc/ca.pem"
   EXPECT_EQ(settings->messenger.credentials, "/etc/miscdisc/alpha.creds");
   EXPECT_EQ(settings->messenger.ca, "/etc/miscdisc/ca.pem");
   EXPECT_EQ(host::settingsProblem(), "");
+  EXPECT_TRUE(host::unknownSettings().empty());
 }
 
-TEST_F(SettingsTest, EntriesOfOthersAreLeftAlone) {
+TEST_F(SettingsTest, EntriesThatNobodyKnowsChangeNothing) {
   configure(
       "[formats.a]\nfourcc='dv25'\nwidth=1\nheight=1\nbits=1\nrate=25\ncodec=5\n[others]"
       "\nengine = 5\n[volumes]\nE = '/e'\n");
   EXPECT_EQ(host::settings()->volumes.size(), 1u);
   EXPECT_EQ(host::settingsProblem(), "");
+}
+
+TEST_F(SettingsTest, WhatNobodyKnowsIsToldWithItsPlaceAndWhatWasMeant) {
+  const struct {
+    const char *toml, *unknown;
+  } cases[] = {
+      {"[volume]\nE = '/e'\n", "1:2: there is no section [volume]; did you mean [volumes]?"},
+      {"[[volume]]\n", "1:3: there is no section [volume]; did you mean [volumes]?"},
+      {"[lists.of.mine]\n", "1:2: there is no section [lists]"},
+      {"user = 'ann'\n", "1:1: there is no setting \"user\" outside the sections"},
+      {"[machine]\nusr = 'ann'\n",
+       "2:1: there is no setting \"usr\" in [machine]; did you mean \"user\"?"},
+      {"[drives]\nlow_minute = 5\n",
+       "2:1: there is no setting \"low_minute\" in [drives]; did you mean \"low_minutes\"?"},
+      {"[messenger]\n  engin = 'none'\n",
+       "2:3: there is no setting \"engin\" in [messenger]; did you mean \"engine\"?"},
+      {"[listing]\nshort = true\n", "2:1: there is no setting \"short\" in [listing]"},
+      {"[locks]\nrmote = []\n",
+       "2:1: there is no setting \"rmote\" in [locks]; did you mean \"remote\"?"},
+      {"[formats.a]\nfourcc='dv25'\nwidth=1\nheight=1\nbits=1\nrate=25\ncodec=5\n",
+       "7:1: there is no setting \"codec\" in [formats.a]"},
+      {"[machine]\n\"u\\nr\" = 'ann'\n", "2:1: there is no setting \"u\\u000Ar\" in [machine]"},
+  };
+  for (const auto& c : cases) {
+    configure(c.toml);
+    EXPECT_EQ(host::unknownSettings(), std::vector{at(c.unknown)}) << c.toml;
+    EXPECT_EQ(host::settingsProblem(), "") << c.toml;
+  }
+}
+
+TEST_F(SettingsTest, EverythingUnknownIsToldInItsOrder) {
+  configure("[b]\n[machine]\nz = 1\ny = 2\n[a]\n");
+  EXPECT_EQ(host::unknownSettings(), (std::vector{at("1:2: there is no section [b]"),
+                                                  at("3:1: there is no setting \"z\" in [machine]"),
+                                                  at("4:1: there is no setting \"y\" in [machine]"),
+                                                  at("5:2: there is no section [a]")}));
+  configure("[b]\n[machine]\nuser = 5\n");
+  EXPECT_TRUE(host::unknownSettings().empty());
 }
 
 TEST_F(SettingsTest, AProblemNamesThePlaceAndLeavesTheDefaults) {
