@@ -1178,6 +1178,23 @@ TEST_F(MessengerTest, TheFactsTellWhatHappened) {
               HasSubstr("messenger (pretended): a text could not be sent: it was refused\n"));
 }
 
+TEST_F(MessengerTest, AnApplicationIsToldWhetherTheOthersAreHeard) {
+  EXPECT_FALSE(messengerState().tried);
+  EXPECT_EQ(messengerState().words, "nothing in this program has asked for a messenger");
+  carrier.isDead = true;
+  timing.flush = 0ms;
+  const auto messenger = start();
+  EXPECT_FALSE(messengerState().connected);
+  EXPECT_FALSE(messengerState().tried);
+  EXPECT_EQ(messengerState().words, "not connected yet");
+  carrier.mailbox->state(false, "nobody answers");
+  EXPECT_FALSE(messengerState().connected);
+  EXPECT_TRUE(messengerState().tried);
+  EXPECT_EQ(messengerState().words, "nobody answers");
+  carrier.mailbox->state(true, "pretends");
+  EXPECT_TRUE(messengerState().connected);
+}
+
 TEST_F(MessengerTest, WithoutAMessengerTheFactsSaySo) {
   EXPECT_EQ(host::messengerFacts().engine, "dbus");
   EXPECT_EQ(host::messengerFacts().state, "nothing in this program has asked for a messenger");

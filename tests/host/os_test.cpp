@@ -161,6 +161,9 @@ TEST(OsTest, WithoutASessionBusThereIsNoMessenger) {
   EXPECT_FALSE(host::messengerFacts().connected);
   EXPECT_EQ(host::messengerFacts().state,
             "there is no session bus: DBUS_SESSION_BUS_ADDRESS names none");
+  EXPECT_FALSE(messengerState().connected);
+  EXPECT_TRUE(messengerState().tried);  // there is nothing to wait for
+  EXPECT_EQ(messengerState().words, "there is no session bus: DBUS_SESSION_BUS_ADDRESS names none");
 }
 
 TEST(OsTest, WhoWantsNoMessengerGetsNone) {
