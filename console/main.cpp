@@ -13,6 +13,7 @@
 #include "console/manual.h"
 #include "console/program.h"
 #include "console/seconds.h"
+#include "console/usage.h"
 #include "host/log.h"
 #include "host/settings.h"
 
@@ -39,15 +40,17 @@ void addGlobalOptions(CLI::App& app, Options& options) {
   app.add_flag("-v,--verbose", options.verbose, "Show the library's log on standard error");
 }
 
-// Help is an answer; anything else that the options' library says is about usage.
-Exit explain(const CLI::App& app, const CLI::ParseError& error, Output& output) {
+// Help is an answer; anything else that the options' library says is about usage.  The words are
+// those that it saw.
+Exit explain(const CLI::App& app, const CLI::ParseError& error,
+             const std::vector<std::string>& words, bool dashed, Output& output) {
   if (error.get_exit_code() == 0) {
     std::ostringstream help;
     app.exit(error, help, help);
     output.print(help.str());
     return kDone;
   }
-  complain(std::string(error.what()) + "\nTry: miscdisc --help");
+  complain(usageProblem(app, error, words, dashed));
   return kUsage;
 }
 
@@ -114,7 +117,7 @@ Exit run(int argc, char** argv, Context& context) {
   try {
     app.parse(static_cast<int>(dashes - argv), argv);
   } catch (const CLI::ParseError& error) {
-    return explain(app, error, context.output);
+    return explain(app, error, {argv + 1, dashes}, dashes != end, context.output);
   }
   host::setVerbose(context.options.verbose);
   if (!enterLobbyOfEnvironment()) return kUsage;
