@@ -25,11 +25,6 @@ leave_all() {
 
 left=(net/Alpha/{"Edit 1.Room.lck","Edit 1.Room.lck.inf",P0001000/Lock,P0001000/Lock.inf,bob.cli})
 
-expect_left() {
-  local file
-  for file in "${left[@]}"; do [ -f "$file" ] || { echo "gone: $file"; return 1; }; done
-}
-
 expect_gone() {
   local file
   for file in "${left[@]}"; do [ ! -e "$file" ] || { echo "there: $file"; return 1; }; done
