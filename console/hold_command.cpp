@@ -12,7 +12,10 @@
 namespace console {
 
 void addWanted(CLI::App& command, Wanted& wanted) {
-  command.add_option("--room", wanted.room, "And this room of it")->type_name("ROOM");
+  command
+      .add_option("--room", wanted.room,
+                  "And this room of it; with --yes also one that is not made yet")
+      ->type_name("ROOM");
   command.add_option("--project", wanted.project, "And this project, as P0001000")
       ->type_name("PROJECT");
 }
@@ -141,7 +144,9 @@ void addRoomGo(CLI::App& room, Context& context, Command& chosen) {
   CLI::App* go =
       room.add_subcommand("go", "Be in a room of the configured lobby until HUP, INT or TERM");
   const auto wanted = std::make_shared<Wanted>();
-  go->add_option("ROOM", wanted->room, "Its name, or its path from the lobby")->required();
+  go->add_option("ROOM", wanted->room,
+                 "Its name, or its path from the lobby; with --yes also one that is not made yet")
+      ->required();
   go->callback([&context, &chosen, wanted] {
     chosen = [&context, wanted] { return runHold(context, *wanted); };
   });

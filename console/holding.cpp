@@ -261,6 +261,11 @@ Exit Holding::enterRoom(const std::string& name) {
 
   if (!isLookedInto(*space, getPath(*path))) return sayHidden("room", name, getPath(*path));
 
+  if (const std::string none = whyNoRoom(*space, *path, options_); !options_.yes && !none.empty()) {
+    complain(none + ", and --yes takes one that is not made yet");
+    return kNotFound;
+  }
+
   const WString known = nameOf(*space, *path);
   const WString worse = worseSpelling(*space, *path, options_);
   const SpaceLock* other = lockOfRoom(*space, worse);

@@ -60,6 +60,11 @@ std::optional<WString> lockMeant(const std::string& name, const Options& options
   exit = kUsage;
   const auto path = roomPath(space, name);
   if (!path) return {};
+  if (const std::string none = whyNoRoom(space, *path, options); !none.empty()) {
+    complain(none + ", and \"miscdisc locks list\" which locks");
+    exit = kNotFound;
+    return {};
+  }
   return lockFileOfRoom(worseSpelling(space, *path, options));
 }
 
@@ -158,7 +163,8 @@ void addLocks(CLI::App& app, Context& context, Command& chosen) {
                   [&context] { return list(context); });
   const auto arguments = std::make_shared<Arguments>();
   CLI::App* waiting =
-      addSpaceCommand(*locks, chosen, "wait", "Wait until nobody holds a room or a project",
+      addSpaceCommand(*locks, chosen, "wait",
+                      "Wait until nobody holds a room or a project.  Exit code 4: there is neither",
                       [&context, arguments] { return wait(context, *arguments); });
   waiting->add_option("LOCK", arguments->name, "A room, a project or the path of a lock file")
       ->required();

@@ -187,11 +187,6 @@ void sayWhoElseIsThere(const std::vector<Person>& others, const Options& options
   }
 }
 
-bool isKnown(const Space& space, const WString& path) {
-  const auto same = [&](const Room& room) { return room.path == path; };
-  return std::any_of(space.rooms.begin(), space.rooms.end(), same);
-}
-
 Exit checkRoom(Context& context, const std::string& name) {
   const Options& options = context.options;
   Space space = lookAtConfiguredSpace(options);
@@ -199,6 +194,10 @@ Exit checkRoom(Context& context, const std::string& name) {
   const auto path = roomPath(space, name);
   if (!path) return kUsage;
   if (const Exit exit = seeLock(space, lockFileOfRoom(*path), options)) return exit;
+  if (const std::string none = whyNoRoom(space, *path, options); !none.empty()) {
+    complain(none);
+    return kNotFound;
+  }
   const WString worse = worseSpelling(space, *path, options);
   const RoomCheck found = check(space, worse);
   show(context, space, found);
@@ -207,10 +206,6 @@ Exit checkRoom(Context& context, const std::string& name) {
   if (worse != *path) {
     remark(options, "with .Room and without it are two names of one room: the lock is " +
                         printable(lockFileOfRoom(worse)));
-  }
-  if (!found.room.lock && !isKnown(space, *path)) {
-    remark(options, "there is no such room yet: " + printable(name) +
-                        ".  \"miscdisc room list\" shows which there are");
   }
   const Exit seen = reportProblems(space, options);
   return found.room.lock ? exit : seen;
@@ -279,7 +274,8 @@ void addRoom(CLI::App& app, Context& context, Command& chosen) {
   addSpaceCommand(*room, chosen, "list", "Which rooms there are, and who is in them",
                   [&context] { return listRooms(context); });
   const auto name = std::make_shared<std::string>();
-  addSpaceCommand(*room, chosen, "check", "Whether a room can be entered, or trashed",
+  addSpaceCommand(*room, chosen, "check",
+                  "Whether a room can be entered, or trashed.  Exit code 4: there is no such room",
                   [&context, name] { return checkRoom(context, *name); })
       ->add_option("ROOM", *name, "Its path from the space, with .Room or without")
       ->required();

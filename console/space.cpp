@@ -295,6 +295,45 @@ WString nameOfLocked(const Space& space, const SpaceLock& lock) {
   return without(kRoomEnding, without(kLockEnding, inner));
 }
 
+// True also where nobody can tell.
+bool mayBeFile(const WString& path, const Options& options) {
+  return within<bool>(options.deadline(), path,
+                      [path] {
+                        struct stat found {};
+                        return stat(Qx::UTF8FromWString(path).c_str(), &found) == 0 ||
+                               errno != ENOENT;
+                      })
+      .value_or(true);
+}
+
+WString nameInSpace(const Space& space, const WString& roomPath) {
+  return without(kRoomEnding, roomPath.substr(space.folder.size()));
+}
+
+// A lobby by its name, any other space by its folder.
+std::string shownName(const Space& space) {
+  const bool lobby = space.lobby && isOfLobbies(space.folder);
+  return printable(lobby ? stripPath(plainFolder(space.folder)) : space.folder);
+}
+
+// The rooms of that name in other letters; where there is none, those of other folders.
+std::string didYouMean(const Space& space, const WString& name) {
+  std::vector<WString> same, elsewhere;
+  for (const Room& room : space.rooms) {
+    if (Qx::compareCaseInsensitive(room.name, name)) {
+      same.push_back(room.name);
+    } else if (Qx::compareCaseInsensitive(stripPath(room.name), stripPath(name))) {
+      elsewhere.push_back(room.name);
+    }
+  }
+  std::vector<WString>& near = same.empty() ? elsewhere : same;
+  near.erase(std::unique(near.begin(), near.end()), near.end());
+  if (near.empty()) return ".";
+  std::string words = "; did you mean \"" + printable(near[0]) + "\"";
+  if (near.size() > 1) words += " or \"" + printable(near[1]) + "\"";
+  return words + "?";
+}
+
 // The names under the network projects root that are not hidden; as lobbyNames() fails.
 std::optional<std::vector<WString>> namesUnderRoot(const Options& options, Exit& exit) {
   const WString root = LobbyUtils::getNetworkProjectsRoot();
@@ -466,6 +505,23 @@ std::optional<WString> roomPath(const Space& space, const std::string& text) {
     return {};
   }
   return path;
+}
+
+std::string whyNoRoom(Space& space, const WString& roomPath, const Options& options) {
+  const WString other = otherSpelling(roomPath);
+  const auto same = [&](const Room& room) { return room.path == roomPath || room.path == other; };
+  if (std::any_of(space.rooms.begin(), space.rooms.end(), same)) return {};
+  for (const WString& spelling : {roomPath, other}) {
+    const LockLook::Answer answer = lookCloser(space, lockFileOfRoom(spelling), options);
+    if (answer == LockLook::Answer::kThere || answer == LockLook::Answer::kUnknown) return {};
+  }
+  // Asked for by its name only where it is not listed: storage that does not tell letters apart
+  // has it under any, and its lock would be another.
+  const bool listed = isLookedInto(space, getPath(roomPath)) && space.faults.empty();
+  if (!listed && mayBeFile(std::max(roomPath, other), options)) return {};
+  const WString name = nameInSpace(space, roomPath);
+  return "there is no room \"" + printable(name) + "\" in " + shownName(space) +
+         didYouMean(space, name) + " \"miscdisc room list\" shows which there are";
 }
 
 WString otherSpelling(const WString& roomPath) {

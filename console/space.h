@@ -126,6 +126,10 @@ std::optional<cookie> projectNamed(const std::string& text);
 // so, for a text that is empty or leads out of the space.
 std::optional<WString> roomPath(const Space& space, const std::string& text);
 
+// Why nobody goes there, with the room that may be meant: nothing of it is there, neither its file
+// nor a lock, in either spelling.  Empty also where that is not known.
+std::string whyNoRoom(Space& space, const WString& roomPath, const Options& options);
+
 // The same room with the ending, or without it.  Programs that began before its file was made lock
 // the one, later ones the other.
 WString otherSpelling(const WString& roomPath);

@@ -68,7 +68,7 @@ teardown() {
 @test "the command works in the lobby that is held around it, and the configuration stays" {
   two_machines
   mkdir net/Beta
-  touch net/Beta/DefNetDrive.txt
+  touch net/Beta/DefNetDrive.txt net/Beta/Mix.Room
   miscdisc -q config set "network lobby name" Beta
   cp "$MISCDISC_HOME/state.toml" before
   ask with Alpha --room Mix -- "$MISCDISC_COMMAND" --timeout 60 status
@@ -214,9 +214,34 @@ teardown() {
   expect_nothing_held
 }
 
+@test "a mistyped room is not found, and nothing is run" {
+  two_machines
+  mkdir net/Alpha/Reel
+  : >net/Alpha/Reel/Grade.Room
+  ask with Alpha --room "edit 1" -- touch ran
+  expect_code 4
+  expect_words 'there is no room "edit 1" in Alpha; did you mean "Edit 1"?'
+  expect_words "--yes takes one that is not made yet"
+  ask hold Alpha --room Grade
+  expect_code 4
+  expect_words 'there is no room "Grade" in Alpha; did you mean "Reel/Grade"?'
+  miscdisc -q config set "network lobby name" Alpha
+  ask room go grade
+  expect_code 4
+  ask shell < <(echo 'room go Mxi')
+  expect_code 4
+  expect_words 'there is no room "Mxi" in Alpha.'
+  [ ! -e ran ]
+  expect_nothing_held
+  ask --yes with Alpha --room Mxi -- touch ran
+  expect_code 0
+  expect_words "there is no $PWD/net/Alpha/Mxi.Room; its lock is $PWD/net/Alpha/Mxi.lck"
+  [ -e ran ]
+}
+
 @test "a room is one, whether its holder began before its file was made or after" {
   two_machines
-  as_bob start_holding bob hold Alpha --room New
+  as_bob start_holding bob --yes hold Alpha --room New
   grep -qF "there is no $PWD/net/Alpha/New.Room; its lock is $PWD/net/Alpha/New.lck" bob.words
   : >net/Alpha/New.Room
   ask with Alpha --room New -- touch ran
@@ -238,7 +263,7 @@ teardown() {
   two_machines
   local spaces="$MISCDISC_HOME/projects"
   mkdir "$spaces"
-  LD_PRELOAD="$PRETENDED_LOCKS_LIBRARY" PRETENDED_LOCKS="before 1" start early hold --room New
+  LD_PRELOAD="$PRETENDED_LOCKS_LIBRARY" PRETENDED_LOCKS="before 1" start early --yes hold --room New
   local early=$last
   eventually is_stopped "$early"
   : >"$spaces/New.Room"
@@ -329,7 +354,7 @@ END
 @test "without a lobby rooms and projects of the local space are held, and nobody logs in" {
   two_machines
   mkdir -p "$MISCDISC_HOME/projects/P0001000"
-  start_holding ann hold --project P0001000 --room Cut
+  start_holding ann --yes hold --project P0001000 --room Cut
   [ "$(cat ann.data)" = "holding room Cut, project P0001000" ]
   [ -e "$MISCDISC_HOME/projects/P0001000/Lock" ]
   [ -e "$MISCDISC_HOME/projects/Cut.lck" ]

@@ -44,6 +44,7 @@ load lobby
   expect_code 0
   [ "$(cut -f2,5,6 data)" = "stale	yes	yes" ]
   [ ! -s words ]
+  : >"net/Alpha/New room.Room"
   ask room check "New room"
   expect_code 0
   expect_data "New room	free	-	-	yes	yes"
@@ -89,14 +90,43 @@ load lobby
   expect_words "the lock is $PWD/net/Alpha/Edit 1.lck"
 }
 
-@test "a name that is no room's yet is said, and a project's lock is none" {
+@test "a room that is not there is not found, and a near one is named" {
   share
-  ask room check Edti
-  expect_code 0
-  expect_data "Edti	free	-	-	yes	yes"
-  expect_words "there is no such room yet: Edti."
-  ask room check "Edit 1"
-  expect_none "no such room" words
+  for command in "room check" "locks wait --for 1"; do
+    ask $command "edit 1"
+    expect_code 4
+    [ ! -s data ]
+    expect_words 'there is no room "edit 1" in Alpha; did you mean "Edit 1"? "miscdisc room list" shows which there are'
+    ask $command mix.room
+    expect_code 4
+    expect_words 'there is no room "mix" in Alpha; did you mean "P0001000/Mix"?'
+    ask $command "$PWD/net/Alpha/nonsense"
+    expect_code 4
+    expect_words 'there is no room "nonsense" in Alpha. "miscdisc room list"'
+  done
+  # Its file or its lock is enough, wherever it lies.
+  mkdir -p net/Alpha/a/b
+  : >net/Alpha/a/b/Deep.Room
+  : >net/Alpha/Left.lck
+  for room in a/b/Deep a/b/Deep.Room Left Left.Room; do
+    ask room check "$room"
+    expect_code 0
+    ask locks wait "$room" --for 1
+    expect_code 0
+  done
+  ask room check a/b/deep
+  expect_code 4
+}
+
+@test "a local space is named by its folder where it lacks a room" {
+  mkdir -p "$MISCDISC_HOME/projects"
+  ask room check Cut
+  expect_code 4
+  expect_words "there is no room \"Cut\" in $MISCDISC_HOME/projects/."
+}
+
+@test "a project's lock is no room" {
+  share
   : >net/Alpha/P0001000/Lock
   ask room check P0001000/Lock
   expect_code 2
