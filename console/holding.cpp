@@ -29,6 +29,10 @@ namespace {
 // A share that answered a moment ago is slow rather than dead for so long.
 constexpr std::chrono::milliseconds kPatience{10'000};
 
+// Whoever removes a lock keeps others out for a moment in which its file is gone.
+constexpr int kTries = 5;
+constexpr std::chrono::milliseconds kBetweenTries{200};
+
 bool isWithoutLocks(int error) { return error == ENOLCK || error == EOPNOTSUPP; }
 
 constexpr char kNoLocks[] =
@@ -126,8 +130,13 @@ Exit sayHidden(const char* kind, const std::string& name, const WString& folder)
   return kUsage;
 }
 
+bool isHeld(const LockLook& look) {
+  return look.answer == LockLook::Answer::kThere && look.lock.held != Held::kNo;
+}
+
 // Says why there is no lock; what is "room Edit 1".
-Exit sayRefusal(const std::string& what, int error, const std::string& why, const SpaceLock* lock) {
+Exit sayRefusal(const std::string& what, int error, const std::string& why, const LockLook& look,
+                const WString& lockFile) {
   if (isWithoutLocks(error)) {
     complain(what + " cannot be held: " + kNoLocks);
     return kFailed;
@@ -136,9 +145,14 @@ Exit sayRefusal(const std::string& what, int error, const std::string& why, cons
     complain(what + " could not be locked: " + printable(why) + ".  Look at it with ls -ld");
     return kFailed;
   }
-  if (lock && lock->held != Held::kNo) {
-    complain(what + " is held by " + holder(*lock) +
+  if (isHeld(look)) {
+    complain(what + " is held by " + holder(look.lock) +
              ".  \"miscdisc locks wait\" waits until it is free");
+  } else if (look.answer == LockLook::Answer::kNoFile) {
+    const WString& owner = look.lock.owner;
+    complain("somebody holds " + what + ", though its lock file " + printable(lockFile) +
+             " is gone" + (owner.empty() ? "" : "; last named: " + printable(owner)) +
+             ".  It is free when he leaves it, or his program ends");
   } else {
     complain(what + " was held a moment ago.  Try again");
   }
@@ -185,6 +199,18 @@ std::optional<Holding::Outcome> Holding::call(std::function<bool()> call) {
            " has stopped answering.  What was held there ends with this command, which ends now; "
            "files that it leaves block nobody");
   return {};
+}
+
+std::optional<Holding::Outcome> Holding::callForLock(const std::function<bool()>& take,
+                                                     const WString& lockFile, LockLook& look) {
+  for (int tries = 1;; ++tries) {
+    const auto outcome = call(take);
+    const bool refused = outcome && outcome->error == EAGAIN;
+    if (!refused) return outcome;
+    look = lookAtLock(lockFile, options_);
+    if (isHeld(look) || tries == kTries) return outcome;
+    std::this_thread::sleep_for(kBetweenTries);
+  }
 }
 
 std::optional<Space> Holding::lookAround(Exit& exit) const {
@@ -277,7 +303,10 @@ Exit Holding::enterRoom(const std::string& name) {
     complain("room " + printable(known) + " is not entered: " + way);
     return kFailed;
   }
-  const auto outcome = call([known, path = *path] { return goToRoom(known, path); });
+  const WString lockFile = lockFileOfRoom(*path);
+  LockLook look;
+  const auto outcome =
+      callForLock([known, path = *path] { return goToRoom(known, path); }, lockFile, look);
   if (!outcome) return kIncomplete;
   if (outcome->done) {
     room_ = known;
@@ -293,9 +322,7 @@ Exit Holding::enterRoom(const std::string& name) {
   }
   // The refusal has marked the login as inside a room all the same.
   if (room_.empty()) call(leaveRooms);
-  const Space now = lookAt(space->folder, options_);
-  return sayRefusal("room " + printable(known), outcome->error, outcome->why,
-                    lockOfRoom(now, *path));
+  return sayRefusal("room " + printable(known), outcome->error, outcome->why, look, lockFile);
 }
 
 Exit Holding::leaveRoom() {
@@ -321,22 +348,23 @@ Exit Holding::openProject(const std::string& name) {
 
   if (!isLookedInto(*space, folder)) return sayHidden("project", name, folder);
 
-  const std::string way = inTheWay(lockFileOfProject(*space, *project), options_);
+  const WString lockFile = lockFileOfProject(*space, *project);
+  const std::string way = inTheWay(lockFile, options_);
   if (!way.empty()) {
     complain("project " + printable(name) + " is not opened: " + way);
     return kFailed;
   }
   exit = closeProject();
   if (exit != kDone) return exit;
-  const auto outcome = call([project] { return ProjectShare::lockProject(*project); });
+  LockLook look;
+  const auto outcome =
+      callForLock([project] { return ProjectShare::lockProject(*project); }, lockFile, look);
   if (!outcome) return kIncomplete;
   if (outcome->done) {
     project_ = *project;
     return kDone;
   }
-  const Space now = lookAt(space->folder, options_);
-  return sayRefusal("project " + printable(name), outcome->error, outcome->why,
-                    lockOfProject(now, *project));
+  return sayRefusal("project " + printable(name), outcome->error, outcome->why, look, lockFile);
 }
 
 Exit Holding::closeProject() {

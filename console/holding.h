@@ -71,6 +71,11 @@ class Holding {
   // Nothing, after saying so, when it does not come back.
   std::optional<Outcome> call(std::function<bool()> call);
 
+  // The same for a lock, a few times while somebody has it whom its file does not show; the look is
+  // at who kept it from us.
+  std::optional<Outcome> callForLock(const std::function<bool()>& take, const WString& lockFile,
+                                     LockLook& look);
+
   // Nothing, after saying why, when the space in which rooms and projects are does not answer.
   std::optional<Space> lookAround(Exit& exit) const;
 

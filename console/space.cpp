@@ -281,7 +281,11 @@ LockLook findLock(const WString& path) {
     return {LockLook::Answer::kNoFolder, {}};
   }
   const bool project = stripPath(path) == kProjectLock;
-  if (!heldAt(path)) return {LockLook::Answer::kNoFile, {}};
+  if (!heldAt(path)) {
+    LockLook none{LockLook::Answer::kNoFile, {}};
+    none.lock.owner = ownerBeside(path);
+    return none;
+  }
   auto lock = lockFileAt(project ? SpaceLock::Kind::kProject : SpaceLock::Kind::kRoom, path, path);
   if (!lock) return {LockLook::Answer::kUnknown, {}};
   return {LockLook::Answer::kThere, std::move(*lock)};

@@ -85,7 +85,9 @@ struct LockLook {
     kUnknown,  // its mount does not answer, or its folder may not be searched
   };
   Answer answer = Answer::kUnknown;
-  SpaceLock lock{};  // of kThere; its name is its path
+  // Of kThere; its name is its path.  Of kNoFile only the owner, whom the information file still
+  // names.
+  SpaceLock lock{};
 };
 
 // One lock file, wherever it is.

@@ -170,6 +170,24 @@ teardown() {
   expect_nothing_held
 }
 
+@test "a lock whose file was deleted by hand is held all the same, and that is said" {
+  two_machines
+  touch net/Alpha/.lockspace net/Alpha/P0001000/.lockspace
+  as_bob start_holding bob hold Alpha --room "Edit 1" --project P0001000
+  rm "net/Alpha/Edit 1.Room.lck" net/Alpha/P0001000/Lock
+  ask with Alpha --room "Edit 1" -- touch ran
+  expect_code 5
+  expect_words "somebody holds room Edit 1, though its lock file $PWD/net/Alpha/Edit 1.Room.lck is gone; last named: bob.  It is free when he leaves it"
+  rm net/Alpha/P0001000/Lock.inf
+  ask with Alpha --project P0001000 -- touch ran
+  expect_code 5
+  expect_words "somebody holds project P0001000, though its lock file $PWD/net/Alpha/P0001000/Lock is gone.  It is"
+  [ ! -e ran ]
+  end_with TERM "$last"
+  ask with Alpha --room "Edit 1" --project P0001000 -- touch ran
+  expect_code 0
+}
+
 @test "two holders of one user are logged in together, and share no room" {
   two_machines
   start_holding first hold Alpha --room Mix
