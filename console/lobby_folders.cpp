@@ -16,6 +16,7 @@
 #include "host/volumes/mount_table.h"
 #include "miscdisc/lobby/configuration_keys.h"
 #include "miscdisc/lobby/lobby_utils.h"
+#include "miscdisc/platform/config.h"
 #include "miscdisc/platform/os.h"
 #include "miscdisc/platform/project_folders.h"
 
@@ -41,18 +42,23 @@ struct NewLobby {
   WString list;  // holds the path of media, which makes the folder a lobby
 };
 
-// The name stands in a list with a line per folder, and a hidden folder is listed nowhere.
+// The name stands in a list with a line per folder, and a hidden folder is listed nowhere; a blank
+// at an end is seen by nobody who types the name.
 bool mayBeNewLobby(const std::string& name) {
+  constexpr std::string_view kBlanks = " \t";
   if (!mayBeLobby(name)) return false;
-  if (!name.starts_with('.') && !hasLineEnd(Qx::WStringFromUTF8(name))) return true;
+  const bool blank = kBlanks.find(name.front()) != std::string_view::npos ||
+                     kBlanks.find(name.back()) != std::string_view::npos;
+  if (!blank && !name.starts_with('.') && !hasLineEnd(Qx::WStringFromUTF8(name))) return true;
   complain("\"" + printable(name) +
-           "\" cannot be a lobby: a name with a line end spoils its list of drives, and one that "
-           "begins with a dot is hidden.  Choose another.");
+           "\" cannot be a lobby: a name with a line end spoils its list of drives, one that "
+           "begins with a dot is hidden, and a blank at an end is lost.  Choose another.");
   return false;
 }
 
 void complainNotMade(const NewLobby& lobby, int error) {
-  complain("the lobby " + printable(lobby.folder) + " could not be made: " + std::strerror(error) +
+  complain("the lobby " + printable(plainFolder(lobby.folder)) +
+           " could not be made: " + std::strerror(error) +
            ".  Look at its name, at the folder that it lies in with ls -ld, "
            "and at the room there with df and df -i.  Nothing was made.");
 }
@@ -101,27 +107,42 @@ bool holdsLocation(const NewLobby& lobby, const Options& options) {
   return text && text->error == 0 && text->bytes == native(lobby.media);
 }
 
+// As people write it: the library puts a separator behind a root that ends in one.
+void addMade(const WString& folder, Changes& changes) {
+  changes.add({"make", "", plainFolder(folder), L""});
+}
+
 // The library tells only whether the folder was made, so the rest is looked at.  The last part that
 // is missing is the one that is said: all fail for the same reason.
 Exit checkParts(const NewLobby& lobby, Changes& changes, const Options& options) {
-  changes.add({"make", "", lobby.folder, L""});
+  addMade(lobby.folder, changes);
   std::string fault;
   for (const WString& folder : {lobby.media, lobby.media + L"/Material", lobby.media + L"/Sound"}) {
     if (changes.dryRun() || isFolder(folder, options.deadline())) {
-      changes.add({"make", "", folder, L""});
+      addMade(folder, changes);
     } else {
       fault = whyNotWritten(folder);
     }
   }
   if (changes.dryRun() || holdsLocation(lobby, options)) {
-    changes.add({"add", "", lobby.media, lobby.list});
+    changes.add({"add", "", plainFolder(lobby.media), plainFolder(lobby.list)});
   } else {
     fault = whyNotWritten(lobby.list);
   }
   if (fault.empty()) return kDone;
   complain("the lobby is only half made, and is not to be used: " + fault + ".  Then remove " +
-           printable(lobby.folder) + " with rm -r, and try again.");
+           printable(plainFolder(lobby.folder)) + " with rm -r, and try again.");
   return kFailed;
+}
+
+// Nobody else finds a lobby that lies there.
+void tellOwnRoot(const Options& options) {
+  const char* key = LobbyUtils::NetProjRootRegKey;
+  if (!UserConfig().getValue(key, String(), kLobbySection).empty()) return;
+  remark(options, "'" + std::string(key) +
+                      "' is not set: this lobby lies in this machine's own folder, where no other "
+                      "machine sees it; \"miscdisc config set '" +
+                      key + "' FOLDER\" names the shared one");
 }
 
 Exit create(Context& context, const std::string& name) {
@@ -137,6 +158,7 @@ Exit create(Context& context, const std::string& name) {
   }
   Changes changes(context);
   const Exit exit = checkParts(lobby, changes, options);
+  if (exit == kDone) tellOwnRoot(options);
   return changes.say(exit);
 }
 
@@ -270,7 +292,7 @@ Exit deleteLobby(Context& context, const std::string& name) {
   if (isCurrentLobby(name, *space, options)) {
     complain(printable(name) +
              " is the current lobby of this machine, so it was not deleted.  Choose another with "
-             "\"miscdisc lobby use\" first.");
+             "\"miscdisc lobby use\" first, or none with \"miscdisc lobby use --local\".");
     return kRefused;
   }
   Space inside;

@@ -40,6 +40,7 @@ state() { cat "$MISCDISC_HOME/state.toml"; }
   sed 's/would make/made/; s/would add/added/' data >planned
   ask lobby create "Cut 3"
   expect_code 0
+  [ ! -s words ]
   expect_data "made $PWD/net/Cut 3" "made $PWD/net/Cut 3/Media" "made $PWD/net/Cut 3/Media/Material" \
     "made $PWD/net/Cut 3/Media/Sound" "added $PWD/net/Cut 3/Media (in $PWD/net/Cut 3/DefNetDrive.txt)"
   diff planned data
@@ -56,7 +57,11 @@ state() { cat "$MISCDISC_HOME/state.toml"; }
 @test "the first lobby makes its root" {
   ask lobby create First
   expect_code 0
-  [ "$(cat "$MISCDISC_HOME/network/projects/First/DefNetDrive.txt")" = "$MISCDISC_HOME/network/projects//First/Media" ]
+  local first="$MISCDISC_HOME/network/projects/First"
+  expect_data "made $first" "made $first/Media" "made $first/Media/Material" \
+    "made $first/Media/Sound" "added $first/Media (in $first/DefNetDrive.txt)"
+  expect_words "'network project root' is not set: this lobby lies in this machine's own folder, where no other machine sees it; \"miscdisc config set 'network project root' FOLDER\" names the shared one"
+  [ "$(cat "$first/DefNetDrive.txt")" = "$MISCDISC_HOME/network/projects//First/Media" ]
   ask lobby list
   [ "$(cut -f1 data)" = First ]
 }
@@ -65,7 +70,7 @@ state() { cat "$MISCDISC_HOME/state.toml"; }
   share
   : >net/File
   ln -s nowhere net/Link
-  for name in "" . .. a/b /a a/ .hidden $'a\nb'; do
+  for name in "" . .. a/b /a a/ .hidden $'a\nb' 'Bad name ' ' Bad' $'Bad\t' ' '; do
     ask lobby create "$name"
     expect_code 2
     expect_words "cannot be a lobby"
@@ -297,6 +302,7 @@ state() { cat "$MISCDISC_HOME/state.toml"; }
   ask lobby delete Alpha --yes
   expect_code 7
   expect_words "Alpha is the current lobby of this machine"
+  expect_words '"miscdisc lobby use --local"'
   ln -s Alpha net/Other
   ask lobby delete Other --yes
   expect_code 7
