@@ -2,6 +2,7 @@
 #include "console/commands.h"
 #include "console/completion.h"
 #include "console/completion_scripts.h"
+#include "console/kept_keys.h"
 #include "console/seconds.h"
 #include "console/space.h"
 #include "console/tasks.h"
@@ -29,8 +30,8 @@ void addDrives(const std::string& value, const Options& options, std::vector<Can
 }
 
 void addKeys(std::vector<Candidate>& found) {
-  for (const char* key : {LobbyUtils::NetProjRootRegKey, LobbyUtils::NetMatRootRegKey,
-                          kLobbyNameKey, "log_incoming_net_messages"}) {
+  for (const std::string& key : configurationKeys()) {
+    if (key == kLastLobbyNameKey) continue;  // nobody sets it by hand
     found.push_back({key, ""});
   }
 }

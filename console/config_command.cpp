@@ -1,7 +1,14 @@
+#include <algorithm>
+
 #include "console/commands.h"
 #include "console/drives.h"
+#include "console/folders.h"
+#include "console/kept_keys.h"
+#include "host/nearest.h"
 #include "host/places.h"
 #include "host/state_file.h"
+#include "miscdisc/lobby/configuration_keys.h"
+#include "miscdisc/lobby/lobby_utils.h"
 
 namespace console {
 namespace {
@@ -44,8 +51,31 @@ Exit get(Context& context, const Arguments& arguments) {
   return kDone;
 }
 
+// Programs look for it from any working directory.  False, after saying so.
+bool isFullPath(const Arguments& arguments) {
+  const std::string& key = arguments.key;
+  const bool root = key == LobbyUtils::NetProjRootRegKey || key == LobbyUtils::NetMatRootRegKey;
+  const std::string& folder = arguments.value;
+  if (arguments.section != kLobbySection || !root) return true;
+  if (folder.empty() || folder.starts_with('/')) return true;
+  complain("\"" + key + "\" is the full path of a folder, which begins with \"/\", not \"" +
+           printable(folder) + "\"; did you mean \"" +
+           printable(absoluteFolder(Qx::WStringFromUTF8(folder))) + "\"?  Nothing was changed.");
+  return false;
+}
+
+// It may be the application's own.
+void tellUnknown(const Arguments& arguments, const Options& options) {
+  const auto known = configurationKeys();
+  const bool read = std::find(known.begin(), known.end(), arguments.key) != known.end();
+  if (arguments.section != kLobbySection || read) return;
+  const std::string near = host::didYouMean(host::nearest(arguments.key, known), "\"", "\"");
+  remark(options, "this program reads no \"" + printable(arguments.key) + "\"" +
+                      (near.empty() ? "." : near) + " It is kept all the same");
+}
+
 Exit set(Context& context, const Arguments& arguments) {
-  if (configurationIsBroken()) return kUsage;
+  if (configurationIsBroken() || !isFullPath(arguments)) return kUsage;
   host::StateFile& state = host::StateFile::instance();
   if (!state.setValue(arguments.section, arguments.key, arguments.value)) {
     complain("\"" + printable(arguments.key) + "\" could not be stored in " +
@@ -57,6 +87,7 @@ Exit set(Context& context, const Arguments& arguments) {
   }
   remark(context.options,
          "\"" + printable(arguments.key) + "\" is now \"" + printable(arguments.value) + "\"");
+  tellUnknown(arguments, context.options);
   return kDone;
 }
 

@@ -29,6 +29,29 @@ load setup
   [ ! -s data ]
 }
 
+@test "a root is a full path, and a key that nobody reads is said" {
+  for key in "network project root" "network material root"; do
+    ask config set "$key" nas
+    expect_code 2
+    expect_words "\"$key\" is the full path of a folder, which begins with \"/\", not \"nas\"; did you mean \"$PWD/nas\"?  Nothing was changed."
+    ask config set "$key" ""
+    expect_code 0
+    ask config set "$key" nas --section Preferences
+    expect_code 0
+  done
+  ask config set "network projekt root" /x
+  expect_code 0
+  expect_words 'this program reads no "network projekt root"; did you mean "network project root"? It is kept all the same'
+  ask config get "network projekt root"
+  expect_data /x
+  ask config set colour grey
+  expect_words 'this program reads no "colour". It is kept all the same'
+  for key in "network lobby name" "last network lobby name" log_incoming_net_messages; do
+    ask config set "$key" 0
+    ! grep -q "reads no" words
+  done
+}
+
 @test "a value of any bytes comes back" {
   ask config set k $'a\xff\nb'
   ask config get k
