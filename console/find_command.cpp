@@ -1,3 +1,5 @@
+#include <set>
+
 #include "console/commands.h"
 #include "console/volumes.h"
 #include "miscdisc/platform/fsys.h"
@@ -53,6 +55,19 @@ void show(Context& context, const std::vector<Place>& places) {
                             {"NAME", "VOLUME", "FOLDER", "PATH", "SIZE", "MODIFIED"}, rows);
 }
 
+// A volume of this machine that is hidden may hold it.
+void tellHidden(const DriveList& list, const Options& options) {
+  std::set<std::string> labels;
+  for (const HiddenVolume& hidden : list.hidden) {
+    if (!hidden.label.empty()) labels.insert(hidden.label);
+  }
+  if (labels.empty()) return;
+  std::string names;
+  for (const std::string& label : labels) names += (names.empty() ? "" : ", ") + label;
+  remark(options, "hidden here: " + names + "; \"miscdisc drives unhide " + *labels.begin() +
+                      "\" shows it again");
+}
+
 Exit find(Context& context, const std::vector<std::string>& names, const std::string& label) {
   if (configurationIsBroken()) return kUsage;
   const DriveList list = enterConfiguredSpace(context.options);
@@ -79,6 +94,7 @@ Exit find(Context& context, const std::vector<std::string>& names, const std::st
              ".  Names are compared exactly, with their extension; \"miscdisc status\" shows the "
              "drives.");
   }
+  if (!everyNameFound && label.empty()) tellHidden(list, context.options);
   if (context.options.json) {
     context.output.printDocument(asJson(found));
   } else {

@@ -54,6 +54,21 @@ load setup
   expect_words "none.mxf is nowhere: not in Material or Sound of E."
 }
 
+@test "a hidden volume is named where a file is not found" {
+  three_volumes
+  ask drives remove F
+  ask drives remove G
+  ask find B002.wav
+  expect_code 4
+  expect_words 'hidden here: F, G; "miscdisc drives unhide F" shows it again'
+  ask find A001.mxf
+  expect_code 0
+  [ ! -s words ]
+  ask find B002.wav --volume E
+  expect_code 4
+  ! grep -q hidden words
+}
+
 @test "letter case counts" {
   three_volumes
   ask find a001.mxf
