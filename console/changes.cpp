@@ -61,6 +61,11 @@ Exit Changes::say(Exit exit) {
   return exit;
 }
 
+Exit Changes::sayNow() {
+  say(kDone);
+  return context_.output.flush() ? kDone : kFailed;
+}
+
 std::string whyNotWritten(const WString& file) {
   const std::string path = Qx::UTF8FromWString(file);
   const std::string folder = Qx::UTF8FromWString(getPath(file));

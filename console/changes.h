@@ -27,6 +27,7 @@ class Changes {
   bool dryRun() const { return context_.options.dryRun; }
   void add(Change change) { changes_.push_back(std::move(change)); }
   Exit say(Exit exit);  // prints, and returns what it is given
+  Exit sayNow();        // the same at once, for words that follow; kFailed when it cannot
 
  private:
   Context& context_;

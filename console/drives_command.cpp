@@ -3,6 +3,7 @@
 
 #include "console/drives_commands.h"
 #include "console/drives_view.h"
+#include "console/new_name.h"
 #include "console/tasks.h"
 #include "host/places.h"
 #include "host/settings.h"
@@ -126,6 +127,8 @@ Exit showDrive(Context& context, const DriveList& list, const Arguments& argumen
   } else {
     show(context, *details);
   }
+  if (details->prepared == false)
+    remark(context.options, whatIsUnprepared(*drive, context.options));
   return exitFor(*drive, context.options);
 }
 

@@ -219,6 +219,19 @@ Exit refuse(const Objection& objection) {
   return objection.exit;
 }
 
+// " of lobby Alpha"; empty for a local space.
+std::string lobbyHere() {
+  if (!LobbyUtils::machineIsInNetworkMode()) return {};
+  return " of lobby " + printable(LobbyUtils::getCurrentNetworkLobbyName());
+}
+
+void tellLobbyHasIt(const Options& options) {
+  const std::string lobby = lobbyHere();
+  if (lobby.empty()) return;
+  remark(options, "every machine" + lobby + (options.dryRun ? " would have" : " has") +
+                      " it in its list; they find it where it has the same path");
+}
+
 Exit addLocation(Context& context, DriveList& list, const Arguments& arguments) {
   const Options& options = context.options;
   if (!list.faults.empty()) return refuse({kFailed, list.faults[0] + "  Nothing was added."});
@@ -261,12 +274,21 @@ Exit addLocation(Context& context, DriveList& list, const Arguments& arguments) 
              added.label + "'");
     return changes.say(kIncomplete);
   }
-  if (name.empty()) return changes.say(kDone);
+  if (name.empty()) {
+    if (const Exit exit = changes.sayNow()) return exit;
+    const std::string unprepared = whatIsUnprepared(added, options);
+    if (!unprepared.empty()) remark(options, unprepared);
+    tellLobbyHasIt(options);
+    return kDone;
+  }
   // The name lies in one of the media folders.
   if (!prepared) {
     if (const Exit exit = makeMediaFolders(added, options, changes)) return changes.say(exit);
   }
-  return changes.say(renameDrive(list, added, name, options, changes));
+  const Exit exit = renameDrive(list, added, name, options, changes);
+  const Exit said = changes.sayNow();
+  tellLobbyHasIt(options);
+  return exit != kDone ? exit : said;
 }
 
 // Removing.
@@ -323,15 +345,21 @@ Exit hideVolume(const Drive& drive, const Options& options, Changes& changes) {
     }
   }
   changes.add({"hide", drive.label, line, hiddenVolumesFile()});
-  if (!changes.dryRun()) {
-    remark(options, "to get it back: miscdisc drives unhide " + drive.label);
+  return dropLocationLines(drive, changes);
+}
+
+void tellHidden(const Drive& drive, const Options& options) {
+  const std::string lobby = lobbyHere();
+  if (!lobby.empty()) {
+    remark(options, drive.label + (options.dryRun ? " would be" : " is") +
+                        " hidden for every machine" + lobby);
   }
+  if (!options.dryRun) remark(options, "to get it back: miscdisc drives unhide " + drive.label);
   for (const WString& listed : drive.lines) {
     remark(options, "the list of locations had it, too: its line " + printable(listed) +
-                        (changes.dryRun() ? " would go, " : " went, ") +
+                        (options.dryRun ? " would go, " : " went, ") +
                         "and unhide does not bring that back.");
   }
-  return dropLocationLines(drive, changes);
 }
 
 Exit removeDrive(Context& context, DriveList& list, const Arguments& arguments) {
@@ -341,8 +369,12 @@ Exit removeDrive(Context& context, DriveList& list, const Arguments& arguments) 
   if (!drive) return exit;
   tellTasksOf(*drive, list, context.options);
   Changes changes(context);
-  return changes.say(drive->location ? removeLocation(*drive, changes)
-                                     : hideVolume(*drive, context.options, changes));
+  if (drive->location) return changes.say(removeLocation(*drive, changes));
+  exit = hideVolume(*drive, context.options, changes);
+  const Exit said = changes.sayNow();
+  if (exit != kDone) return exit;
+  tellHidden(*drive, context.options);
+  return said;
 }
 
 // Hidden volumes.
@@ -560,11 +592,13 @@ void addDriveLists(CLI::App& drives, Context& context, Command& chosen) {
         drives, context, chosen, name, help,
         [&context, arguments, run](DriveList& list) { return run(context, list, *arguments); });
   };
-  CLI::App* adding = add("add", "Make a folder a media location of this space", addLocation);
+  CLI::App* adding =
+      add("add", "Make a folder a media location, for every machine of this space", addLocation);
   adding->add_option("FOLDER", arguments->folder, "Any folder")->required();
   adding->add_option("--name", arguments->name, "What people call it; makes the media folders")
       ->type_name("NAME");
-  add("remove", "Take a location off the list, or hide a volume, in this space", removeDrive)
+  add("remove", "Take a location off the list, or hide a volume, for every machine of this space",
+      removeDrive)
       ->add_option("DRIVE", arguments->drive, "Its id (E, '#1'), name or path")
       ->required();
   add("unhide", "Show hidden volumes again; without PATH, list them", unhide)

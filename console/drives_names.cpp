@@ -233,6 +233,19 @@ std::string whyNotNamed(const WString& folder, const Options& options) {
   return fault.value_or(printable(folder) + " is not answering");
 }
 
+std::string whatIsUnprepared(const Drive& drive, const Options& options) {
+  const auto lacks = [&](const wchar_t* name) {
+    return !isFolder(joinPaths(drive.path, name), options.deadline());
+  };
+  const bool material = lacks(L"Material"), sound = lacks(L"Sound");
+  if (!material && !sound) return {};
+  const char* what = !sound      ? " \"Material\""
+                     : !material ? " \"Sound\""
+                                 : "s \"Material\" and \"Sound\"";
+  return called(drive) + " has no folder" + what + " yet: miscdisc drives prepare '" + drive.label +
+         "'";
+}
+
 Exit makeMediaFolders(const Drive& drive, const Options& options, Changes& changes) {
   std::vector<WString> missing;
   for (const wchar_t* name : {L"Material", L"Sound"}) {

@@ -13,6 +13,10 @@ bool mayBeName(const WString& name);
 // could.
 std::string whyNotNamed(const WString& folder, const Options& options);
 
+// That it lacks media folders, and what makes them; empty for one that has both.
+// REQUIRES: drive.present(), or nothing is changed.
+std::string whatIsUnprepared(const Drive& drive, const Options& options);
+
 // Makes those that are missing; when none is, that is said.
 Exit makeMediaFolders(const Drive& drive, const Options& options, Changes& changes);
 

@@ -249,6 +249,55 @@ two_folders() {
   find a e -printf '%p %s %m %T@ %C@\n' | diff before -
 }
 
+# What the command says on a terminal, where data and words are read together.
+both() { miscdisc --timeout 60 "$@" >both 2>&1; }
+
+@test "how a hidden volume comes back is said after it was hidden" {
+  two_locations
+  both drives remove e
+  diff both - <<END
+hid E: $PWD/e/ (in $hidden)
+miscdisc: to get it back: miscdisc drives unhide E
+END
+}
+
+@test "in a lobby it is said that a drive comes and goes for every machine" {
+  two_locations
+  mkdir -p net/Alpha c/Material c/Sound
+  : >net/Alpha/DefNetDrive.txt
+  miscdisc -q config set "network project root" "$PWD/net"
+  miscdisc -q config set "network lobby name" Alpha
+  both drives add c
+  diff both - <<END
+added #1: $PWD/c/ (in $PWD/net/Alpha/DefNetDrive.txt)
+miscdisc: every machine of lobby Alpha has it in its list; they find it where it has the same path
+END
+  both drives remove E
+  diff both - <<END
+hid E: $PWD/e/ (in $PWD/net/Alpha/UnmountedDrives.txt)
+miscdisc: E is hidden for every machine of lobby Alpha
+miscdisc: to get it back: miscdisc drives unhide E
+END
+}
+
+@test "a drive without its media folders is said, with what makes them" {
+  two_locations
+  mkdir -p empty half/Sound
+  both drives add empty
+  diff both - <<END
+added #3: $PWD/empty/ (in $locations)
+miscdisc: #3 (empty) has no folders "Material" and "Sound" yet: miscdisc drives prepare '#3'
+END
+  ask drives add half
+  expect_words "#4 (half) has no folder \"Material\" yet: miscdisc drives prepare '#4'"
+  ask drives show '#3'
+  expect_code 0
+  expect_words "#3 (empty) has no folders \"Material\" and \"Sound\" yet: miscdisc drives prepare '#3'"
+  ask drives prepare '#3'
+  ask drives show '#3'
+  [ ! -s words ]
+}
+
 @test "a volume is hidden, and comes back" {
   two_locations
   ask drives remove e
