@@ -1,9 +1,11 @@
 // What recordings find room, and which drives have less than somebody wants.
 #include <fmt/core.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <filesystem>
 #include <iostream>
 #include <map>
 #include <sstream>
@@ -160,12 +162,28 @@ void show(Context& context, const std::vector<Recording>& recordings) {
                             {"DRIVE", "NAME", "MINUTES", "FORMAT", "SIZE", "RECORDING"}, rows);
 }
 
+// Of the nearest folder that is there: the others are made in it.
+std::optional<dev_t> deviceOf(const WString& folder, const Options& options) {
+  using Found = std::optional<dev_t>;
+  const auto found =
+      within<Found>(options.deadline(), folder, [path = Qx::UTF8FromWString(folder)]() -> Found {
+        struct stat status {};
+        std::filesystem::path there = path;
+        while (stat(there.c_str(), &status) != 0) {
+          if (errno != ENOENT || !there.has_relative_path()) return {};
+          there = there.parent_path();
+        }
+        return status.st_dev;
+      });
+  return found.value_or(std::nullopt);
+}
+
 // Each drive of a file system shows all of its room.
 void tellSharedRoom(const DriveList& list, const Options& options) {
   std::map<dev_t, std::vector<const Drive*>> byDevice;
   for (const Drive& drive : list.drives) {
-    const auto id = drive.present() ? idOf(drive.path, options.deadline()) : std::nullopt;
-    if (id) byDevice[id->device].push_back(&drive);
+    const auto device = drive.present() ? deviceOf(drive.path, options) : std::nullopt;
+    if (device) byDevice[*device].push_back(&drive);
   }
   for (const auto& [device, drives] : byDevice) {
     if (drives.size() < 2) continue;

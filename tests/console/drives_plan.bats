@@ -166,6 +166,15 @@ planned_drives() {
   expect_code 2
 }
 
+@test "a drive whose folder is still to be made shares the room of the folder that it comes to lie in" {
+  mkdir -p a/Material a/Sound "$MISCDISC_HOME/projects"
+  printf '%s/\n' "$PWD/a" >"$MISCDISC_HOME/projects/DefNetDrive.txt"
+  printf '0.001@dv25 A\n' >recordings
+  ask drives plan recordings
+  [ ! -e "$MISCDISC_HOME/media" ]
+  expect_words "E, #1 lie on one file system: its room is there once"
+}
+
 @test "drives that share a file system are named" {
   planned_drives
   printf '1@dv25 A\n' >recordings
