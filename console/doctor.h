@@ -35,6 +35,7 @@ struct RootFolder {
   WString name;
   bool lobby = false;       // it has the list that makes it one
   bool likeLobby = false;   // it has what only lobbies have
+  bool writable = false;    // by this user: whoever logs in makes a file in it
   bool unfinished = false;  // nothing but what a machine leaves that dies while it makes a lobby
 };
 
@@ -61,6 +62,7 @@ void findMountsWithoutLocks(const std::vector<WString>& folders, const Options& 
 std::vector<RootFolder> findInRoot(const Options& options, Diagnosis& diagnosis);
 
 // The lobby in which this machine is to work.
-void findInLobby(const Space& space, const std::vector<RootFolder>& folders, Diagnosis& diagnosis);
+void findInLobby(const Space& space, const std::vector<RootFolder>& folders, const Options& options,
+                 Diagnosis& diagnosis);
 
 }  // namespace console

@@ -58,7 +58,7 @@ std::optional<Diagnosis> diagnose(const Arguments& arguments, bool isConfigured,
              ", and nothing else of a lobby.  \"miscdisc lobby list\" shows which there are.");
     return {};
   }
-  if (LobbyUtils::machineIsInNetworkMode()) findInLobby(own, folders, diagnosis);
+  if (LobbyUtils::machineIsInNetworkMode()) findInLobby(own, folders, options, diagnosis);
 
   std::vector<WString> others;
   const WString current = LobbyUtils::getCurrentNetworkLobbyName();

@@ -79,6 +79,11 @@ bool isProjectWithLock(const std::string& folder, const std::string& name) {
   return lstat((folder + "/" + name + "/Lock").c_str(), &found) == 0;
 }
 
+// 0, or errno: whether this user may make files in it.
+int whyNotWritable(const std::string& folder) {
+  return faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0 ? 0 : errno;
+}
+
 RootFolder lookAtRootFolder(const WString& path, const WString& name) {
   RootFolder found{name};
   const std::string folder = Qx::UTF8FromWString(path);
@@ -86,6 +91,7 @@ RootFolder lookAtRootFolder(const WString& path, const WString& name) {
   const auto names = namesIn(folder, error);
   found.lobby = LobbyUtils::isNetworkLobby(path);
   found.unfinished = isUnfinished(folder);
+  found.writable = whyNotWritable(folder) == 0;
   for (const auto& [entry, isFolder] : names) {
     const bool login = !isFolder && entry.ends_with(".cli");
     if (login || entry == ".lockspace" || isProjectWithLock(folder, entry)) found.likeLobby = true;
@@ -157,7 +163,7 @@ std::optional<FolderLook> lookAtFolder(const WString& folder, const Options& opt
     }
     look.folder = S_ISDIR(found.st_mode);
     look.device = found.st_dev;
-    if (faccessat(AT_FDCWD, path.c_str(), W_OK | X_OK, AT_EACCESS) != 0) look.noWriting = errno;
+    look.noWriting = whyNotWritable(path);
     look.facts = host::mountFacts(path, found.st_dev);
     return look;
   });
@@ -170,12 +176,28 @@ bool isRootWanted() {
   return set || !LobbyUtils::getCurrentNetworkLobbyName().empty();
 }
 
-// False when there is nothing in it to look at.
-bool findAtRoot(const WString& root, const Options& options, Diagnosis& diagnosis) {
+// Many users work in lobbies that somebody else makes: it is wrong only where they could not.
+void findRights(const WString& root, int noWriting, const std::vector<RootFolder>& folders,
+                const Options& options, Diagnosis& diagnosis) {
+  if (noWriting == 0) return;
+  const std::string text = "no lobby can be made here: " + std::string(std::strerror(noWriting));
+  const bool mayWork = std::any_of(folders.begin(), folders.end(), [](const RootFolder& folder) {
+    return folder.lobby && folder.writable;
+  });
+  if (mayWork) {
+    remark(options, printable(root) + ": " + text + ".  Work in those that there are");
+    return;
+  }
+  diagnosis.add(
+      {"root-not-writable", root, text + ".  Look at its rights with ls -ld, and at its mount"});
+}
+
+// Nothing when there is nothing in it to look at; else errno, why nothing can be made in it, or 0.
+std::optional<int> findAtRoot(const WString& root, const Options& options, Diagnosis& diagnosis) {
   const auto look = lookAtFolder(root, options);
   if (!look) {
     diagnosis.unseen.push_back(notAnswering(root, options));
-    return false;
+    return {};
   }
   if (look->error == ENOENT || look->error == ENOTDIR || (look->error == 0 && !look->folder)) {
     if (isRootWanted()) {
@@ -183,19 +205,14 @@ bool findAtRoot(const WString& root, const Options& options, Diagnosis& diagnosi
                      "the folder of the lobbies is not there.  Mount it, or say where it is: "
                      "miscdisc config set 'network project root' FOLDER"});
     }
-    return false;
+    return {};
   }
   if (look->error != 0) {
     diagnosis.unseen.push_back(printable(root) + " could not be looked at (" +
                                std::strerror(look->error) + ").  Look at it with ls -ld");
-    return false;
+    return {};
   }
-  if (look->noWriting != 0) {
-    diagnosis.add({"root-not-writable", root,
-                   "no lobby can be made here: " + std::string(std::strerror(look->noWriting)) +
-                       ".  Look at its rights with ls -ld, and at its mount"});
-  }
-  return true;
+  return look->noWriting;
 }
 
 }  // namespace
@@ -273,7 +290,8 @@ void findMountsWithoutLocks(const std::vector<WString>& folders, const Options& 
 
 std::vector<RootFolder> findInRoot(const Options& options, Diagnosis& diagnosis) {
   const WString root = LobbyUtils::getNetworkProjectsRoot();
-  if (!findAtRoot(root, options, diagnosis)) return {};
+  const auto noWriting = findAtRoot(root, options, diagnosis);
+  if (!noWriting) return {};
   using Names = std::optional<std::map<std::string, bool>>;
   const auto names = within<Names>(options.deadline(), root, [root]() -> Names {
     std::error_code error;
@@ -304,10 +322,12 @@ std::vector<RootFolder> findInRoot(const Options& options, Diagnosis& diagnosis)
     if (current || found->lobby || !found->likeLobby) continue;
     found->unfinished ? addUnfinished(name, path, diagnosis) : addUnmarked(name, path, diagnosis);
   }
+  findRights(root, *noWriting, folders, options, diagnosis);
   return folders;
 }
 
-void findInLobby(const Space& space, const std::vector<RootFolder>& folders, Diagnosis& diagnosis) {
+void findInLobby(const Space& space, const std::vector<RootFolder>& folders, const Options& options,
+                 Diagnosis& diagnosis) {
   const WString name = LobbyUtils::getCurrentNetworkLobbyName();
   const WString path = LobbyUtils::getCurrentNetworkLobbyFullPath(false);
   if (space.answer == Space::Answer::kMissing) {
@@ -321,7 +341,14 @@ void findInLobby(const Space& space, const std::vector<RootFolder>& folders, Dia
                        "another one: miscdisc lobby use NAME"});
     return;
   }
-  if (space.answer != Space::Answer::kThere || space.lobby) return;
+  if (space.answer != Space::Answer::kThere) return;
+  const auto look = lookAtFolder(path, options);
+  if (look && look->noWriting != 0) {
+    diagnosis.add({"lobby-not-writable", path,
+                   "this user cannot log in here: " + std::string(std::strerror(look->noWriting)) +
+                       ".  See \"Rights and umask\" in administering.md"});
+  }
+  if (space.lobby) return;
   const auto found = std::find_if(folders.begin(), folders.end(),
                                   [&](const RootFolder& folder) { return folder.name == name; });
   const bool unfinished = found != folders.end() && found->unfinished;

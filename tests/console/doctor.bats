@@ -575,14 +575,35 @@ net/Gamma/Media net/Gamma/Media/Material net/Gamma/Media/Sound" ]
   expect_code 0
 }
 
-@test "a root in which no lobby can be made is said" {
+@test "a root in which no lobby can be made is wrong where nobody could work otherwise" {
   share
   chmod 555 net
   ask_unprivileged doctor
-  chmod 755 net
+  expect_code 0
+  [ ! -s data ]
+  expect_words "$PWD/net: no lobby can be made here: Permission denied.  Work in those that there are"
+  miscdisc -q config set "network lobby name" ""
+  chmod 555 net/Alpha net/Beta
+  ask_unprivileged doctor
+  chmod 755 net net/*
   expect_code 10
   expect_findings root-not-writable "$PWD/net"
   grep -qF "no lobby can be made here: Permission denied." data
+}
+
+@test "a lobby in which this user cannot log in is said" {
+  share
+  chmod 555 net/Alpha net/Beta
+  code=0
+  unprivileged "$MISCDISC_COMMAND" --timeout 60 doctor >data 2>words || code=$?
+  expect_code 10
+  expect_findings lobby-not-writable "$PWD/net/Alpha"
+  grep -qF 'this user cannot log in here: Permission denied.  See "Rights and umask" in administering.md' data
+  code=0
+  unprivileged "$MISCDISC_COMMAND" --timeout 60 doctor --lobby Beta >data 2>words || code=$?
+  chmod 755 net/*
+  expect_code 10
+  expect_findings lobby-not-writable "$PWD/net/Beta"
 }
 
 @test "locations listed twice, or hidden as well, and drives of one name are said" {
