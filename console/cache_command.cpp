@@ -177,7 +177,7 @@ Exit tellOfFiles(Context& context, const Recorded& recorded, NetMessage::Type ty
     const auto there = isThere(path, options);
     if (type == NetMessage::FileAdded && !there.value_or(false)) {
       complain(printable(path) + (there
-                                      ? " is not there.  Write the file first, then record it."
+                                      ? " is not there.  Write the file first, then run this again."
                                       : " is on a drive that does not answer.  Look at its mount, "
                                         "or wait longer, for example with --timeout 5"));
       return there ? kNotFound : kIncomplete;

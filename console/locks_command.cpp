@@ -84,8 +84,10 @@ std::string waitingFor(const LockLook& look, const std::string& name) {
 }
 
 // What became of the wait.
-Exit sayEnd(const LockLook& look, const WString& path, const Options& options) {
+Exit sayEnd(const LockLook& look, const std::string& name, const WString& path,
+            const Options& options) {
   const std::string shown = printable(path);
+  const std::string called = printable(name);  // as whoever waits calls it
   if (look.answer == LockLook::Answer::kNoFolder) {
     complain(shown +
              " cannot be a lock: its folder is not there.  \"miscdisc locks list\", "
@@ -101,7 +103,7 @@ Exit sayEnd(const LockLook& look, const WString& path, const Options& options) {
   }
   if (isFree(look)) {
     if (look.answer == LockLook::Answer::kThere) {
-      remark(options, shown + " is a leftover: nobody holds it");
+      remark(options, "the lock of " + called + " is a leftover: nobody holds it");
     }
     return kDone;
   }
@@ -111,12 +113,13 @@ Exit sayEnd(const LockLook& look, const WString& path, const Options& options) {
     return kFailed;
   }
   if (look.lock.held == Held::kUnknown) {
-    complain("whether " + holder(look.lock) + " still holds " + shown +
+    complain("whether " + holder(look.lock) + " still holds " + called +
              " cannot be told: the storage does not say, or the file may not be read.  Its end "
              "shows when the file goes.");
     return kIncomplete;
   }
-  complain(shown + " is still held by " + holder(look.lock));
+  complain(called + " is still held by " + holder(look.lock) +
+           ".  Ask whoever holds it to leave, or wait longer: --for gives the seconds");
   return kHeld;
 }
 
@@ -151,7 +154,7 @@ Exit wait(Context& context, const Arguments& arguments) {
   }
   progress.finish();
   if (look.answer != LockLook::Answer::kNoFolder) show(context, look, *path);
-  return sayEnd(look, *path, options);
+  return sayEnd(look, arguments.name, *path, options);
 }
 
 }  // namespace

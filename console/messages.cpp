@@ -99,6 +99,17 @@ std::string fileText(NetMessage::Type type, const WString& file) {
   return NetMessage(type, Qx::UTF8FromWString(FsysConvertLocalToUNC(path))).asString();
 }
 
+namespace {
+
+// What the text makes the others do.
+std::string told(const std::string& text) {
+  const Heard said = heard(text);
+  if (said.kind == "rescan") return "read every folder again";
+  return (said.kind == "text" ? "" : said.kind + " ") + printable(said.text);
+}
+
+}  // namespace
+
 Exit sendTexts(Context& context, const std::vector<std::string>& texts) {
   const Options& options = context.options;
   const Exit exit = options.dryRun ? kDone : send(texts, options);
@@ -113,7 +124,7 @@ Exit sendTexts(Context& context, const std::vector<std::string>& texts) {
     document["texts"].push_back(std::move(sent));
     if (options.json) continue;
     context.output.print((options.dryRun ? "would tell lobby " : "told lobby ") + printable(lobby) +
-                         ": " + printable(text) + "\n");
+                         ": " + told(text) + "\n");
   }
   if (options.json) context.output.printDocument(document);
   return kDone;

@@ -246,7 +246,8 @@ load lobby
     "Edit 1.Room.lck" P0001000/Lock; do
     ask locks wait "$name" --for 0
     expect_code 5
-    expect_words "is still held by bob since"
+    expect_words "miscdisc: $name is still held by bob since"
+    expect_words "Ask whoever holds it to leave, or wait longer: --for gives the seconds"
   done
   ask locks wait P0001000 --for 0.1 --json
   expect_code 5
@@ -283,7 +284,7 @@ load lobby
   wait $waiting
   ask locks wait "Edit 1"
   expect_code 0
-  expect_words "Edit 1.Room.lck is a leftover: nobody holds it"
+  expect_words "the lock of Edit 1 is a leftover: nobody holds it"
 }
 
 @test "how long is waited is a number of seconds" {
