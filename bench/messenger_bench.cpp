@@ -262,6 +262,7 @@ void stopAll(const Kind& kind) {
   }
 }
 
+// False when texts were lost, or a bound is exceeded.
 bool measure(const std::string& root, int processes) {
   const int receivers = processes - 1;
   Kind our, bareOne;
@@ -278,11 +279,13 @@ bool measure(const std::string& root, int processes) {
   }
   stopAll(our);
   stopAll(bareOne);
-  if (!complete) return false;
+  if (!complete) {
+    std::puts("texts were lost");
+    return false;
+  }
   const std::string among = ", " + std::to_string(processes) + " processes";
-  printRatio(("send to receive" + among).c_str(), ourTimes, bareTimes);
-  printRatio(("20000 texts" + among).c_str(), ourBursts, bareBursts);
-  return true;
+  const bool quick = printRatio(("send to receive" + among).c_str(), ourTimes, bareTimes, 1.2);
+  return printRatio(("20000 texts" + among).c_str(), ourBursts, bareBursts, 1.3) && quick;
 }
 
 }  // namespace
@@ -297,8 +300,8 @@ int main() {
   board = new (shared) Board;
 
   printRatioHeading();
-  const bool complete = measure(root, 2) && measure(root, 20);
-  if (!complete) std::puts("texts were lost");
+  bool holds = measure(root, 2);
+  holds = measure(root, 20) && holds;
   std::filesystem::remove_all(root);
-  return complete ? 0 : 1;
+  return holds ? 0 : 1;
 }

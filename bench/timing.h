@@ -37,7 +37,7 @@ inline bool printRatio(const char* name, const std::vector<double>& ourTimes,
   const double ours = median(ourTimes), bare = median(bareTimes), ratio = ours / bare;
   std::printf("%-34s %8.0f us %8.0f us %8.2f", name, ours, bare, ratio);
   if (bound) {
-    std::printf(" %8.2f\n", *bound);
+    std::printf(" %8.2f%s\n", *bound, ratio <= *bound ? "" : "  OVER");
   } else {
     std::printf(" %8s\n", "-");
   }
