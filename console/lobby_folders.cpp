@@ -1,7 +1,9 @@
 // Lobbies that are made and deleted.
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -252,16 +254,19 @@ void tellLeftovers(const Space& space, const Options& options) {
 }
 
 std::string whatIsLeft(const WString& folder) {
-  constexpr int kMost = 5;
-  std::string names;
-  int count = 0;
+  constexpr size_t kMost = 5;
+  std::vector<std::string> left;
   std::error_code error;
   for (fs::recursive_directory_iterator entry(native(folder), error), end; !error && entry != end;
        entry.increment(error)) {
-    if (count++ < kMost) names += (names.empty() ? "" : ", ") + printable(entry->path().string());
+    left.push_back(printable(entry->path().string()));
   }
-  if (names.empty()) return printable(folder);
-  return names + (count > kMost ? " and " + std::to_string(count - kMost) + " more" : "");
+  if (left.empty()) return printable(folder);
+  std::sort(left.begin(), left.end());
+  const size_t more = left.size() - std::min(left.size(), kMost);
+  left.resize(left.size() - more);
+  return fmt::format("{}", fmt::join(left, ", ")) +
+         (more > 0 ? " and " + std::to_string(more) + " more" : "");
 }
 
 Exit removeLobby(const Space& space, const std::string& name, Changes& changes,
