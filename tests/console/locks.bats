@@ -217,8 +217,9 @@ load lobby
     expect_code 3
     expect_words "$PWD/net/Alpha/P0001000 could not be read (Permission denied)"
   done
-  chmod 444 net/Alpha/P0001000
+  chmod 755 net/Alpha/P0001000
   : >net/Alpha/P0001000/Lock
+  chmod 444 net/Alpha/P0001000
   ask_unprivileged locks list
   chmod 755 net/Alpha/P0001000
   expect_code 3
