@@ -414,6 +414,9 @@ Exit listHidden(Context& context, const DriveList& list) {
     rows.push_back({hidden.label.empty() ? "-" : hidden.label, printable(hidden.line)});
   }
   context.output.printTable(context.options, {"DRIVE", "PATH"}, rows);
+  if (rows.empty()) {
+    remark(context.options, "no volume is hidden here: \"miscdisc drives remove DRIVE\" hides one");
+  }
   return kDone;
 }
 

@@ -124,6 +124,11 @@ Exit listTasks(Context& context, const std::vector<Task>& tasks) {
                     printable(task.path)});
   }
   context.output.printTable(context.options, {"TASK", "DRIVE", "NAME", "PATH"}, rows);
+  if (rows.empty()) {
+    remark(context.options,
+           "no task has a drive of its own: each uses the one with the most space.  \"miscdisc "
+           "drives task TASK DRIVE\" chooses one");
+  }
   return kDone;
 }
 

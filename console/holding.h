@@ -17,9 +17,6 @@
 
 namespace console {
 
-// The environment variable by which a command works in the lobby that another one holds.
-inline constexpr char kLobbyVariable[] = "MISCDISC_LOBBY";
-
 // In memory only, for this process: empty, it works locally.
 void layOverConfiguration(const WString& lobby);
 

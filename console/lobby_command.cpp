@@ -71,6 +71,10 @@ Exit list(Context& context) {
   } else {
     context.output.printTable(options, {"LOBBY", "LIVE", "ALL", "CURRENT", "PATH"}, rowsOf(*found));
   }
+  if (found->empty() && !options.json) {
+    remark(options, "no lobbies in " + printable(LobbyUtils::getNetworkProjectsRoot()) +
+                        ": \"miscdisc lobby create NAME\" makes one");
+  }
   for (const Lobby& lobby : *found) exit = std::max(exit, reportProblems(lobby.space, options));
   const WString current = LobbyUtils::getCurrentNetworkLobbyName();
   if (!current.empty() && std::none_of(found->begin(), found->end(), isCurrent)) {

@@ -36,6 +36,9 @@ Exit list(Context& context) {
     for (const SpaceLock& lock : space.locks) rows.push_back(cellsOf(lock));
     context.output.printTable(context.options, lockHeading(), rows);
   }
+  if (space.locks.empty()) {
+    sayEmpty("locks", "nobody holds a room or a project", space, context.options);
+  }
   for (const std::string& sentence : leftovers(space)) remark(context.options, sentence);
   return reportProblems(space, context.options);
 }

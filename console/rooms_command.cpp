@@ -70,6 +70,9 @@ Exit list(Context& context, const std::string& what, const std::string& heading,
     for (const Holdable& holdable : holdables) rows.push_back(cellsOf(holdable));
     context.output.printTable(context.options, {heading, "STATE", "OWNER", "SINCE"}, rows);
   }
+  if (holdables.empty()) {
+    sayEmpty(what, "the program in which people edit makes them", space, context.options);
+  }
   return reportProblems(space, context.options);
 }
 
@@ -193,6 +196,7 @@ Exit checkRoom(Context& context, const std::string& name) {
   if (space.answer != Space::Answer::kThere) return reportProblems(space, options);
   const auto path = roomPath(space, name);
   if (!path) return kUsage;
+  if (!isKnown(space, *path)) sayIfLocal("no room " + printable(name), options);
   if (const Exit exit = seeLock(space, lockFileOfRoom(*path), options)) return exit;
   if (const std::string none = whyNoRoom(space, *path, options); !none.empty()) {
     complain(none);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 
@@ -261,6 +262,26 @@ bool isOfLobbies(const WString& folder) {
   return folder.starts_with(withSeparator(LobbyUtils::getNetworkProjectsRoot()));
 }
 
+// The name of the lobby in whose place a folder stands; empty for one that is none's.
+std::string lobbyIn(const WString& folder) {
+  if (!isOfLobbies(folder)) return {};
+  const WString root = withSeparator(LobbyUtils::getNetworkProjectsRoot());
+  WString name = folder.substr(root.size());
+  while (name.ends_with(pathSeparator())) name.pop_back();
+  return Qx::UTF8FromWString(name);
+}
+
+std::string noLobby(const Space& space) {
+  const std::string name = lobbyIn(space.folder);
+  const bool missing = space.answer == Space::Answer::kMissing;
+  const char* const given = std::getenv(kLobbyVariable);
+  return "there is no lobby " + printable(name) + ": " + printable(space.folder) +
+         (missing ? " is not there" : " holds no " + printable(getMediaLocationsFilename())) +
+         ".  " + (given && given == name ? std::string(kLobbyVariable) + " names it.  " : "") +
+         "\"miscdisc lobby list\" shows which there are; \"miscdisc config set 'network project "
+         "root' FOLDER\" says where they are";
+}
+
 const SpaceLock* lockAt(const Space& space, const WString& path) {
   const auto found = std::find_if(space.locks.begin(), space.locks.end(),
                                   [&](const SpaceLock& lock) { return lock.path == path; });
@@ -420,6 +441,10 @@ std::string problemOf(const Space& space, const Options& options) {
     case Space::Answer::kThere:
       return {};
     case Space::Answer::kMissing:
+      if (!lobbyIn(space.folder).empty() &&
+          isFolder(LobbyUtils::getNetworkProjectsRoot(), options.deadline())) {
+        return noLobby(space);
+      }
       return printable(space.folder) + " is not there.  Mount it, or " +
              (isOfLobbies(space.folder) ? "look at \"miscdisc config get 'network project root'\""
                                         : "choose another with \"miscdisc space use FOLDER\"");
@@ -584,11 +609,7 @@ std::optional<Space> lobbyNamed(const std::string& name, const Options& options,
   if (!known) {
     complain(problemOf(space, options));
   } else {
-    const bool missing = space.answer == Space::Answer::kMissing;
-    complain("there is no lobby " + printable(name) + ": " + printable(folder) +
-             (missing ? " is not there" : " holds no " + printable(getMediaLocationsFilename())) +
-             ".  \"miscdisc lobby list\" shows which there are; \"miscdisc config set 'network "
-             "project root' FOLDER\" says where they are.");
+    complain(noLobby(space));
   }
   return {};
 }

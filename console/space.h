@@ -16,6 +16,9 @@
 
 namespace console {
 
+// The environment variable by which a command works in the lobby that another one holds.
+inline constexpr char kLobbyVariable[] = "MISCDISC_LOBBY";
+
 // Whether somebody holds a lock or a login file now: some mounts cannot tell.
 enum class Held { kYes, kNo, kUnknown };
 

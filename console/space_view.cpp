@@ -1,5 +1,8 @@
 #include "console/space_view.h"
 
+#include "miscdisc/lobby/lobby_utils.h"
+#include "miscdisc/platform/project_folders.h"
+
 namespace console {
 namespace {
 
@@ -114,6 +117,20 @@ std::vector<std::string> leftovers(const Space& space) {
     if (lock.held == Held::kNo || !lock.ordinary) sentences.push_back(leftover(lock));
   }
   return sentences;
+}
+
+void sayIfLocal(const std::string& empty, const Options& options) {
+  if (LobbyUtils::machineIsInNetworkMode()) return;
+  remark(options, empty + ": this machine works locally, in " +
+                      printable(getProjectsBaseDirectory()) +
+                      ".  \"miscdisc lobby use\" chooses a lobby");
+}
+
+void sayEmpty(const std::string& what, const std::string& why, const Space& space,
+              const Options& options) {
+  if (options.json || exitOf(space) != kDone) return;
+  if (!LobbyUtils::machineIsInNetworkMode()) return sayIfLocal("no " + what, options);
+  remark(options, "no " + what + " in " + printable(space.folder) + ": " + why);
 }
 
 Exit reportProblems(const Space& space, const Options& options) {

@@ -31,6 +31,13 @@ std::string called(const SpaceLock& lock);
 // Printable sentences about logins and locks that nobody holds, and locks that nobody can.
 std::vector<std::string> leftovers(const Space& space);
 
+// What there is none of, as "no rooms", where this machine works locally: maybe a lobby is meant.
+void sayIfLocal(const std::string& empty, const Options& options);
+// Of a list without an entry: what there is none of, and why, as "rooms"; a document says it
+// itself.
+void sayEmpty(const std::string& what, const std::string& why, const Space& space,
+              const Options& options);
+
 // Says why something is not seen; the exit code is that of exitOf().
 Exit reportProblems(const Space& space, const Options& options);
 

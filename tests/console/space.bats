@@ -144,3 +144,43 @@ load lobby
   [ ! -e new ]
   [ ! -e "$MISCDISC_HOME/state.toml" ]
 }
+
+@test "what is empty is said, with what to do next" {
+  ask lobby list
+  expect_code 0
+  [ ! -s data ]
+  grep -qx 'miscdisc: no lobbies in .*/network/projects/*: "miscdisc lobby create NAME" makes one' words
+  for what in "room list" "project list" "locks list"; do
+    ask $what
+    expect_code 0
+    [ ! -s data ]
+    expect_words "no ${what%% *}"
+    expect_words "this machine works locally, in $MISCDISC_HOME/projects/.  \"miscdisc lobby use\" chooses a lobby"
+    ask $what --json
+    [ ! -s words ]
+    ask $what -q
+    [ ! -s words ]
+  done
+  ask room check "Edit 1"
+  expect_words 'no room Edit 1: this machine works locally, in '
+  ask drives task
+  expect_words 'no task has a drive of its own'
+  ask drives unhide
+  expect_words 'no volume is hidden here: "miscdisc drives remove DRIVE" hides one'
+  share
+  ask locks list
+  expect_words "no locks in $PWD/net/Alpha/: nobody holds a room or a project"
+  MISCDISC_LOBBY=Beta ask room list
+  expect_code 0
+  expect_words "no rooms in $PWD/net/Beta/: the program in which people edit makes them"
+}
+
+@test "a lobby of the environment that is none is said as one that is named" {
+  share
+  MISCDISC_LOBBY=Alpa ask room list
+  expect_code 4
+  expect_words "there is no lobby Alpa: $PWD/net/Alpa/ is not there.  MISCDISC_LOBBY names it.  \"miscdisc lobby list\" shows which there are"
+  ask lobby show Alpa
+  expect_code 4
+  expect_words "there is no lobby Alpa: $PWD/net/Alpa/ is not there.  \"miscdisc lobby list\" shows which there are"
+}
