@@ -73,7 +73,8 @@ std::string whyNotWritten(const WString& file) {
   const auto kind = std::filesystem::status(path, none);
   std::string why = "others were writing it, or there is no space left.  Try again, and look at df";
   if (!allowed(folder, W_OK | X_OK)) {
-    why = "its folder: " + std::string(std::strerror(errno)) + ".  Check it with ls -ld";
+    why = "nothing can be written in " + printable(folder) + ": " + std::strerror(errno) +
+          ".  Check it with ls -ld";
   } else if (std::filesystem::is_directory(kind)) {
     why = "it is a folder.  Give the name of a file";
   } else if (std::filesystem::is_other(kind)) {

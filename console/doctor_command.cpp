@@ -154,7 +154,9 @@ void sumUp(const Options& options, const Diagnosis& diagnosis) {
   std::string text = findings.empty() ? "nothing is wrong" : counted(findings.size(), "finding");
   if (fixed > 0) text += ", " + std::to_string(fixed) + " fixed";
   if (fixable > 0) {
-    text += ", " + std::to_string(fixable) + " of them to be fixed by: miscdisc doctor --fix";
+    const bool all = fixable == findings.size();
+    text += (all ? std::string("; ") : ", " + std::to_string(fixable) + " of them ") +
+            "to be fixed by: miscdisc doctor --fix";
   }
   if (!diagnosis.unseen.empty()) {
     text += "; not everything could be looked at";

@@ -146,12 +146,12 @@ two_folders() {
   cp "$locations" before
   ask_unprivileged drives add c
   expect_code 1
-  expect_words "$locations could not be written: its folder: Permission denied."
+  expect_words "$locations could not be written: nothing can be written in $MISCDISC_HOME/projects/: Permission denied."
   [ ! -s data ]
   for command in "remove a" "remove E"; do
     ask_unprivileged drives $command
     expect_code 1
-    expect_words "could not be written: its folder: Permission denied."
+    expect_words "could not be written: nothing can be written in "
   done
   chmod 755 "$MISCDISC_HOME/projects"
   cmp before "$locations"
@@ -426,7 +426,7 @@ END
   ask_unprivileged drives rename a N
   chmod 755 a/Material
   expect_code 1
-  expect_words "$PWD/a/Material/MediaSpaceInfo.txt could not be written: its folder: Permission denied."
+  expect_words "$PWD/a/Material/MediaSpaceInfo.txt could not be written: nothing can be written in "
   room_of a 0 1073741824
   ask_pretended drives rename a N
   expect_code 1
@@ -643,7 +643,7 @@ END
   done
   ask drives save none/saved
   expect_code 1
-  expect_words "$PWD/none/saved could not be written: its folder: No such file or directory."
+  expect_words "$PWD/none/saved could not be written: nothing can be written in "
   ask drives save a --yes
   expect_code 1
   expect_words "$PWD/a could not be written: it is a folder."

@@ -61,7 +61,7 @@ load lobby
   for folder in closed closed/new; do
     ask_unprivileged space create $folder
     expect_code 1
-    expect_words "could not be written: its folder: Permission denied"
+    expect_words "could not be written: nothing can be written in "
     [ ! -s data ]
   done
 }
