@@ -10,13 +10,10 @@
 #include <cstring>
 #include <system_error>
 
+#include "console/times.h"
+
 namespace console {
 namespace {
-
-int64_t nanosecondsNow() {
-  const auto now = std::chrono::system_clock::now().time_since_epoch();
-  return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
-}
 
 constexpr short kGone = POLLERR | POLLHUP | POLLNVAL;
 
@@ -41,8 +38,7 @@ void Wakeup::calm() {
 }
 
 Json eventDocument(const std::string& event) {
-  return Json{
-      {"schema", "miscdisc.event/1"}, {"time", rfc3339(nanosecondsNow())}, {"event", event}};
+  return Json{{"schema", "miscdisc.event/1"}, {"time", rfc3339(now())}, {"event", event}};
 }
 
 std::optional<Exit> EventLines::wait(int descriptor, std::chrono::milliseconds most) {

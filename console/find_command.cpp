@@ -1,6 +1,7 @@
 #include <set>
 
 #include "console/commands.h"
+#include "console/times.h"
 #include "console/volumes.h"
 #include "miscdisc/platform/fsys.h"
 
@@ -49,7 +50,8 @@ void show(Context& context, const std::vector<Place>& places) {
     const uint64_t size = place.file->size;
     rows.push_back({printable(WString(place.file->nameView())), place.folder->drive,
                     place.folder->name, printable(place.path()),
-                    people ? withUnit(size) : std::to_string(size), rfc3339(place.file->modified)});
+                    people ? withUnit(size) : std::to_string(size),
+                    when(place.file->modified, people)});
   }
   context.output.printTable(context.options,
                             {"NAME", "VOLUME", "FOLDER", "PATH", "SIZE", "MODIFIED"}, rows);

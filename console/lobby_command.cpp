@@ -69,7 +69,8 @@ Exit list(Context& context) {
   if (options.json) {
     context.output.printDocument(asJson(*found));
   } else {
-    context.output.printTable(options, {"LOBBY", "LIVE", "ALL", "CURRENT", "PATH"}, rowsOf(*found));
+    context.output.printTable(options, {"LOBBY", "IN IT", "LOGINS", "CURRENT", "PATH"},
+                              rowsOf(*found));
   }
   if (found->empty() && !options.json) {
     remark(options, "no lobbies in " + printable(LobbyUtils::getNetworkProjectsRoot()) +

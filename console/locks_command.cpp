@@ -33,7 +33,8 @@ Exit list(Context& context) {
     context.output.printDocument(document);
   } else {
     std::vector<std::vector<std::string>> rows;
-    for (const SpaceLock& lock : space.locks) rows.push_back(cellsOf(lock));
+    const bool people = context.output.forPeople(context.options);
+    for (const SpaceLock& lock : space.locks) rows.push_back(cellsOf(lock, people));
     context.output.printTable(context.options, lockHeading(), rows);
   }
   if (space.locks.empty()) {

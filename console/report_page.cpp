@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <ctime>
 
 #include "console/messages.h"
 #include "console/report.h"
 #include "console/space_view.h"
+#include "console/times.h"
 #include "host/settings.h"
 
 namespace console {
@@ -123,16 +123,6 @@ std::string name(const WString& text) { return "<bdi>" + escaped(printable(text)
 
 std::string element(const char* kind, const std::string& contents) {
   return fmt::format("<{0}>{1}</{0}>\n", kind, contents);
-}
-
-// By the clock of the room in which the page hangs.
-std::string localTime(int64_t nanoseconds, const char* format) {
-  std::time_t seconds = nanoseconds / 1'000'000'000;
-  std::tm local{};
-  localtime_r(&seconds, &local);
-  char text[64];
-  std::strftime(text, sizeof text, format, &local);
-  return text;
 }
 
 // The day and the hour stay in one piece each where a display is narrow.

@@ -46,8 +46,9 @@ void add(Json& object, const Holdable& holdable) {
   addHolder(object, holdable.lock);
 }
 
-std::vector<std::string> cellsOf(const Holdable& holdable) {
-  std::vector<std::string> cells = holderCells(holdable.lock);
+std::vector<std::string> cellsOf(const Holdable& holdable, const Context& context) {
+  std::vector<std::string> cells =
+      holderCells(holdable.lock, context.output.forPeople(context.options));
   cells.insert(cells.begin(), printable(holdable.name));
   return cells;
 }
@@ -67,7 +68,7 @@ Exit list(Context& context, const std::string& what, const std::string& heading,
     context.output.printDocument(document);
   } else {
     std::vector<std::vector<std::string>> rows;
-    for (const Holdable& holdable : holdables) rows.push_back(cellsOf(holdable));
+    for (const Holdable& holdable : holdables) rows.push_back(cellsOf(holdable, context));
     context.output.printTable(context.options, {heading, "STATE", "OWNER", "SINCE"}, rows);
   }
   if (holdables.empty()) {
@@ -148,7 +149,7 @@ void show(Context& context, const Space& space, const RoomCheck& check) {
     context.output.printDocument(document);
     return;
   }
-  std::vector<std::string> row = cellsOf(check.room);
+  std::vector<std::string> row = cellsOf(check.room, context);
   row.push_back(yesOrNo(check.enter));
   row.push_back(yesOrNo(check.trash));
   context.output.printTable(context.options, {"ROOM", "STATE", "OWNER", "SINCE", "ENTER", "TRASH"},
@@ -265,7 +266,8 @@ Exit whoHasProject(Context& context, const std::string& name) {
     add(document, *project);
     context.output.printDocument(document);
   } else {
-    context.output.printTable(options, {"PROJECT", "STATE", "OWNER", "SINCE"}, {cellsOf(*project)});
+    context.output.printTable(options, {"PROJECT", "STATE", "OWNER", "SINCE"},
+                              {cellsOf(*project, context)});
   }
   return !project->lock && seen != kDone ? seen : sayWhoHas(*project, options);
 }

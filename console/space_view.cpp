@@ -1,5 +1,6 @@
 #include "console/space_view.h"
 
+#include "console/times.h"
 #include "miscdisc/lobby/lobby_utils.h"
 #include "miscdisc/platform/project_folders.h"
 
@@ -18,7 +19,7 @@ void printRows(Context& context, const std::vector<std::string>& heading, const 
   const bool people = context.output.forPeople(context.options);
   std::vector<std::vector<std::string>> rows;
   for (const Item& item : items) {
-    rows.push_back(cellsOf(item));
+    rows.push_back(cellsOf(item, people));
     if (!people) rows.back().insert(rows.back().begin(), kind);
   }
   context.output.printTable(context.options, heading, rows);
@@ -57,8 +58,8 @@ const std::vector<std::string>& personHeading() {
   return kHeading;
 }
 
-std::vector<std::string> cellsOf(const Person& person) {
-  return {printable(person.user), stateOf(person.held), rfc3339(person.since),
+std::vector<std::string> cellsOf(const Person& person, bool people) {
+  return {printable(person.user), stateOf(person.held), when(person.since, people),
           person.you ? "yes" : "no"};
 }
 
@@ -68,9 +69,9 @@ const std::vector<std::string>& lockHeading() {
   return kHeading;
 }
 
-std::vector<std::string> cellsOf(const SpaceLock& lock) {
-  return {kindOf(lock.kind), printable(lock.name), stateOf(lock.held),
-          ownerCell(lock),   rfc3339(lock.since),  printable(lock.path)};
+std::vector<std::string> cellsOf(const SpaceLock& lock, bool people) {
+  return {kindOf(lock.kind), printable(lock.name),     stateOf(lock.held),
+          ownerCell(lock),   when(lock.since, people), printable(lock.path)};
 }
 
 void printPeopleAndLocks(Context& context, const Space& space) {
@@ -84,9 +85,9 @@ Json peopleOf(const Space& space) { return arrayOf(space, space.people); }
 
 Json locksOf(const Space& space) { return arrayOf(space, space.locks); }
 
-std::vector<std::string> holderCells(const SpaceLock* lock) {
+std::vector<std::string> holderCells(const SpaceLock* lock, bool people) {
   if (!lock) return {"free", "-", "-"};
-  return {stateOf(lock->held), ownerCell(*lock), rfc3339(lock->since)};
+  return {stateOf(lock->held), ownerCell(*lock), when(lock->since, people)};
 }
 
 void addHolder(Json& object, const SpaceLock* lock) {

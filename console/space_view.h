@@ -8,11 +8,11 @@
 
 namespace console {
 
-// The columns, and a person's or a lock's cells in them.
+// The columns, and a person's or a lock's cells in them; for people times are local.
 const std::vector<std::string>& personHeading();
-std::vector<std::string> cellsOf(const Person& person);
+std::vector<std::string> cellsOf(const Person& person, bool people);
 const std::vector<std::string>& lockHeading();
-std::vector<std::string> cellsOf(const SpaceLock& lock);
+std::vector<std::string> cellsOf(const SpaceLock& lock, bool people);
 
 // Both tables.  In a pipe their rows begin with "person" and "lock".
 void printPeopleAndLocks(Context& context, const Space& space);
@@ -22,7 +22,7 @@ Json peopleOf(const Space& space);
 Json locksOf(const Space& space);
 
 // The state, owner and since of what may be locked, which is "free" without a lock file.
-std::vector<std::string> holderCells(const SpaceLock* lock);
+std::vector<std::string> holderCells(const SpaceLock* lock, bool people);
 void addHolder(Json& object, const SpaceLock* lock);
 
 // "project P0001000", "room Edit 1".

@@ -17,6 +17,7 @@
 
 #include "console/messages.h"
 #include "console/space_view.h"
+#include "console/times.h"
 
 namespace console {
 namespace {
@@ -25,14 +26,7 @@ constexpr size_t kMostFiles = 1000;
 constexpr auto kOld = std::chrono::seconds(3);  // figures of which the age is said
 constexpr int kWarning = 1;                     // a pair of colours
 
-std::string clockTime() {
-  const std::time_t now = std::time(nullptr);
-  std::tm local{};
-  localtime_r(&now, &local);
-  char text[16];
-  std::strftime(text, sizeof text, "%H:%M:%S", &local);
-  return text;
-}
+std::string clockTime() { return localTime(now(), "%H:%M:%S"); }
 
 // For an end that leaves no time for curses: the terminal's modes, and what brings its own page and
 // cursor back.  A signal may come on any thread.
@@ -309,7 +303,7 @@ void WatchScreen::drawSpace(const Sight& sight) {
     std::vector<std::vector<std::string>> rows;
     std::vector<bool> warned;
     for (const auto& item : items) {
-      rows.push_back(cellsOf(item));
+      rows.push_back(cellsOf(item, true));
       warned.push_back(item.held == Held::kNo);
     }
     terminal_->skipRow();

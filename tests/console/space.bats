@@ -184,3 +184,27 @@ load lobby
   expect_code 4
   expect_words "there is no lobby Alpa: $PWD/net/Alpa/ is not there.  \"miscdisc lobby list\" shows which there are"
 }
+
+on_screen() { # ARGUMENT...: what a person at a terminal sees
+  local words
+  printf -v words '%q ' "$MISCDISC_COMMAND" --timeout 60 "$@"
+  NO_COLOR=1 TZ=XXX-5:30 script -qec "$words" /dev/null </dev/null >screen
+}
+
+@test "for people times are local, with the day unless it is today; a pipe gets UTC" {
+  share
+  : >net/Alpha/cat.cli
+  touch -d '2026-01-02T03:04:05Z' net/Alpha/cat.cli
+  on_screen lobby show
+  grep -qE '^cat +stale +2026-01-02 08:34 +no' screen || { cat screen; return 1; }
+  TZ=XXX-5:30 ask lobby show
+  grep -qx 'person	cat	stale	2026-01-02T03:04:05Z	no' data
+  on_screen lobby list
+  grep -qE '^LOBBY +IN IT +LOGINS +CURRENT +PATH' screen
+  logged_in_today() {
+    touch net/Alpha/cat.cli
+    on_screen lobby show
+    grep -qE '^cat +stale +[0-2][0-9]:[0-5][0-9] +no' screen
+  }
+  eventually logged_in_today || { cat screen; return 1; }
+}
