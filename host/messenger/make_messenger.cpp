@@ -25,7 +25,10 @@ std::unique_ptr<Engine> makeEngine(const Settings::Messenger& wanted, std::strin
   }
   const auto address = sessionBusAddress();
   if (!address) {
-    why = "there is no session bus: DBUS_SESSION_BUS_ADDRESS names none";
+    why =
+        "there is no session bus: DBUS_SESSION_BUS_ADDRESS names none.  Start the program from a "
+        "desktop session or under dbus-run-session, or choose an engine in the settings: "
+        "[messenger] engine, where \"none\" is right for a machine on its own";
     return nullptr;
   }
   return std::make_unique<DbusEngine>(*address);
