@@ -5,6 +5,7 @@
 
 #include "console/commands.h"
 #include "console/drives.h"
+#include "console/help.h"
 #include "console/program.h"
 #include "miscdisc/lobby/lobby_utils.h"
 #include "miscdisc/platform/os.h"
@@ -64,7 +65,7 @@ Exit runWith(Context& context, const Wanted& wanted, const std::vector<std::stri
 }
 
 // What follows -- is no option to the options' library.
-class UsageOfWith : public CLI::Formatter {
+class UsageOfWith : public Help {
  public:
   std::string make_usage(const CLI::App*, std::string name) const override {
     return "Usage: " + name + " LOBBY [--room R] [--project P] -- COMMAND...\n";
@@ -99,7 +100,8 @@ Exit runHold(Context& context, const Wanted& wanted) {
   if (context.options.json) {
     context.output.printDocument(asJson(holding));
   } else {
-    context.output.print("holding " + holding.inWords() + "\n");
+    const bool people = context.output.forPeople(context.options);
+    context.output.print("holding " + holding.inWords() + (people ? ", until Ctrl-C\n" : "\n"));
   }
   if (!context.output.flush()) return holding.end(context.output, kFailed);
   const int signal = signals.wait().number;

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "console/commands.h"
+#include "console/help.h"
 #include "console/holding.h"
 #include "console/manual.h"
 #include "console/program.h"
@@ -34,7 +35,7 @@ void addGlobalOptions(CLI::App& app, Options& options) {
       ->type_name("SECONDS")
       ->check(secondsToAnswer())
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-  app.add_flag("--yes", options.yes, "Do what is refused without");
+  app.add_flag("--yes", options.yes, "Do what would be refused without it");
   app.add_flag("--dry-run", options.dryRun, "Say what would be changed, and change nothing");
   app.add_flag("-q,--quiet", options.quiet, "No words but errors");
   app.add_flag("-v,--verbose", options.verbose, "Show the library's log on standard error");
@@ -85,6 +86,7 @@ void tellUnknownSettings(const Options& options) {
 
 Exit run(int argc, char** argv, Context& context) {
   CLI::App app("Looks after the places where media and projects are kept.", "miscdisc");
+  app.formatter(std::make_shared<Help>());  // of the commands, too
   app.fallthrough();
   app.require_subcommand(0, 1);
   Command chosen = [&context] { return showStatus(context); };

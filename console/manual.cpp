@@ -23,14 +23,6 @@ std::string escaped(const std::string& line) {
   return result;
 }
 
-// As it stands.
-std::string lines(const std::string& text) {
-  std::istringstream all(text);
-  std::string result;
-  for (std::string line; std::getline(all, line);) result += escaped(line) + "\n";
-  return result;
-}
-
 // A sentence per line.
 std::string sentences(const std::string& text) {
   std::istringstream lines(text);
@@ -43,6 +35,22 @@ std::string sentences(const std::string& text) {
     result += escaped(line) + "\n";
   }
   return result;
+}
+
+// Of lines that are broken for a terminal: filled, but for a list, in which each begins with its
+// name, as "bash:  ".
+std::string paragraph(const std::string& text) {
+  std::istringstream lines(text);
+  std::string words, items;
+  for (std::string line; std::getline(lines, line);) {
+    const size_t name = line.find(": ");
+    const bool isItem = name != std::string::npos && line.find(' ') == name + 1;
+    const size_t rest = isItem ? line.find_first_not_of(' ', name + 1) : 0;
+    if (isItem) items += ".It " + line.substr(0, name) + "\n" + escaped(line.substr(rest)) + "\n";
+    if (!isItem) words += (words.empty() ? "" : " ") + line;
+  }
+  if (!words.empty()) words = ".Pp\n" + sentences(words);
+  return items.empty() ? words : words + ".Bl -tag -width Ds\n" + items + ".El\n";
 }
 
 std::string value(const CLI::Option& option) {
@@ -116,7 +124,7 @@ void print(std::string& page, const CLI::App& command, const std::string& before
   print(page, arguments);
   print(page, options, command.get_help_ptr());
   if (const std::string footer = command.get_footer(); !footer.empty()) {
-    page += ".Bd -literal\n" + lines(footer) + ".Ed\n";
+    page += paragraph(footer);
   }
   for (const CLI::App* next : inner) print(page, *next, name + " ");
 }

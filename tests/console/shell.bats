@@ -315,3 +315,11 @@ END
   exec 8>&-
   expect_nothing_held
 }
+
+@test "on a terminal hold says how it ends" {
+  two_machines
+  on_terminal "$MISCDISC_COMMAND" --timeout 60 hold Alpha --room "Edit 1"
+  expect_screen '^holding lobby Alpha, room Edit 1, until Ctrl-C'
+  type_keys C-c
+  eventually gone_terminal
+}

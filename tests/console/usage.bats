@@ -70,3 +70,15 @@ refused() { # WORDS, then what is typed
   refused '--timeout: 0.001 to 3600 seconds were expected, not 0\nTry: miscdisc status --help' \
     status --timeout 0
 }
+
+@test "help of a command says where the options of every command are" {
+  local command
+  for command in status drives "drives list" with "notify setup"; do
+    ask $command --help
+    expect_code 0
+    [ "$(tail -n 1 data)" = "Options of every command: miscdisc --help" ] || { cat data; return 1; }
+  done
+  ask --help
+  ! grep -q 'Options of every command' data
+  grep -q -- '--yes  *Do what would be refused without it$' data
+}
