@@ -47,9 +47,7 @@ class State {
 
   std::string change() {
     const host::MessengerFacts facts = host::messengerFacts();
-    const std::string now =
-        (facts.connected ? "listening to " + printable(facts.group) + ": " : "not listening: ") +
-        printable(facts.state);
+    const std::string now = inWords(facts);
     if (now == said_) return {};
     said_ = now;
     if (!options_.json) {
@@ -62,6 +60,13 @@ class State {
   }
 
  private:
+  static std::string inWords(const host::MessengerFacts& facts) {
+    const std::string group = printable(facts.group);
+    if (facts.connected) return "listening to " + group + ": " + printable(facts.state);
+    if (facts.state == host::kNotConnectedYet) return "connecting to " + group + " ...";
+    return "not listening: " + printable(facts.state);
+  }
+
   const Options& options_;
   std::string said_;
 };

@@ -8,6 +8,9 @@
 
 namespace host {
 
+// The state until the first connection, or a reason why there is none.
+inline constexpr char kNotConnectedYet[] = "not connected yet";
+
 struct MessengerFacts {
   std::string engine;  // "dbus", "nats"; "none" when the settings want no messenger
   bool connected = false;

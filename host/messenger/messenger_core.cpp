@@ -188,7 +188,7 @@ class MessengerCore final : public Mailbox, public std::enable_shared_from_this<
   uint64_t strangers_ = 0;
   uint64_t unsentAtEnd_ = 0;
   std::string whyDropped_;
-  std::string words_ = "not connected yet";  // the engine's
+  std::string words_ = kNotConnectedYet;  // the engine's
   std::set<Once> noted_;
   std::vector<std::string> notes_;  // for the log
 
