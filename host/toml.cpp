@@ -39,7 +39,10 @@ TomlFile parseToml(const std::string& file, const std::string& contents) {
   toml::parse_result result = toml::parse(contents);
   if (result) return {std::move(result).table(), ""};
   const toml::parse_error& error = result.error();
-  return {{}, describeProblem(file, error.source().begin, error.description())};
+  std::string what(error.description());
+  const bool isUnquoted = what.find("could not determine value type") != std::string::npos;
+  if (isUnquoted) what += "; texts and paths stand in quotes";
+  return {{}, describeProblem(file, error.source().begin, what)};
 }
 
 }  // namespace host

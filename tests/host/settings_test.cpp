@@ -309,6 +309,13 @@ TEST_F(SettingsTest, AFileThatDoesNotParseSaysWhere) {
   EXPECT_GT(host::settingsProblem().size(), at("2:5: ").size());
 }
 
+TEST_F(SettingsTest, APathWithoutQuotesIsToldWhatItLacks) {
+  configure("[volumes]\nE = /mnt/a\n");
+  const std::string problem = host::settingsProblem();
+  EXPECT_EQ(problem.substr(0, at("2:5: ").size()), at("2:5: "));
+  EXPECT_TRUE(problem.ends_with("; texts and paths stand in quotes")) << problem;
+}
+
 TEST_F(SettingsTest, AProblemIsOneLineWhateverItQuotes) {
   const struct {
     const char *toml, *problem;
