@@ -197,10 +197,13 @@ Exit checkRoom(Context& context, const std::string& name) {
   if (space.answer != Space::Answer::kThere) return reportProblems(space, options);
   const auto path = roomPath(space, name);
   if (!path) return kUsage;
-  if (!isKnown(space, *path)) sayIfLocal("no room " + printable(name), options);
-  if (const Exit exit = seeLock(space, lockFileOfRoom(*path), options)) return exit;
+  if (const Exit exit = seeLock(space, lockFileOfRoom(*path), options)) {
+    if (exit == kNotFound) sayIfLocal("no room " + printable(name), options);
+    return exit;
+  }
   if (const std::string none = whyNoRoom(space, *path, options); !none.empty()) {
     complain(none);
+    sayIfLocal("no room " + printable(name), options);
     return kNotFound;
   }
   const WString worse = worseSpelling(space, *path, options);

@@ -85,18 +85,18 @@ load setup
 @test "a setting that nobody knows is told by every command, which works all the same" {
   local file="$MISCDISC_HOME/config.toml"
   printf '[volume]\nE = "/e"\n[machine]\nusr = "ann"\n' >"$file"
-  ask config set k v
+  ask config set k v --section Preferences
   expect_code 0
   diff - words <<END
 miscdisc: $file:1:2: there is no section [volume]; did you mean [volumes]?
 miscdisc: $file:4:1: there is no setting "usr" in [machine]; did you mean "user"?
 miscdisc: "k" is now "v"
 END
-  ask config get k
+  ask config get k --section Preferences
   expect_code 0
   expect_data v
   [ "$(grep -c 'there is no' words)" -eq 2 ]
-  ask -q config get k
+  ask -q config get k --section Preferences
   [ ! -s words ]
 }
 

@@ -163,6 +163,10 @@ load lobby
   done
   ask room check "Edit 1"
   expect_words 'no room Edit 1: this machine works locally, in '
+  mkdir -p "$MISCDISC_HOME/projects"
+  ask room check "Edit 1"
+  expect_code 4
+  expect_words 'no room Edit 1: this machine works locally, in '
   ask drives task
   expect_words 'no task has a drive of its own'
   ask drives unhide
