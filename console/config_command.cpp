@@ -71,7 +71,7 @@ void tellUnknown(const Arguments& arguments, const Options& options) {
   if (arguments.section != kLobbySection || read) return;
   const std::string near = host::didYouMean(host::nearest(arguments.key, known), "\"", "\"");
   remark(options, "this program reads no \"" + printable(arguments.key) + "\"" +
-                      (near.empty() ? "." : near) + " It is kept all the same");
+                      (near.empty() ? "." : near) + "  It is kept all the same");
 }
 
 Exit set(Context& context, const Arguments& arguments) {

@@ -41,11 +41,11 @@ load setup
   done
   ask config set "network projekt root" /x
   expect_code 0
-  expect_words 'this program reads no "network projekt root"; did you mean "network project root"? It is kept all the same'
+  expect_words 'this program reads no "network projekt root"; did you mean "network project root"?  It is kept all the same'
   ask config get "network projekt root"
   expect_data /x
   ask config set colour grey
-  expect_words 'this program reads no "colour". It is kept all the same'
+  expect_words 'this program reads no "colour".  It is kept all the same'
   for key in "network lobby name" "last network lobby name" log_incoming_net_messages; do
     ask config set "$key" 0
     ! grep -q "reads no" words
