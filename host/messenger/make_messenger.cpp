@@ -26,9 +26,8 @@ std::unique_ptr<Engine> makeEngine(const Settings::Messenger& wanted, std::strin
   const auto address = sessionBusAddress();
   if (!address) {
     why =
-        "there is no session bus: DBUS_SESSION_BUS_ADDRESS names none.  Start the program from a "
-        "desktop session or under dbus-run-session, or choose an engine in the settings: "
-        "[messenger] engine, where \"none\" is right for a machine on its own";
+        "there is no session bus: start this from a desktop or with dbus-run-session, or set "
+        "[messenger] engine";
     return nullptr;
   }
   return std::make_unique<DbusEngine>(*address);
