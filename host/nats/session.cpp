@@ -22,6 +22,7 @@ constexpr size_t kWindowBytes = size_t{8} << 20;
 constexpr milliseconds kRequest = 2s;        // connecting, and each request of JetStream
 constexpr milliseconds kConfirmation = 20s;  // that the server takes for a text
 constexpr milliseconds kInspection = 30s;    // between two looks at the stream
+constexpr int kMostRefusals = 10;            // with the pauses between them, in some 15 seconds
 constexpr int64_t kHeartbeat = 2000000000;   // nanoseconds between signs of life of the deliveries
 
 milliseconds until(Clock::time_point when) {
@@ -219,6 +220,7 @@ bool Session::settle(const Line::Answer& answer) {
   if (asked == end) return true;
   if (answer.accepted) {
     asked->settled = true;
+    traffic_.refusals = 0;
     dropSettled();
     announce();
     return true;
@@ -239,8 +241,10 @@ bool Session::settle(const Line::Answer& answer) {
     jsErrCode code = jsErrCode(0);
     const natsStatus status = ask(group, info, code);
     if (nobody && status != NATS_OK) why = refusal(status, code, group);
-    // A lobby that we have left keeps nobody waiting, once the server works and still says no.
-    isFinal = hasLeft && status == (nobody ? NATS_NOT_FOUND : NATS_OK);
+    // A lobby that we have left keeps nobody waiting, once the server works and still says no, or
+    // has had the time to start and to choose who answers for the stream.
+    isFinal = hasLeft && (status == (nobody ? NATS_NOT_FOUND : NATS_OK) ||
+                          ++traffic_.refusals >= kMostRefusals);
   }
   if (isFinal) {
     mailbox_.undeliverable(asked->parcel, why);

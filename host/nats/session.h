@@ -28,6 +28,7 @@ struct Traffic {
     Clock::time_point published;
   };
   std::deque<Outgoing> out;  // not confirmed, oldest first
+  int refusals = 0;          // in a row, where a text was for a group that we have left
 
   std::string group;  // that we are in; empty: none
   // The number in the group's stream of the text that is due; none: the stream was not looked at

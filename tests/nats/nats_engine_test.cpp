@@ -155,24 +155,45 @@ TEST_F(NatsEngineTest, WithoutThatLobbysStreamTheyAreGivenUpAndTheOthersGo) {
               ElementsAre(Pair("to Beta", HasSubstr("miscdisc notify setup --lobby Beta --run"))));
 }
 
-// As while the server starts or ends, or a cluster chooses who answers for the stream.
+// Moves a stream to a subject that nobody sends to, and with 'm' back: as while the server starts
+// or ends, or a cluster chooses who answers for the stream.
+auto subjectBeginsWith(char first) {
+  return [first](jsStreamConfig& config) { const_cast<char*>(config.Subjects[0])[0] = first; };
+}
+
 TEST_F(NatsEngineTest, WhileNobodyTakesTextsForALobbyThatWeHaveLeftTheyAreKept) {
   Administrator administrator(server);
-  const auto rename = [](char first) {
-    return [first](jsStreamConfig& config) { const_cast<char*>(config.Subjects[0])[0] = first; };
-  };
-  administrator.updateStream(kAlpha, rename('x'));
+  administrator.updateStream(kAlpha, subjectBeginsWith('x'));
   test::Box ann(kAlpha, "a1");
   ann.send("1");
   ann.enter("");
   const std::unique_ptr<host::Engine> engine = test::makeEngine(settings());
   std::thread runs([&] { engine->run(ann); });
   EXPECT_TRUE(ann.awaitWords("the server refuses a text: "));
-  administrator.updateStream(kAlpha, rename('m'));
+  administrator.updateStream(kAlpha, subjectBeginsWith('m'));
   EXPECT_TRUE(administrator.awaitLast(kAlpha, 1));
   ann.endWithin(60s);
   runs.join();
   EXPECT_THAT(ann.seen().undelivered, IsEmpty());
+}
+
+TEST_F(NatsEngineTest, ButTheyDoNotKeepThePresentLobbyWaitingWithoutEnd) {
+  Administrator administrator(server);
+  administrator.makeStream(kBeta, [](jsStreamConfig&) {});
+  administrator.updateStream(kAlpha, subjectBeginsWith('x'));
+  test::Box ann(kAlpha, "a1");
+  ann.send("1");
+  ann.send("2");
+  ann.enter(kBeta);
+  ann.send("to Beta");
+  const std::unique_ptr<host::Engine> engine = test::makeEngine(settings());
+  std::thread runs([&] { engine->run(ann); });
+  EXPECT_TRUE(administrator.awaitLast(kBeta, 1));
+  ann.endWithin(60s);
+  runs.join();
+  EXPECT_THAT(ann.seen().undelivered,
+              ElementsAre(Pair("1", HasSubstr("the server refuses a text: ")),
+                          Pair("2", HasSubstr("the server refuses a text: "))));
 }
 
 TEST_F(NatsEngineTest, OverAKilledServerNothingIsLostAndNothingComesTwice) {
