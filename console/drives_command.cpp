@@ -127,8 +127,10 @@ Exit showDrive(Context& context, const DriveList& list, const Arguments& argumen
   } else {
     show(context, *details);
   }
-  if (details->prepared == false)
-    remark(context.options, whatIsUnprepared(*drive, context.options));
+  if (details->prepared == false) {
+    const std::string unprepared = whatIsUnprepared(*drive, context.options);
+    if (!unprepared.empty()) remark(context.options, unprepared);  // another machine may be quick
+  }
   return exitFor(*drive, context.options);
 }
 

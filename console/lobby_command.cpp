@@ -74,7 +74,8 @@ Exit list(Context& context) {
   }
   if (found->empty() && !options.json) {
     remark(options, "no lobbies in " + printable(LobbyUtils::getNetworkProjectsRoot()) +
-                        ": \"miscdisc lobby create NAME\" makes one");
+                        ": mount it if there should be some, or make one with "
+                        "\"miscdisc lobby create NAME\"");
   }
   for (const Lobby& lobby : *found) exit = std::max(exit, reportProblems(lobby.space, options));
   const WString current = LobbyUtils::getCurrentNetworkLobbyName();

@@ -123,7 +123,9 @@ Exit run(int argc, char** argv, Context& context) {
   }
   host::setVerbose(context.options.verbose);
   if (!enterLobbyOfEnvironment()) return kUsage;
-  if (!app.got_subcommand("doctor")) tellUnknownSettings(context.options);  // there a finding
+  const CLI::App* const doctor = app.get_subcommand("doctor");
+  const bool isFinding = doctor->parsed() && !doctor->got_subcommand("share");
+  if (!isFinding) tellUnknownSettings(context.options);
   return chosen();
 }
 

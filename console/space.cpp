@@ -275,8 +275,10 @@ std::string noLobby(const Space& space) {
   const std::string name = lobbyIn(space.folder);
   const bool missing = space.answer == Space::Answer::kMissing;
   const char* const given = std::getenv(kLobbyVariable);
+  // An empty folder may be where storage is to be mounted.
   return "there is no lobby " + printable(name) + ": " + printable(space.folder) +
-         (missing ? " is not there" : " holds no " + printable(getMediaLocationsFilename())) +
+         (missing ? " is not there.  Mount what is missing there, or choose another"
+                  : " holds no " + printable(getMediaLocationsFilename())) +
          ".  " + (given && given == name ? std::string(kLobbyVariable) + " names it.  " : "") +
          "\"miscdisc lobby list\" shows which there are; \"miscdisc config set 'network project "
          "root' FOLDER\" says where they are";

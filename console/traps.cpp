@@ -343,7 +343,9 @@ void findInLobby(const Space& space, const std::vector<RootFolder>& folders, con
   }
   if (space.answer != Space::Answer::kThere) return;
   const auto look = lookAtFolder(path, options);
-  if (look && look->noWriting != 0) {
+  if (!look) {
+    diagnosis.unseen.push_back(notAnswering(path, options));
+  } else if (look->noWriting != 0) {
     diagnosis.add({"lobby-not-writable", path,
                    "this user cannot log in here: " + std::string(std::strerror(look->noWriting)) +
                        ".  See \"Rights and umask\" in administering.md"});

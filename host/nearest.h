@@ -32,9 +32,9 @@ inline std::vector<std::string> nearest(std::string_view typed,
   std::vector<std::string> found;
   size_t fewest = 0;
   for (const std::string& name : known) {
-    const size_t bound = name.size() <= kShort ? 1 : 2;
-    const size_t longer = std::max(typed.size(), name.size());
-    if (longer - std::min(typed.size(), name.size()) > bound) continue;
+    const auto [shorter, longer] = std::minmax({typed.size(), name.size()});
+    const size_t bound = shorter <= kShort ? 1 : 2;
+    if (longer - shorter > bound) continue;
     const size_t errors = typingErrors(typed, name);
     if (errors > bound || errors >= longer || (!found.empty() && errors > fewest)) continue;
     if (!found.empty() && errors < fewest) found.clear();

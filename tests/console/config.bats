@@ -48,7 +48,7 @@ load setup
   expect_words 'this program reads no "colour".  It is kept all the same'
   for key in "network lobby name" "last network lobby name" log_incoming_net_messages; do
     ask config set "$key" 0
-    ! grep -q "reads no" words
+    expect_none "reads no" words
   done
 }
 

@@ -85,8 +85,8 @@ END
 }
 
 @test "what is below the options is filled, and what each shell wants is a list" {
-  ! grep -q '^\.Bd' <(miscdisc manual)
   miscdisc manual >page
+  expect_none '^\.Bd' page
   grep -qx 'In a pipe, or with .*, one JSON document a line for each event, first for what is there, until HUP, INT or TERM\.' page
   grep -A1 -x '\.It zsh' page | grep -q '^source <(miscdisc completion zsh), in'
 }

@@ -15,7 +15,7 @@ teardown() {
   two_machines_with_a_drive
   start_listening
   head -n 1 bob.words | grep -qE '^miscdisc: (connecting to .* \.\.\.|listening to .*)$'
-  ! grep -q 'not listening' bob.words
+  expect_none 'not listening' bob.words
   ask notify send "hello there"
   expect_code 0
   expect_data "told lobby Alpha: hello there"

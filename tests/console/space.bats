@@ -149,7 +149,7 @@ load lobby
   ask lobby list
   expect_code 0
   [ ! -s data ]
-  grep -qx 'miscdisc: no lobbies in .*/network/projects/*: "miscdisc lobby create NAME" makes one' words
+  grep -qx 'miscdisc: no lobbies in .*/network/projects/*: mount it if there should be some, or make one with "miscdisc lobby create NAME"' words
   for what in "room list" "project list" "locks list"; do
     ask $what
     expect_code 0
@@ -183,10 +183,10 @@ load lobby
   share
   MISCDISC_LOBBY=Alpa ask room list
   expect_code 4
-  expect_words "there is no lobby Alpa: $PWD/net/Alpa/ is not there.  MISCDISC_LOBBY names it.  \"miscdisc lobby list\" shows which there are"
+  expect_words "there is no lobby Alpa: $PWD/net/Alpa/ is not there.  Mount what is missing there, or choose another.  MISCDISC_LOBBY names it.  \"miscdisc lobby list\" shows which there are"
   ask lobby show Alpa
   expect_code 4
-  expect_words "there is no lobby Alpa: $PWD/net/Alpa/ is not there.  \"miscdisc lobby list\" shows which there are"
+  expect_words "there is no lobby Alpa: $PWD/net/Alpa/ is not there.  Mount what is missing there, or choose another.  \"miscdisc lobby list\" shows which there are"
 }
 
 on_screen() { # ARGUMENT...: what a person at a terminal sees

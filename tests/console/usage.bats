@@ -13,6 +13,7 @@ refused() { # WORDS, then what is typed
 @test "a mistyped command is told with the one that may be meant" {
   refused 'there is no command drvies; did you mean drives?\nTry: miscdisc --help' drvies
   refused 'there is no command rooms; did you mean room?\nTry: miscdisc --help' rooms list
+  refused 'there is no command help\nTry: miscdisc --help' help
   refused 'there is no command xyzzy\nTry: miscdisc --help' xyzzy
   refused 'lobby has no command lst; did you mean list?  It has: list, show, use, create, delete\nTry: miscdisc lobby --help' \
     lobby lst
@@ -79,6 +80,6 @@ refused() { # WORDS, then what is typed
     [ "$(tail -n 1 data)" = "Options of every command: miscdisc --help" ] || { cat data; return 1; }
   done
   ask --help
-  ! grep -q 'Options of every command' data
+  expect_none 'Options of every command' data
   grep -q -- '--yes  *Do what would be refused without it$' data
 }
