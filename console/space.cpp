@@ -14,6 +14,7 @@
 #include "console/lock_files.h"
 #include "console/not_answering.h"
 #include "host/files/lock_file.h"
+#include "host/nearest.h"
 #include "miscdisc/frame/open_modes.h"
 #include "miscdisc/frame/separator.h"
 #include "miscdisc/lobby/lobby_utils.h"
@@ -345,20 +346,19 @@ std::string shownName(const Space& space) {
 
 // The rooms of that name in other letters; where there is none, those of other folders.
 std::string didYouMean(const Space& space, const WString& name) {
-  std::vector<WString> same, elsewhere;
+  std::vector<std::string> same, elsewhere;
   for (const Room& room : space.rooms) {
     if (Qx::compareCaseInsensitive(room.name, name)) {
-      same.push_back(room.name);
+      same.push_back(printable(room.name));
     } else if (Qx::compareCaseInsensitive(stripPath(room.name), stripPath(name))) {
-      elsewhere.push_back(room.name);
+      elsewhere.push_back(printable(room.name));
     }
   }
-  std::vector<WString>& near = same.empty() ? elsewhere : same;
+  std::vector<std::string>& near = same.empty() ? elsewhere : same;
   near.erase(std::unique(near.begin(), near.end()), near.end());
   if (near.empty()) return ".";
-  std::string words = "; did you mean \"" + printable(near[0]) + "\"";
-  if (near.size() > 1) words += " or \"" + printable(near[1]) + "\"";
-  return words + "?";
+  near.resize(std::min<size_t>(near.size(), 2));
+  return host::didYouMean(near, "\"", "\"");
 }
 
 // The names under the network projects root that are not hidden; as lobbyNames() fails.
